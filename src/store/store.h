@@ -1,0 +1,217 @@
+// The table store: every persistent table of Mantrel lives behind these
+// operations. A table is a family of files named by a base path without
+// extension (backslashes, relative to the current folder, any letter case);
+// the store adds the extensions. Every operation sets OrvixError: 0 success,
+// 2 duplicate key, 12 table file missing, 14 index unusable, 101 no such
+// record or end of table; other values are documented in docs/storage.md.
+#pragma once
+
+#include "store/records.h"
+
+#include <cstdint>
+
+using TblHandle = long; // 0 never names an open table
+
+extern int OrvixError;
+
+// Error values the callers tell apart.
+inline constexpr int kErrNone = 0;
+inline constexpr int kErrDuplicate = 2;
+inline constexpr int kErrNoFile = 12;
+inline constexpr int kErrBadIndex = 14;
+inline constexpr int kErrEnd = 101;
+
+// Find modes and save modes.
+inline constexpr int kFindFirst = 0, kFindPrev = 1, kFindNext = 2,
+                     kFindLast = 3, kFindEqual = 4, kFindAtOrAfter = 5;
+inline constexpr int kSaveAdd = 1, kSaveReplace = 2;
+
+// ---------------------------------------------------------------- engine
+
+int DbInitialize(int buffers, int files, int sectors, const char *module,
+                 const char *lockingFile, long extendSize);
+void DbTerminate(const char *module);
+void DbSwitch(const char *module);
+void DbVirtualClose(int n);
+int DbCloseFile(TblHandle h);
+long DbCountEntries(TblHandle h);
+
+int DbGetResource(TblHandle h, Resource *key, Resource *result, int mode);
+int DbUpdateResource(TblHandle h, Resource *rec);
+int DbAddResource(TblHandle h, Resource *rec);
+
+long TblGetNewSptId(TblHandle symptoms, int range);
+
+// ---------------------------------------------------------------- messages
+
+TblHandle MsgOpen(const char *path, int a, int b);
+// The text of message `number` in `language`, copied into buf->Text; the
+// returned pointer is buf->Text. A number that is not in the table gives a
+// visible fallback text naming the number. No formatting is done here: the
+// callers use the text as a printf format.
+const char *OrvixMessage(TblHandle msgTable, int number, int language,
+                         MsgRecord *buf);
+// Used by the message compiler: creates a message table and adds records.
+TblHandle MsgCreate(const char *path);
+int MsgSave(TblHandle h, MsgRecord *rec, int mode);
+int MsgFind(TblHandle h, MsgRecord *rec, int key, int mode);
+
+// ---------------------------------------------------------------- Symptom
+
+TblHandle TblOpenSymptom(const char *path, int a, int b);
+TblHandle TblCreateSymptom(const char *path, int a, int b);
+int TblRebuildSymptom(const char *path, int a, int b);
+int TblFindFullSymptom(TblHandle h, Symptom *rec, int key, int mode);
+int TblFindFullSymptomByText(TblHandle h, Symptom *rec, int key, int mode);
+int TblSaveSymptom(TblHandle h, Symptom *rec, int mode);
+int TblDeleteSymptom(TblHandle h);
+void TblClearSymptom(Symptom *rec);
+int TblIsLastSymptomRemed(const SymptomRemedy *entry);
+SymptomRemedy *TblAllocSymptomRemed(int count);
+void TblFreeSymptomRemed(Symptom *rec);
+int TblSymptomRemedRoom(const SymptomRemedy *array); // entries allocated
+
+// ---------------------------------------------------------------- Remed, Author
+
+TblHandle TblOpenRemed(const char *path, int a, int b);
+TblHandle TblCreateRemed(const char *path, int a, int b);
+int TblRebuildRemed(const char *path, int a, int b);
+int TblFindFullRemed(TblHandle h, Remed *rec, int key, int mode);
+int TblFindRemed(TblHandle h, Remed *rec, int key, int mode);
+int TblReadRemed(TblHandle h, Remed *rec);
+int TblSaveRemed(TblHandle h, Remed *rec, int mode);
+void TblClearRemed(Remed *rec);
+
+TblHandle TblOpenAuthor(const char *path, int a, int b);
+TblHandle TblCreateAuthor(const char *path, int a, int b);
+int TblRebuildAuthor(const char *path, int a, int b);
+int TblFindFullAuthor(TblHandle h, Author *rec, int key, int mode);
+int TblFindAuthor(TblHandle h, Author *rec, int key, int mode);
+int TblReadAuthor(TblHandle h, Author *rec);
+int TblSaveAuthor(TblHandle h, Author *rec, int mode);
+void TblClearAuthor(Author *rec);
+
+// ---------------------------------------------------------------- Catalog
+
+TblHandle TblOpenCatalog(const char *path, int a, int b);
+TblHandle TblCreateCatalog(const char *path, int a, int b);
+int TblRebuildCatalog(const char *path, int a, int b);
+int TblFindFullCatalog(TblHandle h, Catalog *rec, int key, int mode);
+int TblFindCatalog(TblHandle h, Catalog *rec, int key, int mode);
+int TblSaveCatalog(TblHandle h, Catalog *rec, int mode);
+
+// ---------------------------------------------------------------- Rlog
+
+TblHandle TblOpenRlog(const char *path, int a, int b);
+TblHandle TblCreateRlog(const char *path, int a, int b, int c);
+int TblRebuildRlog(const char *path, int a, int b);
+int TblFindFullRlog(TblHandle h, LogEntry *rec, int key, int mode);
+int TblSaveRlog(TblHandle h, LogEntry *rec, int mode);
+int TblDeleteRlog(TblHandle h);
+
+// ---------------------------------------------------------------- Extract, ExSp, Word
+// The fifth argument of the finds may be written by the store and is read by
+// no caller; it may be null.
+
+TblHandle TblOpenExtract(const char *path, int a, int b);
+TblHandle TblCreateExtract(const char *path, int a, int b);
+int TblRebuildExtract(const char *path, int a, int b);
+int TblFindFullExtract(TblHandle h, Extract *rec, int key, int mode,
+                       long *spare);
+int TblSaveExtract(TblHandle h, Extract *rec, int mode);
+int TblDeleteExtract(TblHandle h);
+void TblClearExtract(Extract *rec);
+int TblIsLastExtractSymptom(const ExtractEntry *entry);
+
+TblHandle TblOpenExSp(const char *path, int a, int b);
+TblHandle TblCreateExSp(const char *path, int a, int b);
+int TblRebuildExSp(const char *path, int a, int b);
+int TblFindFullExSp(TblHandle h, ExSp *rec, int key, int mode, long *spare);
+int TblSaveExSp(TblHandle h, ExSp *rec, int mode);
+int TblDeleteExSp(TblHandle h);
+void TblClearExSp(ExSp *rec);
+int TblIsLastExSpSymptom(const ExSpEntry *entry);
+
+TblHandle TblOpenWord(const char *path, int a, int b);
+TblHandle TblCreateWord(const char *path, int a, int b);
+int TblRebuildWord(const char *path, int a, int b);
+int TblFindFullWord(TblHandle h, Word *rec, int key, int mode, long *spare);
+int TblSaveWord(TblHandle h, Word *rec, int mode);
+int TblDeleteWord(TblHandle h);
+void TblClearWord(Word *rec);
+int TblIsLastWordSymptom(const WordEntry *entry);
+
+// ---------------------------------------------------------------- Note, Link
+
+TblHandle TblOpenNote(const char *path, int a, int b);
+TblHandle TblCreateNote(const char *path, int a, int b);
+int TblRebuildNote(const char *path, int a, int b);
+int TblFindFullNote(TblHandle h, Note *rec, int key, int mode);
+int TblSaveNote(TblHandle h, Note *rec, int mode);
+int TblDeleteNote(TblHandle h);
+void TblClearNote(Note *rec);
+
+TblHandle TblOpenLink(const char *path, int a, int b);
+TblHandle TblCreateLink(const char *path, int a, int b);
+int TblRebuildLink(const char *path, int a, int b);
+int TblFindFullLink(TblHandle h, Link *rec, int key, int mode);
+int TblSaveLink(TblHandle h, Link *rec, int mode);
+int TblDeleteLink(TblHandle h);
+void TblClearLink(Link *rec);
+
+// ---------------------------------------------------------------- View, At, HistoId
+
+TblHandle TblOpenView(const char *path, int a, int b);
+TblHandle TblCreateView(const char *path, int a, int b);
+int TblRebuildView(const char *path, int a, int b);
+int TblFindFullView(TblHandle h, View *rec, int key, int mode);
+int TblSaveView(TblHandle h, View *rec, int mode);
+
+TblHandle TblOpenAt(const char *path, int a, int b);
+TblHandle TblCreateAt(const char *path, int a, int b);
+int TblRebuildAt(const char *path, int a, int b);
+int TblFindFullAt(TblHandle h, At *rec, int key, int mode);
+int TblFindFullAtByText(TblHandle h, At *rec, int key, int mode);
+int TblSaveAt(TblHandle h, At *rec, int mode);
+void TblClearAt(At *rec);
+
+TblHandle TblOpenHistoId(const char *path, int a, int b);
+TblHandle TblCreateHistoId(const char *path, int a, int b);
+int TblRebuildHistoId(const char *path, int a, int b);
+int TblFindFullHistoId(TblHandle h, HistoId *rec, int key, int mode);
+int TblSaveHistoId(TblHandle h, HistoId *rec, int mode);
+
+// ---------------------------------------------------------------- cases
+
+TblHandle TblOpenCas1(const char *path, int a, int b);
+TblHandle TblCreateCas1(const char *path, int a, int b);
+int TblRebuildCas1(const char *path, int a, int b);
+int TblFindFullCas1(TblHandle h, Cas1 *rec, int key, int mode);
+int TblSaveCas1(TblHandle h, Cas1 *rec, int mode);
+int TblDeleteCas1(TblHandle h);
+void TblClearCas1(Cas1 *rec);
+
+TblHandle TblOpenCas2(const char *path, int a, int b);
+TblHandle TblCreateCas2(const char *path, int a, int b);
+int TblRebuildCas2(const char *path, int a, int b);
+int TblFindFullCas2(TblHandle h, Cas2 *rec, int key, int mode);
+int TblSaveCas2(TblHandle h, Cas2 *rec, int mode);
+int TblDeleteCas2(TblHandle h);
+void TblClearCas2(Cas2 *rec);
+int TblIsLastCas2SymptomRemed(const Cas2Symptom *entry);
+Cas2Symptom *TblAllocCas2Symptoms(int count);
+void TblFreeCas2Symptoms(Cas2 *rec);
+
+// ---------------------------------------------------------------- keynotes, patient family
+
+TblHandle TblOpenKeynote(const char *path, int a, int b);
+TblHandle TblCreateKeynote(const char *path, int a, int b);
+int TblRebuildKeynote(const char *path, int a, int b);
+
+int TblCreatePatientFamily(const char *path);
+int TblRebuildPatient(const char *path, int a, int b);
+int TblRebuildConsultation(const char *path, int a, int b);
+int TblRebuildDiag(const char *path, int a, int b);
+int TblRebuildPrem(const char *path, int a, int b);
+TblHandle TblCreateDefDiag(const char *path, int a, int b);
+int TblRebuildDefDiag(const char *path, int a, int b);
