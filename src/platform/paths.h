@@ -11,11 +11,11 @@
 #include <cstddef>
 #include <string>
 
-inline constexpr size_t kPathMax = 255; // longest stored path, without terminator
+inline constexpr size_t kPathMax =
+    255; // longest stored path, without terminator
 
 // Resolves a stored path. Existing components are matched without regard to
 // case (an exact match wins); the remaining components keep the case given.
 // Answers false when the path cannot be had: too long, an unmapped drive, or
 // an empty text. `real` is then left empty.
 bool PlatRealPath(const char *stored, std::string &real);
-

@@ -53,7 +53,8 @@ struct Symptom {
   uint8_t CursorState;
 };
 
-// ---------------------------------------------------------------- Remed, Author
+// ---------------------------------------------------------------- Remed,
+// Author
 
 struct Remed {
   uint16_t Status;
@@ -152,9 +153,11 @@ struct Link {
   uint8_t CursorState;
 };
 
-// ---------------------------------------------------------------- chained lists
+// ---------------------------------------------------------------- chained
+// lists
 
-inline constexpr int kListEntries = 301; // the last one is the terminator's room
+inline constexpr int kListEntries =
+    301; // the last one is the terminator's room
 
 struct ExtractEntry {
   uint32_t Num;
@@ -201,7 +204,8 @@ struct Word {
   uint8_t CursorState;
 };
 
-// ---------------------------------------------------------------- View, At, HistoId
+// ---------------------------------------------------------------- View, At,
+// HistoId
 
 struct View {
   uint16_t Status;
@@ -292,7 +296,8 @@ struct LogEntry {
   uint8_t endMark;
 };
 
-// ---------------------------------------------------------------- resources, messages
+// ---------------------------------------------------------------- resources,
+// messages
 
 struct Resource {
   uint32_t Type;

@@ -71,7 +71,8 @@ SymptomRemedy *TblAllocSymptomRemed(int count);
 void TblFreeSymptomRemed(Symptom *rec);
 int TblSymptomRemedRoom(const SymptomRemedy *array); // entries allocated
 
-// ---------------------------------------------------------------- Remed, Author
+// ---------------------------------------------------------------- Remed,
+// Author
 
 TblHandle TblOpenRemed(const char *path, int a, int b);
 TblHandle TblCreateRemed(const char *path, int a, int b);
@@ -109,9 +110,9 @@ int TblFindFullRlog(TblHandle h, LogEntry *rec, int key, int mode);
 int TblSaveRlog(TblHandle h, LogEntry *rec, int mode);
 int TblDeleteRlog(TblHandle h);
 
-// ---------------------------------------------------------------- Extract, ExSp, Word
-// The fifth argument of the finds may be written by the store and is read by
-// no caller; it may be null.
+// ---------------------------------------------------------------- Extract,
+// ExSp, Word The fifth argument of the finds may be written by the store and is
+// read by no caller; it may be null.
 
 TblHandle TblOpenExtract(const char *path, int a, int b);
 TblHandle TblCreateExtract(const char *path, int a, int b);
@@ -159,7 +160,8 @@ int TblSaveLink(TblHandle h, Link *rec, int mode);
 int TblDeleteLink(TblHandle h);
 void TblClearLink(Link *rec);
 
-// ---------------------------------------------------------------- View, At, HistoId
+// ---------------------------------------------------------------- View, At,
+// HistoId
 
 TblHandle TblOpenView(const char *path, int a, int b);
 TblHandle TblCreateView(const char *path, int a, int b);
@@ -202,7 +204,8 @@ int TblIsLastCas2SymptomRemed(const Cas2Symptom *entry);
 Cas2Symptom *TblAllocCas2Symptoms(int count);
 void TblFreeCas2Symptoms(Cas2 *rec);
 
-// ---------------------------------------------------------------- keynotes, patient family
+// ---------------------------------------------------------------- keynotes,
+// patient family
 
 TblHandle TblOpenKeynote(const char *path, int a, int b);
 TblHandle TblCreateKeynote(const char *path, int a, int b);

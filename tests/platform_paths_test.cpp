@@ -1,0 +1,74 @@
+#include "platform/paths.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// A scratch installation with a bin folder as the current folder.
+class PathsTest : public ::testing::Test {
+protected:
+  void SetUp() override {
+    char tmpl[] = "/tmp/mantrel-paths-XXXXXX";
+    root_ = mkdtemp(tmpl);
+    fs::create_directories(root_ / "bin");
+    fs::create_directories(root_ / "data" / "Almanac");
+    std::ofstream(root_ / "data" / "Almanac" / "ExtrSpt.dat") << "x";
+    std::ofstream(root_ / "data" / "Almanac" / "Note.dat") << "x";
+    old_ = fs::current_path();
+    fs::current_path(root_ / "bin");
+  }
+  void TearDown() override {
+    fs::current_path(old_);
+    fs::remove_all(root_);
+    unsetenv("MANTREL_DRIVE_C");
+  }
+  fs::path root_, old_;
+};
+
+TEST_F(PathsTest, ComponentsAreFoundWithoutRegardToCase) {
+  std::string real;
+  ASSERT_TRUE(PlatRealPath("..\\DATA\\almanac\\extrspt.dat", real));
+  EXPECT_EQ(real, "../data/Almanac/ExtrSpt.dat");
+  ASSERT_TRUE(PlatRealPath("..\\data\\ALMANAC\\note.DAT", real));
+  EXPECT_EQ(real, "../data/Almanac/Note.dat");
+}
+
+TEST_F(PathsTest, NewNamesKeepTheirCaseUnderResolvedFolders) {
+  std::string real;
+  ASSERT_TRUE(PlatRealPath("..\\DATA\\NewDir\\Symptom.idx", real));
+  EXPECT_EQ(real, "../data/NewDir/Symptom.idx");
+}
+
+TEST_F(PathsTest, BadPathsAreRefused) {
+  std::string real = "left over";
+  EXPECT_FALSE(PlatRealPath("", real));
+  EXPECT_TRUE(real.empty());
+  EXPECT_FALSE(PlatRealPath(nullptr, real));
+  EXPECT_FALSE(PlatRealPath(std::string(256, 'a').c_str(), real));
+  EXPECT_TRUE(PlatRealPath(std::string(255, 'a').c_str(), real));
+}
+
+TEST_F(PathsTest, DrivesNeedAMapping) {
+  std::string real;
+  EXPECT_FALSE(PlatRealPath("C:\\orvix\\zentrix", real));
+  setenv("MANTREL_DRIVE_C", (root_ / "data").c_str(), 1);
+  ASSERT_TRUE(PlatRealPath("c:\\ALMANAC\\note.dat", real));
+  EXPECT_EQ(real, (root_ / "data" / "Almanac" / "Note.dat").string());
+}
+
+TEST_F(PathsTest, AbsolutePathsStayAbsolute) {
+  std::string real;
+  std::string stored = root_.string() + "/DATA/almanac";
+  ASSERT_TRUE(PlatRealPath(stored.c_str(), real));
+  EXPECT_EQ(real, (root_ / "data" / "Almanac").string());
+}
+
+} // namespace
