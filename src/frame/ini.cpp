@@ -970,6 +970,8 @@ int IniRead() {
         PutText(err, msg);
       }
     }
+    if (ferror(f))
+      rc = kErrNoFile; // what was read holds; the rest stays at defaults
     fclose(f);
   }
   if (err != nullptr)
