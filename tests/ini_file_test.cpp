@@ -539,7 +539,7 @@ TEST_F(IniFileTest, FailuresLeaveTheOldFile) {
   EXPECT_TRUE(fs::is_directory("orvix.ini"));
   fs::remove("orvix.ini");
   fs::rename("saved.ini", "orvix.ini");
-  EXPECT_EQ(Get(), "[System section]\nDbBuffers=77\n");
+  EXPECT_EQ(Get(), "DbBuffers=3\n");
 }
 
 TEST_F(IniFileTest, AnUnreadableFileIsNeverReplacedByDefaults) {
