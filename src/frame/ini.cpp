@@ -773,9 +773,7 @@ void IniStoreValue(int row, char *text) {
                                 : strlen(open + 1);
     if (n > kIniPrefixWidth)
       n = kIniPrefixWidth;
-    char *dst = static_cast<char *>(k.target);
-    memcpy(dst, open + 1, n);
-    dst[n] = '\0';
+    StrCopy(static_cast<char *>(k.target), n + 1, open + 1);
     break;
   }
   case kIniByte:
@@ -802,9 +800,7 @@ void IniStoreValue(int row, char *text) {
       size_t width = static_cast<size_t>(-k.type);
       if (n > width)
         n = width;
-      char *dst = static_cast<char *>(k.target);
-      memcpy(dst, text, n);
-      dst[n] = '\0';
+      StrCopy(static_cast<char *>(k.target), n + 1, text);
     }
     break;
   }
@@ -821,8 +817,7 @@ void IniParseFont(IniFont *font, const char *text) {
     size_t n = static_cast<size_t>(comma - p);
     if (n < kFontFamilySize) {
       char part[kFontFamilySize];
-      memcpy(part, p, n);
-      part[n] = '\0';
+      StrCopy(part, n + 1, p);
       switch (field) {
       case 0:
         font->foreground = ReadColor(part);
