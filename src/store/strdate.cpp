@@ -262,9 +262,10 @@ int DateCharToLong(int /*language*/, const char *text, const char *format,
       ++p;
       continue;
     }
-    // A field followed by another field at once ("yyyymmdd") has exactly
-    // its width; one before a separator or the end takes what digits come.
-    bool compact = i + 1 < f.Count && f.Items[i + 1].Kind != kNone;
+    // A field that touches another field ("yyyymmdd") has exactly its
+    // width; one between separators takes what digits come.
+    bool nextIsField = i + 1 < f.Count && f.Items[i + 1].Kind != kNone;
+    bool compact = nextIsField || (i > 0 && f.Items[i - 1].Kind != kNone);
     int most = compact ? it.Width : (it.Kind == kYear ? 4 : 2);
     int n = 0, v = 0;
     while (n < most && isdigit(static_cast<unsigned char>(p[n]))) {
@@ -272,7 +273,7 @@ int DateCharToLong(int /*language*/, const char *text, const char *format,
       ++n;
     }
     if (n == 0 || (compact && n != it.Width) ||
-        isdigit(static_cast<unsigned char>(p[n])))
+        (!nextIsField && isdigit(static_cast<unsigned char>(p[n]))))
       return kDateErrText;
     if (it.Kind == kYear)
       yearDigits = n;
