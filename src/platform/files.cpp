@@ -302,10 +302,8 @@ bool PlatWildcardMatch(const char *pattern, const char *name) {
 int PlatListDir(const char *folder, const char *pattern, bool filesOnly,
                 std::vector<PlatDirEntry> &entries) {
   entries.clear();
-  std::string real;
-  if (folder == nullptr || *folder == '\0')
-    real = ".";
-  else if (!PlatRealPath(folder, real))
+  std::string real(".");
+  if (folder != nullptr && *folder != '\0' && !PlatRealPath(folder, real))
     return Fail(kPlatErrPath, 0);
   DIR *d = opendir(real.c_str());
   if (d == nullptr)
