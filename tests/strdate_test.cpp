@@ -147,16 +147,6 @@ TEST(DateNumbers, AgreeWithTheCLibraryCalendarEveryDayOfTwoCenturies) {
       }
 }
 
-TEST(DateNumbers, SplitAndJoinAreInverseOverTheWholeRange) {
-  for (long day = kDateFirst; day <= kDateLast; day += 97) {
-    int y, m, d;
-    ASSERT_EQ(DateLongToYMD(day, &y, &m, &d, nullptr), kDateOk) << day;
-    long back = 0;
-    ASSERT_EQ(DateYMDToLong(y, m, d, &back), kDateOk) << day;
-    EXPECT_EQ(back, day);
-  }
-}
-
 TEST(DateNumbers, ValuesOutsideTheRangeAreNoDays) {
   for (long bad : {0L, -1L, -100000L, kDateLast + 1}) {
     int y = 5, m = 5, d = 5, w = 5;
@@ -164,16 +154,6 @@ TEST(DateNumbers, ValuesOutsideTheRangeAreNoDays) {
     EXPECT_EQ(y + m + d + w, 0);
   }
   EXPECT_EQ(DateLongToYMD(100, nullptr, nullptr, nullptr, nullptr), kDateOk);
-}
-
-TEST(DateNumbers, DatedFolderNameOfTheBackup) {
-  long day = 0;
-  ASSERT_EQ(DateYMDToLong(2026, 11, 16, &day), kDateOk);
-  int y, m, d, w;
-  ASSERT_EQ(DateLongToYMD(day, &y, &m, &d, &w), kDateOk);
-  char name[16];
-  StrFormat(name, "%02d%02d%02d%02d", y / 100, y % 100, m, d);
-  EXPECT_STREQ(name, "20261116");
 }
 
 // ---------------------------------------------------------------- texts
