@@ -27,7 +27,14 @@ std::string gIn;         // bytes read, not yet a line
 bool gBarOnLine = false; // a progress line stands without its line end
 bool gDirty = true;      // the front window changed since it was shown
 WINDOW gShown = NULL_WIN;
-std::map<WINDOW, int> gTenths; // progress lines written per window
+// Without a terminal: per window the tenth written last, the line written
+// last and the line as it stands now (written when the window goes).
+struct BarLog {
+  int tenths = -1;
+  std::string written, latest;
+};
+std::map<WINDOW, BarLog> gBars;
+std::string gLastBar; // the progress line shown last
 
 FILE *Out() {
   return XvtConsoleOut != nullptr ? XvtConsoleOut : stderr;
@@ -324,17 +331,24 @@ void ShowBar(XvtWin *w) {
     right = std::max<int>(right, op.rect.right);
   }
   int reach = left;
+  bool blocks = false;
   for (const XvtDrawOp &op : ops) {
-    bool frame = op.rect.left <= left || op.rect.right >= right;
-    if (!frame && op.color != w->background)
+    // The frame's lines lie within 3 units of its edges; blocks inside.
+    bool frame = op.rect.left < left + 3 || op.rect.right > right - 3;
+    if (!frame && op.color != w->background) {
       reach = std::max<int>(reach, op.rect.right);
+      blocks = true;
+    }
   }
+  if (!blocks) // the frame alone: the job has not reported yet
+    return;
   int inner = right - left - 6;
   int tenthsOfBar = 0;
   int cells = 0;
   if (inner > 0) {
     int got = std::clamp(reach - left - 3, 0, inner);
-    cells = got * 30 / inner;
+    // The last block stops short of the frame by less than a gap.
+    cells = std::min((got * 30 + inner / 2) / inner, 30);
     tenthsOfBar = got * 10 / inner;
   }
   std::string line;
@@ -347,13 +361,18 @@ void ShowBar(XvtWin *w) {
   line += "  [" + std::string(static_cast<size_t>(cells), '#') +
           std::string(static_cast<size_t>(30 - cells), '.') + "]";
   if (isatty(fileno(Out()))) {
+    if (gBarOnLine && line == gLastBar)
+      return;
+    gLastBar = line;
     Put("\r\033[K" + line);
     gBarOnLine = true;
   } else {
-    auto it = gTenths.find(w->handle);
-    if (it != gTenths.end() && tenthsOfBar <= it->second)
+    BarLog &log = gBars[w->handle];
+    log.latest = line;
+    if (tenthsOfBar <= log.tenths)
       return;
-    gTenths[w->handle] = tenthsOfBar;
+    log.tenths = tenthsOfBar;
+    log.written = line;
     Put("progress: " + line + "\n");
   }
   fflush(Out());
@@ -368,8 +387,13 @@ void ConsoleChanged(WINDOW win) {
 
 void ConsoleGone(WINDOW win) {
   gDirty = true;
-  if (gTenths.erase(win) > 0 || gBarOnLine)
-    EndBarLine();
+  auto it = gBars.find(win);
+  if (it != gBars.end()) {
+    if (it->second.latest != it->second.written)
+      Put("progress: " + it->second.latest + "\n");
+    gBars.erase(it);
+  }
+  EndBarLine();
   if (gShown == win)
     gShown = NULL_WIN;
 }
@@ -386,12 +410,12 @@ void ConsoleStart() {
   gBarOnLine = false;
   gDirty = true;
   gShown = NULL_WIN;
-  gTenths.clear();
+  gBars.clear();
 }
 
 void ConsoleStop() {
   EndBarLine();
-  gTenths.clear();
+  gBars.clear();
   gIn.clear();
 }
 

@@ -254,11 +254,14 @@ int XvtParseAction(const char *line, XvtAction *a, char *why, int whySize) {
     return Rest(p, a, why, ws) ? 0 : 1;
   case XVT_ACT_KEY: {
     p = SkipBlanks(p);
-    if (strcasecmp(p, "esc") == 0)
+    if (strncasecmp(p, "esc", 3) == 0 && (p[3] == '\0' || p[3] == ' ')) {
       a->num = K_ESC;
-    else if (strcasecmp(p, "enter") == 0)
+      p += 3;
+    } else if (strncasecmp(p, "enter", 5) == 0 &&
+               (p[5] == '\0' || p[5] == ' ')) {
       a->num = K_ENTER;
-    else if (!Number(p, a->num) || a->num <= 0 || a->num > 255) {
+      p += 5;
+    } else if (!Number(p, a->num) || a->num <= 0 || a->num > 255) {
       StrCopy(why, ws, "'key' wants esc, enter or a character number");
       return 1;
     }
