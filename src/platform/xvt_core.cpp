@@ -32,8 +32,19 @@ struct ResWin {
   unsigned flags;
 };
 
+void FreeMenu(MENU_ITEM *tree);
+
+// Menu trees by resource id, freed when the program ends.
+struct MenuResources {
+  std::map<int, MENU_ITEM *> trees;
+  ~MenuResources() {
+    for (auto &[id, tree] : trees)
+      FreeMenu(tree);
+  }
+};
+
 std::map<int, ResWin> gRes;
-std::map<int, MENU_ITEM *> gMenuRes;
+MenuResources gMenuRes;
 std::map<WINDOW, std::unique_ptr<XvtWin>> gWins;
 std::map<WINDOW, WINDOW> gCtlOwner;
 std::vector<WINDOW> gStack; // bottom .. front
@@ -617,8 +628,8 @@ int xvt_app_create(int argc, char **argv, unsigned long flags,
   w->rect = RCT{0, 0, 480, 640};
   if (config != nullptr) {
     w->title = config->taskwin_title ? config->taskwin_title : "";
-    auto m = gMenuRes.find(config->menu_bar_ID);
-    if (m != gMenuRes.end())
+    auto m = gMenuRes.trees.find(config->menu_bar_ID);
+    if (m != gMenuRes.trees.end())
       w->menu = CopyMenu(m->second);
   }
   gWins[h] = std::move(w);
@@ -1048,10 +1059,10 @@ int xvt_res_register_menu(int rid, const MENU_RES *tree) {
   MENU_ITEM *copy = CopyMenuRes(tree, 0);
   if (copy == nullptr)
     return 1;
-  auto it = gMenuRes.find(rid);
-  if (it != gMenuRes.end())
+  auto it = gMenuRes.trees.find(rid);
+  if (it != gMenuRes.trees.end())
     FreeMenu(it->second);
-  gMenuRes[rid] = copy;
+  gMenuRes.trees[rid] = copy;
   return 0;
 }
 
