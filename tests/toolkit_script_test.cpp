@@ -280,6 +280,16 @@ TEST_F(ToolkitTest, ExitLineAndATaskWindowThatIgnoresIt) {
             gTask);
 }
 
+TEST_F(ToolkitTest, ABoxAfterTheEndDoesNotStartTheScriptOver) {
+  Script("exit\n");
+  RunApp();
+  CaptureStderr();
+  EXPECT_EQ(1, xvt_dm_post_ask("Yes", "No", nullptr, "After the end?"));
+  std::string err = GetCapturedStderr();
+  EXPECT_THAT(err, HasSubstr("ask: After the end?"));
+  EXPECT_EQ(std::string::npos, err.find("script line")) << err;
+}
+
 TEST_F(ToolkitTest, MenuTreeCanBeReadChangedAndGivenBack) {
   ASSERT_EQ(0, xvt_res_register_menu(9000, kMenuBar));
   gTask.clear();

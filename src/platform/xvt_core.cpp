@@ -647,8 +647,9 @@ int xvt_app_create(int argc, char **argv, unsigned long flags,
     if (WaitStep(1) == 0)
       AnswerByDefault(XvtFrontWindow());
   }
+  // The backend stays chosen: a box after the end (from a cleanup) must
+  // not start a script over. XvtReset chooses anew.
   gBackend->stop();
-  gBackend = nullptr;
   TASK_WIN = NULL_WIN;
   gDestroyingApp = false;
   return 0;

@@ -109,6 +109,7 @@ void ScriptStart() {
 }
 
 void ScriptStop() {
+  XvtScriptDone = 1;
   gLines.clear();
   gNext = 0;
   gWaitLeft = -1;
