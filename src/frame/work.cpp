@@ -1,7 +1,8 @@
 #include "frame/work.h"
 
+#include "frame/chooser.h"
+#include "frame/config.h"
 #include "platform/strutil.h"
-#include "store/records.h"
 
 #include <algorithm>
 #include <cstring>
@@ -13,13 +14,6 @@ WINDOW WorkingDialog = NULL_WIN;
 WorkBarState WorkBar = {-1, 0, 0, 100, 0, 0};
 void (*WorkLoadTexts)(WINDOW win, int resourceId) = nullptr;
 const char *(*WorkMessage)(int number) = nullptr;
-
-// The configuration owns this value; until it is linked in, the light look.
-__attribute__((weak)) int LookLight = 1;
-
-// The chosen repertory belongs to the chooser. The reference is weak so
-// that the jobs run (with an empty first line) in a program without it.
-extern Catalog CurrentCatalog __attribute__((weak));
 
 namespace {
 
@@ -250,8 +244,7 @@ void ShowRepairProgress(const char *text) {
   WorkingDialog = dlg;
   // The title field need not be terminated within its width.
   char name[sizeof CurrentCatalog.RepertoryBlock.Title + 1] = "";
-  if (&CurrentCatalog != nullptr)
-    memcpy(name, CurrentCatalog.RepertoryBlock.Title, sizeof name - 1);
+  memcpy(name, CurrentCatalog.RepertoryBlock.Title, sizeof name - 1);
   SetLine(dlg, 1, name);
   SetLine(dlg, 2, text);
   xvt_win_set_cursor(TASK_WIN, CURSOR_WAIT);

@@ -23,9 +23,6 @@ extern int WorkKeepGoing;
 extern RCT ProgressBarRect;
 // The Working dialog while it stands, else 0.
 extern WINDOW WorkingDialog;
-// Configuration value: the small dialog font. Defined here with 1 unless
-// the configuration defines it.
-extern int LookLight;
 
 // What the bar holds, for anyone who wants to look without a screen.
 struct WorkBarState {
