@@ -3,11 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -357,19 +358,66 @@ TEST(MessagesData, LabelsKeepClearOfTheParsersDelimiters) {
 // Code names a message by a literal number: the second argument of
 // OrvixMessage(, the first of MsgText(, the four of MsgAsk( (docs/messages.md).
 
+// The arguments of the call that begins at `open` (the "("), split at the
+// commas of its own level.
+std::vector<std::string> Arguments(const std::string &code, size_t open) {
+  std::vector<std::string> args(1);
+  int depth = 0;
+  for (size_t i = open + 1; i < code.size(); i++) {
+    char c = code[i];
+    if (c == '(')
+      depth++;
+    if (c == ')' && depth-- == 0)
+      return args;
+    if (c == ',' && depth == 0)
+      args.emplace_back();
+    else
+      args.back() += c;
+  }
+  return {};
+}
+
+// A literal number, blanks around it allowed; 0 when the text is no number.
+int Literal(const std::string &arg) {
+  size_t a = arg.find_first_not_of(" \t\n");
+  size_t b = arg.find_last_not_of(" \t\n");
+  if (a == std::string::npos)
+    return 0;
+  std::string s = arg.substr(a, b - a + 1);
+  if (s.find_first_not_of("0123456789") != std::string::npos)
+    return 0;
+  return std::stoi(s);
+}
+
 std::vector<int> MessageNumbersInCode(const std::string &code) {
+  struct Call {
+    const char *name;
+    int first, last; // which arguments are message numbers
+  } const calls[] = {
+      {"OrvixMessage", 1, 1}, {"MsgText", 0, 0}, {"MsgAsk", 0, 3}};
+  std::vector<std::pair<size_t, int>> found; // in the order of the code
+  for (const Call &call : calls) {
+    std::string name = call.name;
+    for (size_t at = code.find(name); at != std::string::npos;
+         at = code.find(name, at + 1)) {
+      bool joined =
+          at > 0 && (isalnum(static_cast<unsigned char>(code[at - 1])) ||
+                     code[at - 1] == '_');
+      size_t open = code.find_first_not_of(" \t", at + name.size());
+      if (joined || open == std::string::npos || code[open] != '(')
+        continue;
+      std::vector<std::string> args = Arguments(code, open);
+      for (int i = call.first;
+           i <= call.last && i < static_cast<int>(args.size()); i++)
+        if (int n = Literal(args[i]))
+          found.emplace_back(at, n);
+    }
+  }
+  std::stable_sort(found.begin(), found.end(),
+                   [](auto &a, auto &b) { return a.first < b.first; });
   std::vector<int> numbers;
-  static const std::regex orvix(
-      R"(OrvixMessage\s*\(\s*[^,()]+,\s*(\d+)\s*[,)])");
-  static const std::regex text(R"(\bMsgText\s*\(\s*(\d+)\s*\))");
-  static const std::regex ask(
-      R"(\bMsgAsk\s*\(\s*(\d+)\s*,\s*(\d+)\s*,\s*(\d+)\s*,\s*(\d+)\s*\))");
-  for (const std::regex *re : {&orvix, &text, &ask})
-    for (auto it = std::sregex_iterator(code.begin(), code.end(), *re);
-         it != std::sregex_iterator(); ++it)
-      for (size_t g = 1; g < it->size(); g++)
-        if ((*it)[g].matched && std::stoi((*it)[g]) != 0)
-          numbers.push_back(std::stoi((*it)[g]));
+  for (const auto &f : found)
+    numbers.push_back(f.second);
   return numbers;
 }
 
@@ -379,9 +427,10 @@ TEST(MessagesData, CodeScanFindsLiteralMessageNumbers) {
       "xvt_dm_post_note(MsgText(3004), path, OrvixError);\n"
       "MsgAsk(65, 66, 0, 5346);\n"
       "q = OrvixMessage(MsgTable, 2628 + code, Language, &MsgRec);\n"
-      "r = MsgText(number);\n";
+      "r = MsgText(number);\n"
+      "MyMsgText(77); OrvixMessage(t, MsgText(9), 1, &r);\n";
   EXPECT_EQ(MessageNumbersInCode(code),
-            (std::vector<int>{2628, 3004, 65, 66, 5346}));
+            (std::vector<int>{2628, 3004, 65, 66, 5346, 9}));
 }
 
 TEST(MessagesData, EveryMessageNumberInTheCodeHasAnEnglishText) {
