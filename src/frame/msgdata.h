@@ -61,3 +61,11 @@ int MsgDataConversions(const char *text, char *signature, size_t cap);
 // UTF-8, 2 for a character that code page 1252 lacks, 3 when the result
 // doesn't fit in cap bytes with its terminator.
 int MsgDataUtf8ToCp1252(const char *in, char *out, size_t cap);
+
+// Creates the store's message table at `base` (a base path without
+// extension) and adds every entry of the set. The store must have been
+// initialised. Answers 0, or the store's error code; *failed (when given)
+// then points at the entry whose save failed, or is null when the table
+// could not be created.
+int MsgDataWriteTable(const MsgDataSet &set, const char *base,
+                      const MsgDataEntry **failed);
