@@ -3,7 +3,9 @@
 #include "frame/ini.h"
 #include "frame/menu.h"
 #include "frame/messages.h"
+#include "frame/work.h"
 #include "platform/cp1252.h"
+#include "platform/files.h"
 #include "platform/paths.h"
 #include "platform/strutil.h"
 
@@ -69,9 +71,30 @@ void NotAvailable(const char *what) {
 }
 
 // A word of the command line, or the empty text past the end.
-const char *Arg(int i) { return i < ArgCount ? ArgValues[i] : ""; }
+const char *Arg(int i) {
+  return i < ArgCount ? ArgValues[i] : "";
+}
 
-void TakeArg(char (&dst)[kArgPathSize], int i) { StrCopy(dst, Arg(i)); }
+void TakeArg(char (&dst)[kArgPathSize], int i) {
+  StrCopy(dst, Arg(i));
+}
+
+// The Progress window and the Working dialog take their captions from the
+// message table, as every dialog does.
+void AppLoadWindowTexts(WINDOW win, int resourceId) {
+  if (resourceId == kWorkProgressRes)
+    DlgLoadTexts(win, TextTableProgress);
+  else if (resourceId == kWorkWorkingRes)
+    DlgLoadTexts(win, TextTableWorking);
+}
+
+// Whenever a window of the program takes the focus the current folder goes
+// back to where the program started: choosers move it, and every default
+// path is relative to it.
+void AppFocusHook(WINDOW) {
+  xvt_fsys_set_dir_startup();
+  DbSwitch(AppName);
+}
 
 bool IsFolder(const char *stored) {
   std::string real;
@@ -91,7 +114,8 @@ void VerbRun() {
   if (ArgCount > 6 && strcmp(Arg(6), "null") != 0)
     TakeArg(RunAbbrevFile, 6);
   RunExtract = 0;
-  if (ArgCount > 7 && (strcmp(Arg(7), "yes") == 0 || strcmp(Arg(7), "YES") == 0))
+  if (ArgCount > 7 &&
+      (strcmp(Arg(7), "yes") == 0 || strcmp(Arg(7), "YES") == 0))
     RunExtract = 1;
   NotAvailable("The log run (/RUN)");
   AppTerminate();
@@ -127,6 +151,7 @@ void AppInitialize() {
   RunExtract = 0;
   xvt_vobj_get_client_rect(TASK_WIN, &TaskClientRect);
 
+  IniVirtualCloseHook = DbVirtualClose;
   IniRead();
   long extendSize = IniReadExtendSize();
 
@@ -141,6 +166,9 @@ void AppInitialize() {
         "Can't open Messages table '%s' ( see orvix.ini ) ( H-%d ) ",
         MessageCatalogName, OrvixError);
 
+  // From here on every text comes from the message table.
+  WorkMessage = MsgText;
+  WorkLoadTexts = AppLoadWindowTexts;
   AppLoadMenuTexts();
 
   char caption[150];
@@ -235,8 +263,8 @@ long AppTaskEvent(WINDOW win, EVENT *ev) {
 int AppMain(int argc, char **argv) {
   // Words a person types on Linux are tested before the verb table, so that
   // they can never be taken for a network base.
-  if (argc >= 2 && (strcmp(argv[1], "--help") == 0 ||
-                    strcmp(argv[1], "-h") == 0)) {
+  if (argc >= 2 &&
+      (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
     fputs(AppHelpText(), stdout);
     fputc('\n', stdout);
     return 0;
@@ -267,6 +295,7 @@ int AppMain(int argc, char **argv) {
     AppStartStyle = kStyleFullSize;
   }
   AppName = kAppName;
+  XvtFocusHook = AppFocusHook;
   xvt_vobj_set_attr(NULL_WIN, ATTR_TASKWIN_START_STYLE, AppStartStyle);
   XvtFatalHook = [] {
     // A fatal box ends the process: close what is open first.

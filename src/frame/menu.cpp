@@ -113,23 +113,13 @@ const CommandName kCommandNames[] = {
 
 } // namespace
 
-const int MenuTopMessages[kMenuCount] = {3124, 3148, 3125, 3126, 5633};
-const int MenuItemMessages[kMenuCount][kMenuItemsMax] = {
-    {3127, 0, 5526, 5525, 0, 3128},
-    {3149, 3153, 5341, 0, 5536, 0, 5098, 5099, 0, 7003},
-    {6734, 0, 3138, 3139, 3140, 3141, 3142, 3143, 3144, 3426, 4173, 0, 3145,
-     3146, 5168, 5169, 0, 3147},
-    {3131, 3132, 3133, 3196},
-    {5634, 5635},
-};
-
 void RegisterMenuResource() {
   xvt_res_register_menu(kMenuBarResource, kMenuBar);
 }
 
 void AppLoadMenuTexts() {
   MenuLoadTexts(TASK_WIN, MenuTopMessages, &MenuItemMessages[0][0], kMenuCount,
-                kMenuItemsMax);
+                kMenuItemsPerMenu);
 }
 
 void AppMenuCommand(WINDOW, EVENT *ev) {

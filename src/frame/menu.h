@@ -5,8 +5,6 @@
 #include "platform/xvt.h"
 
 inline constexpr int kMenuBarResource = 1000;
-inline constexpr int kMenuCount = 5;      // File, Update, Repair, List, Backup
-inline constexpr int kMenuItemsMax = 20;  // row length of the item messages
 
 // Menus by id.
 inline constexpr int kMenuFile = 1001;
@@ -15,12 +13,8 @@ inline constexpr int kMenuList = 1003;
 inline constexpr int kMenuUpdate = 1004;
 inline constexpr int kMenuBackup = 1041;
 
-// Message numbers of the menus' titles, and of their items row by menu, in
-// the order of the tree; 0 stands for a separator.
-extern const int MenuTopMessages[kMenuCount];
-extern const int MenuItemMessages[kMenuCount][kMenuItemsMax];
-
-// Registers resource 1000 with the toolkit.
+// Registers resource 1000 with the toolkit. Its items stand in the order of
+// MenuItemMessages (messages.h), separators included.
 void RegisterMenuResource();
 // Translates the task window's menu into the configured language.
 void AppLoadMenuTexts();
