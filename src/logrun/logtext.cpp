@@ -37,13 +37,8 @@ constexpr int kMsgNewKind = 5512;    // new symptom type
 
 constexpr size_t kLabelSize = sizeof(MsgRecord{}.Text);
 
-// Every label of the text form comes through here, in the program's
-// language.
 void Label(int number, char *out, size_t cap) {
-  MsgRecord rec;
-  memset(&rec, 0, sizeof rec);
-  rec.CursorState = 0xff;
-  StrCopy(out, cap, OrvixMessage(MsgTable, number, Language, &rec));
+  LogMessageText(number, out, cap);
 }
 
 // The printf conversions of a format, as "%ld %s ...", or false for one
@@ -81,13 +76,9 @@ bool Conversions(const char *fmt, char *sig, size_t cap) {
   return true;
 }
 
-// The label `number` if its conversions are `signature`, else `fallback`.
 void FormatLabel(int number, const char *signature, const char *fallback,
                  char *out, size_t cap) {
-  Label(number, out, cap);
-  char sig[64];
-  if (!Conversions(out, sig, sizeof sig) || strcmp(sig, signature) != 0)
-    StrCopy(out, cap, fallback);
+  LogMessageFormat(number, signature, fallback, out, cap);
 }
 
 // Calls emit(begin, length) for each level of a path, as the separator
@@ -398,6 +389,21 @@ void WriteBlock(FILE *out, int op, char *text, const int *off) {
 }
 
 } // namespace
+
+void LogMessageText(int number, char *out, size_t cap) {
+  MsgRecord rec;
+  memset(&rec, 0, sizeof rec);
+  rec.CursorState = 0xff;
+  StrCopy(out, cap, OrvixMessage(MsgTable, number, Language, &rec));
+}
+
+void LogMessageFormat(int number, const char *signature, const char *fallback,
+                      char *out, size_t cap) {
+  LogMessageText(number, out, cap);
+  char sig[64];
+  if (!Conversions(out, sig, sizeof sig) || strcmp(sig, signature) != 0)
+    StrCopy(out, cap, fallback);
+}
 
 int LogWriteEntry(FILE *out, FILE *out2, LogEntry *entry, int *offsets) {
   LogWriteSavedError = OrvixError;

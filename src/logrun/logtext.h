@@ -8,6 +8,7 @@
 #include "logrun/logentry.h"
 #include "store/store.h"
 
+#include <cstddef>
 #include <cstdio>
 
 // The symptom table in which LogWriteEntry looks up the number of an
@@ -31,3 +32,14 @@ int LogWriteEntry(FILE *out, FILE *out2, LogEntry *entry, int *offsets);
 // The dashes that end an entry: 105 of them. A reader needs only the first
 // ten.
 inline constexpr int kLogTextDashes = 105;
+
+// The text of message `number` in the program's language, copied into out.
+// Every label of the log's texts and listings is read through here.
+void LogMessageText(int number, char *out, size_t cap);
+
+// The same for a message that serves as a printf format: when its
+// conversions are not `signature` (as "%ld %s", blanks between them) the
+// built-in English `fallback` is given instead, so that a damaged message
+// table never makes the program read arguments it was not given.
+void LogMessageFormat(int number, const char *signature, const char *fallback,
+                      char *out, size_t cap);
