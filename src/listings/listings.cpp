@@ -2,6 +2,7 @@
 
 #include "frame/chooser.h"
 #include "frame/config.h"
+#include "frame/messages.h"
 #include "frame/work.h"
 #include "listings/statistics.h"
 #include "logrun/logentry.h"
@@ -27,7 +28,6 @@ constexpr int kMsgLogNotOpened = 3004; // path, error
 constexpr int kMsgListing = 3005;
 constexpr int kMsgNotCreated = 3006; // file name
 constexpr int kMsgDateFormIs = 3106;
-constexpr int kMsgCaption = 3112;
 constexpr int kMsgAllOperations = 3113;
 constexpr int kMsgDatePrompt = 3121;
 constexpr int kMsgBadDate = 3122;
@@ -300,24 +300,8 @@ const XVT_WIN_RES kCustomRes = {
 
 bool gRegistered = false;
 
-// Labels of the dialog from the message table.
-void LoadCustomTexts(WINDOW win) {
-  static const struct {
-    int ctl;
-    int message;
-  } kTexts[] = {{3, 3107}, {4, 3108},          {8, 3109},
-                {9, 3190}, {kListCtlOk, 3110}, {kListCtlCancel, 3111}};
-  char text[kTextSize];
-  Message(kMsgCaption, text, sizeof text);
-  xvt_vobj_set_title(win, text);
-  for (const auto &t : kTexts) {
-    Message(t.message, text, sizeof text);
-    xvt_vobj_set_title(xvt_win_get_ctl(win, t.ctl), text);
-  }
-}
-
 void FillCustomDialog(WINDOW win) {
-  LoadCustomTexts(win);
+  DlgLoadTexts(win, TextTableCustomList);
   char text[kTextSize];
   Message(kMsgDateFormIs, text, sizeof text);
   StrAppend(text, sizeof text, " ");

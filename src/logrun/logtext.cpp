@@ -1,15 +1,13 @@
 #include "logrun/logtext.h"
 
 #include "frame/config.h"
+#include "frame/messages.h"
 #include "platform/strutil.h"
 #include "store/sptpath.h"
 #include "store/strdate.h"
 
 #include <cstdlib>
 #include <cstring>
-
-// The message table of the program, opened by the frame at start.
-extern TblHandle MsgTable;
 
 TblHandle LogTextSymptomTable = 0;
 int LogWriteSavedError = 0;
@@ -391,10 +389,8 @@ void WriteBlock(FILE *out, int op, char *text, const int *off) {
 } // namespace
 
 void LogMessageText(int number, char *out, size_t cap) {
-  MsgRecord rec;
-  memset(&rec, 0, sizeof rec);
-  rec.CursorState = 0xff;
-  StrCopy(out, cap, OrvixMessage(MsgTable, number, Language, &rec));
+  // MsgText's record is shared: the text is copied out at once.
+  StrCopy(out, cap, MsgText(number));
 }
 
 void LogMessageFormat(int number, const char *signature, const char *fallback,
