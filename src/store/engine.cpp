@@ -135,6 +135,11 @@ struct Handle {
   uint32_t cur = 0;    // current record, 0 none
   uint64_t curOff = 0; // its last frame, kept for stepping after a delete
   bool seq = false;    // opened without index: modes 0 to 3 in file order
+  // Where the current record stood in the order last used; good while that
+  // index has not changed (its gen), and then a step needs no search.
+  int posOrder = -2;
+  IdxPos pos{0, 0};
+  uint64_t posGen = 0;
 };
 
 // Process-wide state of the store.
@@ -1407,6 +1412,11 @@ int EngineFind(TblHandle h, const StoreFamily &fam, void *rec, int key,
   case kFindNext: {
     if (hd->cur == 0)
       return Fail(kErrNoCurrent);
+    if (hd->posOrder == order && hd->posGen == ix.gen &&
+        IdxValid(ix, hd->pos) && IdxAt(ix, hd->pos).rid == hd->cur) {
+      pos = mode == kFindNext ? IdxNext(ix, hd->pos) : IdxPrev(ix, hd->pos);
+      break;
+    }
     uint64_t off = t.slots[hd->cur] != 0 ? t.slots[hd->cur] : hd->curOff;
     size_t n = Composite(t, order, off, hd->cur, buf);
     IdxProbe p;
@@ -1430,15 +1440,18 @@ int EngineFind(TblHandle h, const StoreFamily &fam, void *rec, int key,
   }
   if (!IdxValid(ix, pos))
     return Fail(kErrEnd);
+  // The record becomes current even when it cannot be read, so that a scan
+  // can step past a damaged record; the caller's record is left alone then.
   uint32_t rid = IdxAt(ix, pos).rid;
+  hd->cur = rid;
+  hd->curOff = t.slots[rid];
+  hd->posOrder = order;
+  hd->pos = pos;
+  hd->posGen = ix.gen;
   FrameView fv;
   if ((err = ReadFrame(t, t.slots[rid], fv)) != 0)
     return Fail(err);
-  if ((err = DecodeInto(t, fv, rec, how, slot)) != 0)
-    return Fail(err);
-  hd->cur = rid;
-  hd->curOff = fv.off;
-  return Fail(0);
+  return Fail(DecodeInto(t, fv, rec, how, slot));
 }
 
 int EngineReadCurrent(TblHandle h, const StoreFamily &fam, void *rec) {

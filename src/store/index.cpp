@@ -94,6 +94,7 @@ void IdxClear(SortedIndex &ix) {
     delete c;
   ix.chunks.clear();
   ix.count = 0;
+  ++ix.gen;
 }
 
 bool IdxLoad(SortedIndex &ix, const IdxEntry *sorted, size_t n) {
@@ -128,6 +129,7 @@ IdxPos IdxUpperBound(const SortedIndex &ix, const IdxProbe &p,
 bool IdxInsert(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
                const IdxSource &src) {
   IdxEntry e = IdxMakeEntry(p, rid);
+  ++ix.gen;
   if (ix.chunks.empty()) {
     IdxChunk *c = new (std::nothrow) IdxChunk;
     if (c == nullptr)
@@ -171,6 +173,7 @@ bool IdxErase(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
   IdxPos pos = Bound(ix, p, src, false);
   if (!IdxValid(ix, pos) || IdxAt(ix, pos).rid != rid)
     return false;
+  ++ix.gen;
   IdxChunk *c = ix.chunks[pos.chunk];
   memmove(c->e + pos.at, c->e + pos.at + 1,
           sizeof(IdxEntry) * (c->n - pos.at - 1));

@@ -46,6 +46,9 @@ struct SortedIndex {
   // the words decide every comparison.
   bool complete = false;
   uint32_t fixedLen = 0;
+  // Raised by every change, so that a cursor can tell that its position in
+  // the chunks still holds.
+  uint64_t gen = 0;
 };
 
 struct IdxPos {
