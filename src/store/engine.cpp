@@ -947,7 +947,8 @@ int LoadIndex(Table &t) {
         static_cast<uint64_t>(end - p) < count * sizeof(IdxEntry))
       return kErrBadIndex;
     v.resize(count);
-    memcpy(v.data(), p, count * sizeof(IdxEntry));
+    if (count > 0)
+      memcpy(v.data(), p, count * sizeof(IdxEntry));
     p += count * sizeof(IdxEntry);
     for (const IdxEntry &e : v) {
       uint32_t rid = e.rid;
@@ -1079,6 +1080,15 @@ int ReadHeader(Table &t) {
   if (t.fileSize < kDataHeaderSize || !ReadAll(t.lockFd, h, sizeof h, 0))
     return kErrDamaged;
   return CheckDataHeader(h, sizeof h, *t.fam, t.fileId);
+}
+
+// A header that is intact as such (magic and checksum), whatever its version
+// and family.
+bool HeaderIsWhole(Table &t) {
+  uint8_t h[kDataHeaderSize];
+  return t.fileSize >= kDataHeaderSize && ReadAll(t.lockFd, h, sizeof h, 0) &&
+         memcmp(h, kDataMagic, 8) == 0 &&
+         LoadLE32(h + 60) == StoreCrc32c(h, 60);
 }
 
 int CloseTable(Table *t) {
@@ -1351,6 +1361,11 @@ int EngineRebuild(const StoreFamily &fam, const char *base) {
     return Fail(err);
   }
   bool headerGood = ReadHeader(*t) == 0;
+  if (!headerGood && HeaderIsWhole(*t)) {
+    // A whole header of another version or family: not ours to rewrite.
+    FreeTable(t);
+    return Fail(kErrDamaged);
+  }
   err = EnsureMapped(*t, std::max<uint64_t>(t->fileSize, 1));
   if (err == 0) {
     ScanFrames(*t, headerGood ? kDataHeaderSize : 0);
