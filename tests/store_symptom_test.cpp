@@ -291,6 +291,32 @@ TEST_F(SymptomTest, SurvivesCloseAndIndexLoss) {
   EXPECT_EQ(Walk(0).back(), "late");
 }
 
+TEST_F(SymptomTest, SnapshotKeysNotYetUsedAreWrittenBack) {
+  // Keys come from the snapshot at their first use; a close after writes
+  // that touched none of them (a resource, an id) must still keep them all.
+  ASSERT_EQ(DbCloseFile(h_), 0);
+  h_ = TblOpenSymptom("sym", 1, 1);
+  ASSERT_NE(h_, 0);
+  Resource r{};
+  r.Type = kResAlmanacumType;
+  r.Id = kResAlmanacumId;
+  r.Length = 1;
+  r.Text[0] = 'y';
+  ASSERT_EQ(DbAddResource(h_, &r), 0);
+  EXPECT_GT(TblGetNewSptId(h_, 0), 30);
+  ASSERT_EQ(DbCloseFile(h_), 0);
+  h_ = TblOpenSymptom("sym", 1, 1);
+  ASSERT_NE(h_, 0) << OrvixError;
+  EXPECT_EQ(Walk(1),
+            (Texts{"HEAD", "MIND", "Alpha", "beta", "delta", "gamma"}));
+  EXPECT_EQ(Walk(4),
+            (Texts{"HEAD", "MIND", "beta", "Alpha", "delta", "gamma"}));
+  SymRec s = MakeSymptom(0, 0, 1, 0, "GAMMA");
+  EXPECT_EQ(TblFindFullSymptomByText(h_, &s, 1, kFindEqual), kErrEnd);
+  s.ParentSub = 2;
+  EXPECT_EQ(TblFindFullSymptomByText(h_, &s, 1, kFindEqual), 0);
+}
+
 TEST_F(SymptomTest, StaleIndexIsRefused) {
   ASSERT_EQ(DbCloseFile(h_), 0);
   std::string oldIdx = Slurp("sym.idx");

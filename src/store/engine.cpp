@@ -128,6 +128,12 @@ struct Table {
   uint64_t lastUse = 0;
   std::vector<Handle *> handles;
   std::vector<uint8_t> frame, payload, scratch; // reused buffers
+  // The index snapshot, mapped at open; each key's entries are taken from it
+  // at the key's first use, so an open costs little more than its checks.
+  const uint8_t *idxMap = nullptr;
+  size_t idxMapLen = 0;
+  uint64_t keyOff[kStoreMaxSlots] = {};
+  bool keyLoaded[kStoreMaxSlots] = {};
 };
 
 struct Handle {
@@ -526,6 +532,9 @@ void FreeTable(Table *t) {
   if (t->map != nullptr)
     munmap(const_cast<uint8_t *>(t->map), t->mapLen);
   t->map = nullptr;
+  if (t->idxMap != nullptr)
+    munmap(const_cast<uint8_t *>(t->idxMap), t->idxMapLen);
+  t->idxMap = nullptr;
   CloseFd(t->ioFd);
   CloseFd(t->lockFd); // releases the lock
   delete t;
@@ -669,10 +678,14 @@ uint64_t FrameSizeAt(const Table &t, uint64_t off) {
   return kFrameHead + LoadLE32(t.map + off + 4) + kFrameTail;
 }
 
-// Sorts one index from the live records.
+// Sorts one index from the live records. Keys that the entry words do not
+// decide are compared on their composite keys, taken once into an arena.
 bool SortSlot(Table &t, int slot, std::vector<IdxEntry> &v) {
   v.clear();
   v.reserve(t.liveCount);
+  SortedIndex &ix = IndexOf(t, slot);
+  std::vector<uint8_t> arena;
+  std::vector<uint64_t> place; // arena offset << 16 | length, by position
   uint8_t buf[512];
   for (uint32_t rid = 1; rid < t.slots.size(); ++rid) {
     uint64_t off = t.slots[rid];
@@ -681,24 +694,44 @@ bool SortSlot(Table &t, int slot, std::vector<IdxEntry> &v) {
     size_t n = Composite(t, slot, off, rid, buf);
     IdxProbe p;
     IdxMakeProbe(buf, static_cast<uint32_t>(n), p);
-    v.push_back(IdxMakeEntry(p, rid));
+    IdxEntry e = IdxMakeEntry(p, rid);
+    if (!ix.complete) {
+      e.rid = static_cast<uint32_t>(place.size()); // sorted by place, below
+      place.push_back((static_cast<uint64_t>(arena.size()) << 16) | n);
+      arena.insert(arena.end(), buf, buf + n);
+    }
+    v.push_back(e);
   }
-  SortedIndex &ix = IndexOf(t, slot);
-  auto less = [&](const IdxEntry &a, const IdxEntry &b) {
+  if (ix.complete) {
+    std::sort(v.begin(), v.end(), [](const IdxEntry &a, const IdxEntry &b) {
+      uint64_t ah = a.hi, bh = b.hi, al = a.lo, bl = b.lo;
+      if (ah != bh)
+        return ah < bh;
+      if (al != bl)
+        return al < bl;
+      return a.rid < b.rid;
+    });
+    return true;
+  }
+  std::sort(v.begin(), v.end(), [&](const IdxEntry &a, const IdxEntry &b) {
     uint64_t ah = a.hi, bh = b.hi, al = a.lo, bl = b.lo;
     if (ah != bh)
       return ah < bh;
     if (al != bl)
       return al < bl;
-    if (ix.complete)
-      return a.rid < b.rid;
-    uint8_t x[512], y[512];
-    size_t nx = Composite(t, slot, t.slots[a.rid], a.rid, x);
-    size_t ny = Composite(t, slot, t.slots[b.rid], b.rid, y);
-    int c = memcmp(x, y, std::min(nx, ny));
-    return c != 0 ? c < 0 : nx < ny;
-  };
-  std::sort(v.begin(), v.end(), less);
+    uint64_t pa = place[a.rid], pb = place[b.rid];
+    size_t na = pa & 0xffff, nb = pb & 0xffff;
+    int c = memcmp(arena.data() + (pa >> 16), arena.data() + (pb >> 16),
+                   std::min(na, nb));
+    return c != 0 ? c < 0 : na < nb;
+  });
+  // Each composite key ends in its record id: give the entries theirs back.
+  for (IdxEntry &e : v) {
+    uint64_t pe = place[e.rid];
+    const uint8_t *k = arena.data() + (pe >> 16) + (pe & 0xffff) - 4;
+    e.rid =
+        (static_cast<uint32_t>(k[0]) << 24) | (k[1] << 16) | (k[2] << 8) | k[3];
+  }
   return true;
 }
 
@@ -872,10 +905,14 @@ int WriteIndexFile(const Table &t, const std::string &path) {
   return 0;
 }
 
+int EnsureAllKeys(Table &t);
+
 // Writes the snapshot beside the index and renames it into place.
-int SaveIndex(const Table &t) {
+int SaveIndex(Table &t) {
   std::string tmp = t.idxPath + "~new";
-  int err = WriteIndexFile(t, tmp);
+  int err = EnsureAllKeys(t);
+  if (err == 0)
+    err = WriteIndexFile(t, tmp);
   if (err != 0)
     return err;
   if (rename(tmp.c_str(), t.idxPath.c_str()) != 0) {
@@ -887,23 +924,24 @@ int SaveIndex(const Table &t) {
   return 0;
 }
 
-// Loads the snapshot; any doubt about it answers 14.
+// Maps and checks the snapshot; any doubt about it answers 14. The record
+// table and the resources are taken at once, the keys at their first use.
 int LoadIndex(Table &t) {
   int fd = OpenCounted(t.idxPath.c_str(), O_RDONLY);
   if (fd < 0)
     return errno == ENOENT ? kErrBadIndex : ErrnoToError(errno);
   struct stat st;
-  std::vector<uint8_t> file;
-  bool ok = fstat(fd, &st) == 0 && st.st_size >= kIndexHeaderSize;
-  if (ok) {
-    file.resize(static_cast<size_t>(st.st_size));
-    ok = ReadAll(fd, file.data(), file.size(), 0);
-  }
+  void *m = MAP_FAILED;
+  if (fstat(fd, &st) == 0 && st.st_size >= kIndexHeaderSize)
+    m = mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_SHARED,
+             fd, 0);
   close(fd);
   --gOpenFds;
-  if (!ok)
+  if (m == MAP_FAILED)
     return kErrBadIndex;
-  const uint8_t *h = file.data();
+  t.idxMap = static_cast<const uint8_t *>(m);
+  t.idxMapLen = static_cast<size_t>(st.st_size);
+  const uint8_t *h = t.idxMap;
   if (memcmp(h, kIndexMagic, 8) != 0 ||
       LoadLE32(h + 124) != StoreCrc32c(h, 124) ||
       LoadLE32(h + 8) != kFormatVersion || LoadLE32(h + 12) != t.fam->code ||
@@ -911,7 +949,7 @@ int LoadIndex(Table &t) {
       LoadLE32(h + 36) != static_cast<uint32_t>(t.fam->keyCount))
     return kErrBadIndex;
   uint64_t bodyLen = LoadLE64(h + 72);
-  if (bodyLen != file.size() - kIndexHeaderSize ||
+  if (bodyLen != t.idxMapLen - kIndexHeaderSize ||
       LoadLE32(h + 80) != StoreCrc32c(h + kIndexHeaderSize, bodyLen))
     return kErrBadIndex;
   t.dataEnd = t.fileSize;
@@ -922,7 +960,7 @@ int LoadIndex(Table &t) {
   t.metaOff = LoadLE64(h + 56);
   t.liveBytes = LoadLE64(h + 64);
   const uint8_t *p = h + kIndexHeaderSize;
-  const uint8_t *end = file.data() + file.size();
+  const uint8_t *end = t.idxMap + t.idxMapLen;
   if (slotCount == 0 || static_cast<uint64_t>(end - p) < slotCount * 8ull)
     return kErrBadIndex;
   t.slots.resize(slotCount);
@@ -937,26 +975,15 @@ int LoadIndex(Table &t) {
   }
   if (live != t.liveCount)
     return kErrBadIndex;
-  std::vector<IdxEntry> v;
   for (int s = 0; s < t.fam->keyCount; ++s) {
-    if (end - p < 8)
+    if (end - p < 8 || LoadLE64(p) != live)
       return kErrBadIndex;
-    uint64_t count = LoadLE64(p);
     p += 8;
-    if (count != live ||
-        static_cast<uint64_t>(end - p) < count * sizeof(IdxEntry))
+    if (static_cast<uint64_t>(end - p) < live * sizeof(IdxEntry))
       return kErrBadIndex;
-    v.resize(count);
-    if (count > 0)
-      memcpy(v.data(), p, count * sizeof(IdxEntry));
-    p += count * sizeof(IdxEntry);
-    for (const IdxEntry &e : v) {
-      uint32_t rid = e.rid;
-      if (rid >= slotCount || t.slots[rid] == 0)
-        return kErrBadIndex;
-    }
-    if (!IdxLoad(t.idx[s], v.data(), v.size()))
-      return kErrNoMemory;
+    t.keyOff[s] = static_cast<uint64_t>(p - t.idxMap);
+    t.keyLoaded[s] = false;
+    p += live * sizeof(IdxEntry);
   }
   if (static_cast<uint64_t>(end - p) != resCount * 16ull)
     return kErrBadIndex;
@@ -968,6 +995,32 @@ int LoadIndex(Table &t) {
   }
   if (t.metaOff != 0 && t.metaOff + kFrameHead + kFrameTail > t.dataEnd)
     return kErrBadIndex;
+  return 0;
+}
+
+// Takes one key's entries from the mapped snapshot at its first use. No
+// record has changed since the snapshot was mapped: a save or delete takes
+// every key first.
+int EnsureKey(Table &t, int slot) {
+  if (slot < 0 || t.idxMap == nullptr || t.keyLoaded[slot])
+    return 0;
+  const IdxEntry *e =
+      reinterpret_cast<const IdxEntry *>(t.idxMap + t.keyOff[slot]);
+  for (uint32_t i = 0; i < t.liveCount; ++i) {
+    uint32_t rid = e[i].rid;
+    if (rid >= t.slots.size() || t.slots[rid] == 0)
+      return kErrBadIndex;
+  }
+  if (!IdxLoad(t.idx[slot], e, t.liveCount))
+    return kErrNoMemory;
+  t.keyLoaded[slot] = true;
+  return 0;
+}
+
+int EnsureAllKeys(Table &t) {
+  for (int s = 0; s < t.fam->keyCount; ++s)
+    if (int err = EnsureKey(t, s))
+      return err;
   return 0;
 }
 
@@ -1409,6 +1462,8 @@ int EngineFind(TblHandle h, const StoreFamily &fam, void *rec, int key,
   int order = slot;
   if (hd->seq && mode <= kFindLast)
     order = -1;
+  if ((err = EnsureKey(t, slot)) != 0 || (err = EnsureKey(t, order)) != 0)
+    return Fail(err);
   if (order < 0 && !t.haveFileOrder && (err = BuildFileOrder(t)) != 0)
     return Fail(err);
   SortedIndex &ix = IndexOf(t, order);
@@ -1493,6 +1548,8 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
   if (rec == nullptr || (mode != kSaveAdd && mode != kSaveReplace))
     return Fail(kErrBadArg);
   Table &t = *hd->t;
+  if ((err = EnsureAllKeys(t)) != 0)
+    return Fail(err);
   uint8_t kb[kStoreMaxSlots * (kStoreMaxKey + 1)];
   size_t kbLen = BuildKeyBlock(fam, rec, kb);
   uint32_t rid = 0;
@@ -1580,6 +1637,8 @@ int EngineDelete(TblHandle h, const StoreFamily &fam) {
   if (hd == nullptr)
     return Fail(err);
   Table &t = *hd->t;
+  if ((err = EnsureAllKeys(t)) != 0)
+    return Fail(err);
   uint32_t rid = hd->cur;
   if (rid == 0 || t.slots[rid] == 0)
     return Fail(kErrNoCurrent);
@@ -1624,6 +1683,10 @@ long EngineNextId(TblHandle h, const StoreFamily &fam, int keyNumber) {
   int slot = StoreKeySlot(fam, keyNumber);
   if (slot < 0 || fam.keys[slot].fields[0].kind != kFI32) {
     Fail(kErrBadKey);
+    return 0;
+  }
+  if ((err = EnsureKey(t, slot)) != 0) {
+    Fail(err);
     return 0;
   }
   int64_t top = 0;

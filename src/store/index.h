@@ -41,6 +41,9 @@ struct IdxSource {
 
 struct SortedIndex {
   std::vector<IdxChunk *> chunks;
+  // The last entry of each chunk, side by side: the search among chunks
+  // stays within a few cache lines.
+  std::vector<IdxEntry> lasts;
   size_t count = 0;
   // Every composite key of this index is `fixedLen` bytes long, at most 16:
   // the words decide every comparison.
