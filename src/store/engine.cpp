@@ -1031,6 +1031,8 @@ int EnsureAllKeys(Table &t) {
 // place: data first, then index. A crash before the data rename leaves the
 // old files; between the renames the old index names the old file id and is
 // refused as stale.
+size_t BuildKeyBlock(const StoreFamily &fam, const void *rec, uint8_t *kb);
+
 int CompactAndIndex(Table &t) {
   std::string tmpDat = t.datPath + "~new";
   std::string tmpIdx = t.idxPath + "~new";
@@ -1058,16 +1060,34 @@ int CompactAndIndex(Table &t) {
   w.put(head, sizeof head);
   uint32_t newRid = 0;
   std::vector<uint8_t> fr;
+  uint8_t kb[kStoreMaxSlots * (kStoreMaxKey + 1)];
   for (uint32_t rid = 1; rid < t.slots.size(); ++rid) {
     if (t.slots[rid] == 0)
       continue;
     FrameView fv;
     if (ReadFrame(t, t.slots[rid], fv) != 0)
       continue; // damaged since it was indexed: it cannot be kept
-    fr.assign(t.map + fv.off, t.map + fv.off + fv.size());
+    // The keys are derived again from the record, so that the index always
+    // follows the key rules of this program (folding included).
+    const uint8_t *keys = fv.keys;
+    size_t keyLen = fv.keyLen;
+    std::fill(t.scratch.begin(), t.scratch.end(), 0);
+    if (StoreDecodeRecord(*t.fam, fv.payload, fv.payloadLen, t.scratch.data(),
+                          false) == 0) {
+      keyLen = BuildKeyBlock(*t.fam, t.scratch.data(), kb);
+      keys = kb;
+    }
+    size_t body = keyLen + fv.payloadLen;
+    fr.resize(kFrameHead + body + kFrameTail);
+    memcpy(fr.data(), t.map + fv.off, kFrameHead);
+    StoreLE32(fr.data() + 4, static_cast<uint32_t>(body));
     StoreLE32(fr.data() + 8, ++newRid);
-    StoreLE32(fr.data() + kFrameHead + fv.body,
-              StoreCrc32c(fr.data(), kFrameHead + fv.body));
+    fr[14] = static_cast<uint8_t>(keyLen);
+    fr[15] = static_cast<uint8_t>(keyLen >> 8);
+    memcpy(fr.data() + kFrameHead, keys, keyLen);
+    memcpy(fr.data() + kFrameHead + keyLen, fv.payload, fv.payloadLen);
+    StoreLE32(fr.data() + kFrameHead + body,
+              StoreCrc32c(fr.data(), kFrameHead + body));
     w.put(fr.data(), fr.size());
   }
   for (auto &r : t.resources) {
