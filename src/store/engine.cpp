@@ -1168,9 +1168,11 @@ int CloseTable(Table *t) {
   int err = 0;
   if (t->dirty) {
     uint64_t dead = t->dataEnd - kDataHeaderSize - t->liveBytes;
-    if (dead > t->liveBytes && dead >= (64u << 10)) {
-      err = CompactAndIndex(*t);
-    } else {
+    // A compaction that fails (a full disk) leaves the files as they were;
+    // the close then keeps them as they are.
+    bool compacted =
+        dead > t->liveBytes && dead >= (64u << 10) && CompactAndIndex(*t) == 0;
+    if (!compacted) {
       err = EnsureIo(*t);
       if (err == 0 && t->fileSize > t->dataEnd &&
           ftruncate(t->ioFd, static_cast<off_t>(t->dataEnd)) != 0)
