@@ -9,10 +9,12 @@
 #include <QDialog>
 #include <QDialogButtonBox>
 #include <QFileDialog>
+#include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QTreeView>
 #include <QVBoxLayout>
 #include <strings.h>
 
@@ -129,6 +131,10 @@ QWidget *MakeChooser(const XvtWait *w) {
     dlg->setNameFilters(
         {QStringLiteral("*.%1 (*.%1)").arg(QtPath(type.c_str())),
          QStringLiteral("All files (*)")});
+  // A chooser of a dialog's size, its columns wide enough for their texts.
+  dlg->resize(600, 380);
+  if (auto *tree = dlg->findChild<QTreeView *>(QStringLiteral("treeView")))
+    tree->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
   gBox.edit = dlg->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"));
   if (auto *bb = dlg->findChild<QDialogButtonBox *>())
     gBox.cancel = bb->button(QDialogButtonBox::Cancel);
@@ -225,6 +231,12 @@ void QtBoxOpen(const XvtWait *w) {
   gBox.widget->setFont(QApplication::font());
   gBox.widget->setWindowModality(Qt::ApplicationModal);
   gBox.widget->show();
+  // Centred on the window it stands over, at the size it took on showing.
+  if (QWidget *owner = gBox.widget->parentWidget()) {
+    QRect g = gBox.widget->frameGeometry();
+    g.moveCenter(owner->frameGeometry().center());
+    gBox.widget->move(g.topLeft());
+  }
   if (QGuiApplication::platformName() != QLatin1String("offscreen")) {
     gBox.widget->raise();
     gBox.widget->activateWindow();
