@@ -74,11 +74,19 @@ QWidget *MakeMessageBox(const XvtWait *w) {
   int n = std::clamp(w->nbuttons, 1, 3);
   for (int i = 0; i < n; ++i) {
     const char *t = w->button[i] != nullptr ? w->button[i] : "OK";
-    QPushButton *b = box->addButton(QtMnemonic(t), QMessageBox::ActionRole);
-    gBox.buttons.push_back(b);
-    QObject::connect(b, &QPushButton::clicked, b,
-                     [i] { Answer(XVT_ACT_ANSWER, std::to_string(i + 1)); });
+    gBox.buttons.push_back(
+        box->addButton(QtMnemonic(t), QMessageBox::ActionRole));
   }
+  // A click, Esc or the close box: the box ends with the button it took.
+  // The close box has not named its button yet when the box finishes.
+  QObject::connect(box, &QMessageBox::finished, box, [box] {
+    QAbstractButton *b = box->clickedButton();
+    if (b == nullptr)
+      b = gBox.buttons.back();
+    for (size_t i = 0; i < gBox.buttons.size(); ++i)
+      if (gBox.buttons[i] == b)
+        Answer(XVT_ACT_ANSWER, std::to_string(i + 1));
+  });
   box->setDefaultButton(static_cast<QPushButton *>(gBox.buttons.front()));
   // Esc and the close box give the last button, as Cancel does.
   box->setEscapeButton(gBox.buttons.back());
@@ -139,21 +147,19 @@ QWidget *MakeChooser(const XvtWait *w) {
   if (auto *bb = dlg->findChild<QDialogButtonBox *>())
     gBox.cancel = bb->button(QDialogButtonBox::Cancel);
   XvtActKind kind = folder ? XVT_ACT_FOLDER : XVT_ACT_FILE;
-  QObject::connect(dlg, &QDialog::accepted, dlg, [dlg, kind] {
-    QStringList files = dlg->selectedFiles();
-    if (files.isEmpty()) {
-      Answer(XVT_ACT_CANCEL, "");
-      return;
-    }
-    std::string path = QtPathBytes(files.first());
-    if (path.size() >= static_cast<size_t>(kXvtActText)) {
-      fprintf(stderr, "qt: the path chosen is longer than %d characters\n",
-              kXvtActText - 1);
-      Answer(XVT_ACT_CANCEL, "");
-      return;
-    }
-    Answer(kind, path);
-  });
+  QObject::connect(dlg, &QFileDialog::fileSelected, dlg,
+                   [kind](const QString &file) {
+                     std::string path = QtPathBytes(file);
+                     if (path.size() >= static_cast<size_t>(kXvtActText)) {
+                       fprintf(stderr,
+                               "qt: the path chosen is longer than %d "
+                               "characters\n",
+                               kXvtActText - 1);
+                       Answer(XVT_ACT_CANCEL, "");
+                       return;
+                     }
+                     Answer(kind, path);
+                   });
   QObject::connect(dlg, &QDialog::rejected, dlg,
                    [] { Answer(XVT_ACT_CANCEL, ""); });
   return dlg;
