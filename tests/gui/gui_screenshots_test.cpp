@@ -5,6 +5,7 @@
 #include "gui_support.h"
 
 #include <QAbstractButton>
+#include <QDir>
 #include <QFileDialog>
 #include <QImage>
 #include <QMessageBox>
@@ -21,6 +22,7 @@ protected:
       GTEST_SKIP() << "MANTREL_SHOT_DIR names no folder for the screenshots";
     shots = d;
     GuiTest::SetUp();
+    ASSERT_TRUE(QDir().mkpath(QString::fromStdString(shots))) << shots;
     QtIdleLimitMs = 20000;
   }
   void Shot(const char *name) {
