@@ -307,11 +307,15 @@ void QtChanged(WINDOW win) {
     QtDirty.push_back(win);
   // The waiting cursor goes on before work that lets no events through
   // (a table rebuild under the Working dialog): the screen is brought up
-  // to date first, or it would show nothing until the work is done.
+  // to date first, or it would show nothing until the work is done. The
+  // same holds for a window that comes up while the cursor already waits.
   if (win == TASK_WIN) {
     const XvtWin *w = XvtFindWin(win);
     bool waiting = w != nullptr && w->cursor == CURSOR_WAIT;
-    if (waiting && !gTaskWaiting) {
+    bool fresh = false;
+    for (WINDOW h : QtDirty)
+      fresh |= h != TASK_WIN && QtViewOf(h) == nullptr;
+    if (waiting && (!gTaskWaiting || fresh)) {
       QtSyncAll();
       QtSettle();
     }

@@ -163,6 +163,13 @@ TEST_F(GuiTest, TheWorkingDialogIsUpBeforeTheWorkBegins) {
     WINDOW dlg = WorkingDialog;
     HideRepairProgress();
     EXPECT_EQ(nullptr, QtWindowWidget(dlg));
+    // The next table of a batch, the cursor still waiting.
+    ShowRepairProgress("Rebuilding the words");
+    QWidget *next = QtWindowWidget(WorkingDialog);
+    EXPECT_TRUE(next != nullptr && next->isVisible());
+    auto *l2 = Ctl<QLabel>(WorkingDialog, 2);
+    EXPECT_EQ("Rebuilding the words", l2 ? l2->text().toStdString() : "");
+    HideRepairProgress();
     xvtv_app_destroy();
   });
   EXPECT_TRUE(up);
