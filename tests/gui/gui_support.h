@@ -4,6 +4,7 @@
 // control.
 #pragma once
 
+#include "frame/menu.h"
 #include "gui/qt_backend.h"
 #include "platform/strutil.h"
 #include "platform/xvt_model.h"
@@ -81,67 +82,6 @@ template <typename T> T *Ctl(WINDOW win, int id) {
   return qobject_cast<T *>(QtControlWidget(win, id));
 }
 
-// ----------------------------------------------------- the program's menu
-
-inline const MENU_RES kFileMenu[] = {
-    {1009, "Open &repertory...", 0, nullptr},
-    {1038, "Automatic network localization...", 0, nullptr},
-    {1024, "Manua&l network localization...", 0, nullptr},
-    {0, "", MENU_FLAG_SEPARATOR, nullptr},
-    {1012, "E&xit", 0, nullptr},
-    {0, nullptr, 0, nullptr},
-};
-inline const MENU_RES kUpdateMenu[] = {
-    {1031, "Update repertor&y from your log file", 0, nullptr},
-    {1033, "Update &repertory from another log file", 0, nullptr},
-    {1037, "Upda&te from a text file...", 0, nullptr},
-    {1040, "Transfer your additions to the new repertory", 0, nullptr},
-    {1030, "Up&date user defined remedies", 0, nullptr},
-    {1032, "Upd&ate user defined authors", 0, nullptr},
-    {1045, "Merge a catalogue of cases", 0, nullptr},
-    {0, nullptr, 0, nullptr},
-};
-inline const MENU_RES kRepairMenu[] = {
-    {1046, "Advanced repair selection...", 0, nullptr},
-    {0, "", MENU_FLAG_SEPARATOR, nullptr},
-    {1006, "Symptom&s", 0, nullptr},
-    {1005, "Word in language &1", 0, nullptr},
-    {1007, "Word in language &2", 0, nullptr},
-    {1008, "E&xtractions", 0, nullptr},
-    {1010, "&Views", 0, nullptr},
-    {1013, "Log Fi&le", 0, nullptr},
-    {1014, "&Notes", 0, nullptr},
-    {1027, "Multi &media links", 0, nullptr},
-    {1028, "C&oncepts-symptoms", 0, nullptr},
-    {1019, "&Patient File", 0, nullptr},
-    {1021, "&Cases", 0, nullptr},
-    {1034, "Aut&hors", 0, nullptr},
-    {1035, "&Remedies", 0, nullptr},
-    {0, "", MENU_FLAG_SEPARATOR, nullptr},
-    {1016, "All t&ables", 0, nullptr},
-    {0, nullptr, 0, nullptr},
-};
-inline const MENU_RES kListMenu[] = {
-    {1017, "&Complete list of the log file", 0, nullptr},
-    {1025, "List of the log file for a specific &date", 0, nullptr},
-    {1018, "Custom &list of the log file", 0, nullptr},
-    {1023, "Stati&stics on the log file", 0, nullptr},
-    {0, nullptr, 0, nullptr},
-};
-inline const MENU_RES kBackupMenu[] = {
-    {1042, "Backup files ...", 0, nullptr},
-    {1043, "Restore files ...", 0, nullptr},
-    {0, nullptr, 0, nullptr},
-};
-inline const MENU_RES kMenuBar[] = {
-    {1001, "&File", 0, kFileMenu},
-    {1004, "&Update", MENU_FLAG_DISABLED, kUpdateMenu},
-    {1002, "&Repair", 0, kRepairMenu},
-    {1003, "&List", 0, kListMenu},
-    {1041, "Backup", 0, kBackupMenu},
-    {0, nullptr, 0, nullptr},
-};
-
 // The task window: `body` runs in its create event, then the loop waits for
 // the person; commands are noted, and File Exit or the close box end it.
 struct TaskRun {
@@ -176,7 +116,7 @@ inline long TaskEvent(WINDOW win, EVENT *ev) {
 inline void RunTaskWindow(std::function<void()> body) {
   gTask = TaskRun();
   gTask.body = std::move(body);
-  xvt_res_register_menu(1000, kMenuBar);
+  RegisterMenuResource();
   XVT_CONFIG cfg = {1000, "x_mantre", "Document Title", "Task Window"};
   static char name[] = "mantrel";
   char *argv[] = {name, nullptr};

@@ -50,8 +50,9 @@ TEST_F(GuiTest, TheMenuBarFollowsTheMenuTree) {
                 ElementsAre("&File", "&Update", "&Repair", "&List", "Backup"));
     QMenu *file = TopMenu("&File");
     ASSERT_NE(nullptr, file);
-    ASSERT_EQ(5, file->actions().size());
-    EXPECT_TRUE(file->actions()[3]->isSeparator());
+    ASSERT_EQ(6, file->actions().size());
+    EXPECT_TRUE(file->actions()[1]->isSeparator());
+    EXPECT_TRUE(file->actions()[4]->isSeparator());
     EXPECT_EQ("E&xit", Item(file, 1012)->text().toStdString());
     EXPECT_FALSE(TopMenu("&Update")->isEnabled()) << "off until the start ends";
     // The program enables the Update menu: the bar follows.
@@ -114,7 +115,7 @@ TEST_F(GuiTest, AKeyInAWindowBehindGoesToThatWindow) {
     return 0;
   };
   gTask = TaskRun();
-  xvt_res_register_menu(1000, kMenuBar);
+  RegisterMenuResource();
   XVT_CONFIG cfg = {1000, "x_mantre", "Document Title", "Task Window"};
   When([] { return QtWindowWidget(dlg) != nullptr; },
        [] {
