@@ -163,6 +163,11 @@ bool PerformOnWindow(const XvtWait *w, const XvtAction &s) {
     return false;
   case XVT_ACT_SELECT:
     if (auto *l = qobject_cast<QListWidget *>(cv ? cv->widget : nullptr)) {
+      // A list filled while its display was suspended may not show all its
+      // rows yet: the toolkit then judges the line itself.
+      for (int i = 0; i < s.nrows; ++i)
+        if (l->item(s.rows[i]) == nullptr)
+          return false;
       {
         const QSignalBlocker block(l);
         l->clearSelection();
@@ -175,7 +180,7 @@ bool PerformOnWindow(const XvtWait *w, const XvtAction &s) {
       return true;
     }
     if (auto *b = qobject_cast<QComboBox *>(cv ? cv->widget : nullptr)) {
-      if (s.nrows != 1)
+      if (s.nrows != 1 || s.rows[0] >= b->count())
         return false;
       b->setCurrentIndex(s.rows[0]);
       emit b->activated(s.rows[0]);
