@@ -1,0 +1,3 @@
+#include "frame/chooser.h"
+
+Catalog CurrentCatalog;
