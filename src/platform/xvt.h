@@ -276,6 +276,10 @@ void xvt_dm_post_error(const char *fmt, ...)
 [[noreturn]] void xvt_dm_post_fatal_exit(const char *fmt, ...)
     __attribute__((format(printf, 1, 2)));
 extern void (*XvtFatalHook)();
+// Called whenever a window of the program takes the focus (a window comes to
+// the front, or the one above it goes). The program puts its current folder
+// back there, since choosers move it and every default path is relative.
+extern void (*XvtFocusHook)(WINDOW win);
 // Answers the number of the button pressed, 1 to 3; b3 may be null.
 int xvt_dm_post_ask(const char *b1, const char *b2, const char *b3,
                     const char *fmt, ...) __attribute__((format(printf, 4, 5)));

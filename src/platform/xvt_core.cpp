@@ -48,6 +48,12 @@ MenuResources gMenuRes;
 std::map<WINDOW, std::unique_ptr<XvtWin>> gWins;
 std::map<WINDOW, WINDOW> gCtlOwner;
 std::vector<WINDOW> gStack; // bottom .. front
+
+// Tells the program that a window took the focus: the front window changed.
+void FrontChanged() {
+  if (XvtFocusHook != nullptr && !gStack.empty())
+    XvtFocusHook(gStack.back());
+}
 std::deque<std::pair<WINDOW, EVENT>> gQueue;
 WINDOW gNextHandle = 1000;
 WINDOW gFocus = NULL_WIN;
@@ -268,6 +274,7 @@ void DestroyWin(WINDOW win) {
     ReleaseInterrupt();
   std::erase(gStack, win);
   gWins.erase(win);
+  FrontChanged();
 }
 
 void SendControl(WINDOW win, const XvtCtl *c, int dbl) {
@@ -334,6 +341,7 @@ WINDOW CreateFromRes(XvtWinKind kind, int rid, WINDOW parent,
   }
   gWins[h] = std::move(w);
   gStack.push_back(h);
+  FrontChanged();
   SendSimple(h, E_CREATE);
   Notify(h);
   return h;
@@ -854,6 +862,7 @@ void xvt_scr_set_focus_vobj(WINDOW win) {
   gFocus = win;
   std::erase(gStack, top);
   gStack.push_back(top);
+  FrontChanged();
   Notify(top);
 }
 

@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 void (*XvtFatalHook)() = nullptr;
+void (*XvtFocusHook)(WINDOW win) = nullptr;
 
 namespace {
 

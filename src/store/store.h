@@ -21,6 +21,23 @@ inline constexpr int kErrNoFile = 12;
 inline constexpr int kErrBadIndex = 14;
 inline constexpr int kErrEnd = 101;
 
+// Further failures; every one is told in docs/storage.md.
+inline constexpr int kErrBadArg = 1;      // bad mode, null record, wrong table
+inline constexpr int kErrNotOpen = 3;     // the handle names no open table
+inline constexpr int kErrBadKey = 6;      // no such key number in this table
+inline constexpr int kErrNoCurrent = 8;   // step, replace or delete with no
+                                          // current record
+inline constexpr int kErrBadPath = 11;    // the path cannot be had
+inline constexpr int kErrOutOfSpace = 18; // the disk is full
+inline constexpr int kErrDamaged = 20;    // data file damaged or foreign
+inline constexpr int kErrIo = 21;         // the system refused a read or write
+inline constexpr int kErrTooLarge = 22;   // record or resource beyond limits
+inline constexpr int kErrAccess = 46;     // no permission for the file
+inline constexpr int kErrExists = 59;     // create over an existing table
+inline constexpr int kErrLocked = 85;     // another process holds the table
+inline constexpr int kErrInUse = 88;      // rebuild of a table open here
+inline constexpr int kErrNoMemory = 103;  // memory exhausted
+
 // Find modes and save modes.
 inline constexpr int kFindFirst = 0, kFindPrev = 1, kFindNext = 2,
                      kFindLast = 3, kFindEqual = 4, kFindAtOrAfter = 5;
@@ -206,6 +223,31 @@ void TblFreeCas2Symptoms(Cas2 *rec);
 
 // ---------------------------------------------------------------- keynotes,
 // patient family
+
+// The keynote table and the patient family hold records whose layout is the
+// business of their programs: a GenericRecord, an id (key 0, unique) and
+// bytes. The patient family's tables keep their data in "%s.da3" to
+// "%s.da6" beside their indexes "%s.id3" to "%s.id6".
+struct GenericRecord {
+  uint16_t Status;
+  uint32_t Id;
+  uint16_t Length; // bytes of Data in use
+  uint8_t Data[4096];
+  uint8_t CursorState;
+};
+enum GenericTable {
+  kGenPatient = 1,
+  kGenConsultation,
+  kGenDiag,
+  kGenPrem,
+  kGenDefDiag,
+  kGenKeynote
+};
+TblHandle TblOpenGeneric(const char *path, int table, int a, int b);
+int TblFindFullGeneric(TblHandle h, GenericRecord *rec, int key, int mode);
+int TblSaveGeneric(TblHandle h, GenericRecord *rec, int mode);
+int TblDeleteGeneric(TblHandle h);
+void TblClearGeneric(GenericRecord *rec);
 
 TblHandle TblOpenKeynote(const char *path, int a, int b);
 TblHandle TblCreateKeynote(const char *path, int a, int b);

@@ -1,0 +1,516 @@
+#include "store/codec.h"
+
+#include "store/store.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+// ---------------------------------------------------------------- bytes
+
+inline void PutU16(std::vector<uint8_t> &out, uint16_t v) {
+  out.push_back(static_cast<uint8_t>(v));
+  out.push_back(static_cast<uint8_t>(v >> 8));
+}
+inline void PutU32(std::vector<uint8_t> &out, uint32_t v) {
+  for (int i = 0; i < 4; ++i)
+    out.push_back(static_cast<uint8_t>(v >> (8 * i)));
+}
+inline void PutVar(std::vector<uint8_t> &out, uint32_t v) {
+  while (v >= 0x80) {
+    out.push_back(static_cast<uint8_t>(v | 0x80));
+    v >>= 7;
+  }
+  out.push_back(static_cast<uint8_t>(v));
+}
+inline void PutBytes(std::vector<uint8_t> &out, const void *p, size_t n) {
+  const uint8_t *b = static_cast<const uint8_t *>(p);
+  out.insert(out.end(), b, b + n);
+}
+
+// A bounded reader over record bytes; any overrun clears `ok`.
+struct Reader {
+  const uint8_t *p;
+  const uint8_t *end;
+  bool ok;
+};
+
+inline bool Take(Reader &r, size_t n, const uint8_t *&at) {
+  if (!r.ok || static_cast<size_t>(r.end - r.p) < n) {
+    r.ok = false;
+    return false;
+  }
+  at = r.p;
+  r.p += n;
+  return true;
+}
+inline uint32_t GetVar(Reader &r) {
+  uint32_t v = 0;
+  for (int shift = 0; shift < 35; shift += 7) {
+    const uint8_t *b;
+    if (!Take(r, 1, b))
+      return 0;
+    v |= static_cast<uint32_t>(*b & 0x7f) << shift;
+    if ((*b & 0x80) == 0)
+      return v;
+  }
+  r.ok = false;
+  return 0;
+}
+inline uint16_t LoadU16(const uint8_t *b) {
+  return static_cast<uint16_t>(b[0] | (b[1] << 8));
+}
+inline uint32_t LoadU32(const uint8_t *b) {
+  return static_cast<uint32_t>(b[0]) | (static_cast<uint32_t>(b[1]) << 8) |
+         (static_cast<uint32_t>(b[2]) << 16) |
+         (static_cast<uint32_t>(b[3]) << 24);
+}
+
+template <typename T> inline T FieldLoad(const void *base, uint32_t off) {
+  T v;
+  memcpy(&v, static_cast<const uint8_t *>(base) + off, sizeof v);
+  return v;
+}
+template <typename T> inline void FieldStore(void *base, uint32_t off, T v) {
+  memcpy(static_cast<uint8_t *>(base) + off, &v, sizeof v);
+}
+
+// ---------------------------------------------------------------- entries
+
+struct EntriesHeader {
+  uint32_t magic;
+  int32_t room;
+  uint32_t entrySize;
+  uint32_t spare;
+};
+inline constexpr uint32_t kEntriesMagic = 0x4d524541; // "AERM"
+
+const EntriesHeader *HeaderOf(const void *array) {
+  return reinterpret_cast<const EntriesHeader *>(
+      static_cast<const uint8_t *>(array) - sizeof(EntriesHeader));
+}
+
+int CountEntries(const uint8_t *arr, int room, const StoreEntryDesc &e) {
+  int n = 0;
+  while (n < room && !e.isLast(arr + static_cast<size_t>(n) * e.entrySize))
+    ++n;
+  return n;
+}
+
+// ---------------------------------------------------------------- encode
+
+void EncodeFields(const StoreFieldDesc *fields, int count, const void *base,
+                  Reader *old, std::vector<uint8_t> &out, int &err);
+
+// Steps over one field in old record bytes.
+void SkipField(const StoreFieldDesc &f, Reader &r) {
+  const uint8_t *b;
+  switch (f.kind) {
+  case kFU8:
+    Take(r, 1, b);
+    break;
+  case kFU16:
+    Take(r, 2, b);
+    break;
+  case kFU32:
+  case kFI32:
+    Take(r, 4, b);
+    break;
+  case kFStr:
+  case kFFoldStr:
+  case kFBytes:
+  case kFPtrStr: {
+    uint32_t n = GetVar(r);
+    if (n > f.size)
+      r.ok = false;
+    Take(r, n, b);
+    break;
+  }
+  case kFEntries:
+  case kFPtrEntries: {
+    uint32_t n = GetVar(r);
+    if (f.kind == kFEntries && n > f.size)
+      r.ok = false;
+    for (uint32_t i = 0; i < n && r.ok; ++i)
+      for (int k = 0; k < f.entries->fieldCount; ++k)
+        SkipField(f.entries->fields[k], r);
+    break;
+  }
+  }
+}
+
+void EncodeField(const StoreFieldDesc &f, const void *base, Reader *old,
+                 std::vector<uint8_t> &out, int &err) {
+  const uint8_t *b = static_cast<const uint8_t *>(base) + f.off;
+  switch (f.kind) {
+  case kFU8:
+    out.push_back(*b);
+    break;
+  case kFU16:
+    PutU16(out, FieldLoad<uint16_t>(base, f.off));
+    break;
+  case kFU32:
+  case kFI32:
+    PutU32(out, FieldLoad<uint32_t>(base, f.off));
+    break;
+  case kFStr:
+  case kFFoldStr: {
+    size_t n = strnlen(reinterpret_cast<const char *>(b), f.size - 1);
+    PutVar(out, static_cast<uint32_t>(n));
+    PutBytes(out, b, n);
+    break;
+  }
+  case kFBytes: {
+    size_t n = f.size;
+    while (n > 0 && b[n - 1] == 0)
+      --n;
+    PutVar(out, static_cast<uint32_t>(n));
+    PutBytes(out, b, n);
+    break;
+  }
+  case kFEntries: {
+    int n = CountEntries(b, static_cast<int>(f.size), *f.entries);
+    PutVar(out, static_cast<uint32_t>(n));
+    for (int i = 0; i < n; ++i)
+      EncodeFields(f.entries->fields, f.entries->fieldCount,
+                   b + static_cast<size_t>(i) * f.entries->entrySize, nullptr,
+                   out, err);
+    break;
+  }
+  case kFPtrStr: {
+    const char *text = FieldLoad<const char *>(base, f.off);
+    if (text != nullptr) {
+      size_t n = strnlen(text, f.size - 1);
+      PutVar(out, static_cast<uint32_t>(n));
+      PutBytes(out, text, n);
+    } else if (old != nullptr && old->ok) {
+      // No buffer given: the text already stored stays as it is.
+      Reader probe = *old;
+      uint32_t n = GetVar(probe);
+      const uint8_t *at;
+      if (n < f.size && Take(probe, n, at)) {
+        PutVar(out, n);
+        PutBytes(out, at, n);
+      } else {
+        PutVar(out, 0);
+      }
+    } else {
+      PutVar(out, 0);
+    }
+    break;
+  }
+  case kFPtrEntries: {
+    const uint8_t *arr = FieldLoad<const uint8_t *>(base, f.off);
+    if (arr == nullptr) {
+      PutVar(out, 0);
+      break;
+    }
+    const EntriesHeader *h = HeaderOf(arr);
+    if (h->magic != kEntriesMagic || h->entrySize != f.entries->entrySize) {
+      err = kErrBadArg; // not an array of the store's allocator
+      PutVar(out, 0);
+      break;
+    }
+    int n = CountEntries(arr, h->room, *f.entries);
+    PutVar(out, static_cast<uint32_t>(n));
+    for (int i = 0; i < n; ++i)
+      EncodeFields(f.entries->fields, f.entries->fieldCount,
+                   arr + static_cast<size_t>(i) * f.entries->entrySize, nullptr,
+                   out, err);
+    break;
+  }
+  }
+  if (old != nullptr)
+    SkipField(f, *old);
+}
+
+void EncodeFields(const StoreFieldDesc *fields, int count, const void *base,
+                  Reader *old, std::vector<uint8_t> &out, int &err) {
+  for (int i = 0; i < count; ++i)
+    EncodeField(fields[i], base, old, out, err);
+}
+
+// ---------------------------------------------------------------- decode
+
+void DecodeFields(const StoreFieldDesc *fields, int count, Reader &r,
+                  void *base, int &err);
+
+void FillTerminators(uint8_t *arr, int from, int room,
+                     const StoreEntryDesc &e) {
+  for (int i = from; i < room; ++i)
+    e.setLast(arr + static_cast<size_t>(i) * e.entrySize);
+}
+
+void DecodeField(const StoreFieldDesc &f, Reader &r, void *base, int &err) {
+  uint8_t *b = static_cast<uint8_t *>(base) + f.off;
+  const uint8_t *at;
+  switch (f.kind) {
+  case kFU8:
+    if (Take(r, 1, at))
+      *b = *at;
+    break;
+  case kFU16:
+    if (Take(r, 2, at))
+      FieldStore<uint16_t>(base, f.off, LoadU16(at));
+    break;
+  case kFU32:
+  case kFI32:
+    if (Take(r, 4, at))
+      FieldStore<uint32_t>(base, f.off, LoadU32(at));
+    break;
+  case kFStr:
+  case kFFoldStr: {
+    uint32_t n = GetVar(r);
+    if (n >= f.size || !Take(r, n, at)) {
+      r.ok = false;
+      break;
+    }
+    memcpy(b, at, n);
+    b[n] = 0;
+    break;
+  }
+  case kFBytes: {
+    uint32_t n = GetVar(r);
+    if (n > f.size || !Take(r, n, at)) {
+      r.ok = false;
+      break;
+    }
+    memcpy(b, at, n);
+    memset(b + n, 0, f.size - n);
+    break;
+  }
+  case kFEntries: {
+    uint32_t n = GetVar(r);
+    if (n > f.size) {
+      r.ok = false;
+      break;
+    }
+    for (uint32_t i = 0; i < n && r.ok; ++i)
+      DecodeFields(f.entries->fields, f.entries->fieldCount, r,
+                   b + static_cast<size_t>(i) * f.entries->entrySize, err);
+    FillTerminators(b, static_cast<int>(n), static_cast<int>(f.size),
+                    *f.entries);
+    break;
+  }
+  case kFPtrStr: {
+    uint32_t n = GetVar(r);
+    if (n >= f.size || !Take(r, n, at)) {
+      r.ok = false;
+      break;
+    }
+    char *text = FieldLoad<char *>(base, f.off);
+    if (text != nullptr) {
+      memcpy(text, at, n);
+      text[n] = 0;
+    }
+    break;
+  }
+  case kFPtrEntries: {
+    uint32_t n = GetVar(r);
+    if (!r.ok || n > 0x7fffff00u) {
+      r.ok = false;
+      break;
+    }
+    uint8_t *arr = FieldLoad<uint8_t *>(base, f.off);
+    int room = arr != nullptr ? StoreEntriesRoom(arr) : 0;
+    if (room < static_cast<int>(n) + 1) {
+      // The stored list does not fit: the record gets a larger array, with
+      // a little room for the entries a handler may add.
+      int want = static_cast<int>(n) + 1 + 8;
+      uint8_t *grown =
+          static_cast<uint8_t *>(StoreAllocEntries(want, f.entries->entrySize));
+      if (grown == nullptr) {
+        err = kErrNoMemory;
+        r.ok = false;
+        break;
+      }
+      StoreFreeEntries(arr);
+      arr = grown;
+      room = want;
+      FieldStore<uint8_t *>(base, f.off, arr);
+    }
+    for (uint32_t i = 0; i < n && r.ok; ++i)
+      DecodeFields(f.entries->fields, f.entries->fieldCount, r,
+                   arr + static_cast<size_t>(i) * f.entries->entrySize, err);
+    FillTerminators(arr, static_cast<int>(n), room, *f.entries);
+    break;
+  }
+  }
+}
+
+void DecodeFields(const StoreFieldDesc *fields, int count, Reader &r,
+                  void *base, int &err) {
+  for (int i = 0; i < count && r.ok; ++i)
+    DecodeField(fields[i], r, base, err);
+}
+
+// ---------------------------------------------------------------- folding
+
+const uint8_t *FoldTable() {
+  static uint8_t table[256];
+  static bool ready = false;
+  if (!ready) {
+    for (int c = 0; c < 256; ++c)
+      table[c] = static_cast<uint8_t>(c);
+    for (int c = 'a'; c <= 'z'; ++c)
+      table[c] = static_cast<uint8_t>(c - 32);
+    for (int c = 0xe0; c <= 0xfe; ++c)
+      if (c != 0xf7)
+        table[c] = static_cast<uint8_t>(c - 32);
+    table[0x9a] = 0x8a; // s caron
+    table[0x9c] = 0x8c; // oe
+    table[0x9e] = 0x8e; // z caron
+    table[0xff] = 0x9f; // y diaeresis
+    ready = true;
+  }
+  return table;
+}
+
+} // namespace
+
+// ---------------------------------------------------------------- public
+
+int StoreKeySlot(const StoreFamily &fam, int number) {
+  for (int i = 0; i < fam.keyCount; ++i)
+    if (fam.keys[i].number == number)
+      return i;
+  for (int i = 0; i < fam.aliasCount; ++i)
+    if (fam.aliases[i][0] == number)
+      return fam.aliases[i][1];
+  return -1;
+}
+
+int StoreEncodeRecord(const StoreFamily &fam, const void *rec,
+                      const uint8_t *old, size_t oldLen,
+                      std::vector<uint8_t> &out) {
+  int err = 0;
+  Reader r{old, old + oldLen, old != nullptr};
+  EncodeFields(fam.fields, fam.fieldCount, rec, old != nullptr ? &r : nullptr,
+               out, err);
+  return err;
+}
+
+int StoreDecodeRecord(const StoreFamily &fam, const uint8_t *p, size_t len,
+                      void *rec) {
+  // A dry walk first: the caller's record is touched only when all of the
+  // bytes parse.
+  Reader check{p, p + len, true};
+  for (int i = 0; i < fam.fieldCount && check.ok; ++i)
+    SkipField(fam.fields[i], check);
+  if (!check.ok)
+    return kErrDamaged;
+  int err = 0;
+  Reader r{p, p + len, true};
+  DecodeFields(fam.fields, fam.fieldCount, r, rec, err);
+  if (err != 0)
+    return err;
+  return r.ok ? 0 : kErrDamaged;
+}
+
+size_t StoreEncodeKey(const StoreKeyDesc &key, const void *rec, int fields,
+                      uint8_t *out) {
+  if (fields < 0 || fields > key.fieldCount)
+    fields = key.fieldCount;
+  size_t n = 0;
+  const uint8_t *fold = FoldTable();
+  for (int i = 0; i < fields; ++i) {
+    const StoreFieldDesc &f = key.fields[i];
+    const uint8_t *b = static_cast<const uint8_t *>(rec) + f.off;
+    switch (f.kind) {
+    case kFU8:
+      out[n++] = *b;
+      break;
+    case kFU16: {
+      uint16_t v = FieldLoad<uint16_t>(rec, f.off);
+      out[n++] = static_cast<uint8_t>(v >> 8);
+      out[n++] = static_cast<uint8_t>(v);
+      break;
+    }
+    case kFU32:
+    case kFI32: {
+      uint32_t v = FieldLoad<uint32_t>(rec, f.off);
+      if (f.kind == kFI32)
+        v ^= 0x80000000u;
+      for (int s = 24; s >= 0; s -= 8)
+        out[n++] = static_cast<uint8_t>(v >> s);
+      break;
+    }
+    case kFStr:
+    case kFFoldStr: {
+      size_t len = strnlen(reinterpret_cast<const char *>(b), f.size - 1);
+      for (size_t k = 0; k < len; ++k)
+        out[n++] = f.kind == kFFoldStr ? fold[b[k]] : b[k];
+      out[n++] = 0;
+      break;
+    }
+    default:
+      break; // arrays and pointers are never key fields
+    }
+  }
+  return n;
+}
+
+void StoreCopyKeyFields(const StoreKeyDesc &key, const void *src, void *dst) {
+  for (int i = 0; i < key.fieldCount; ++i) {
+    const StoreFieldDesc &f = key.fields[i];
+    size_t width = 0;
+    switch (f.kind) {
+    case kFU8:
+      width = 1;
+      break;
+    case kFU16:
+      width = 2;
+      break;
+    case kFU32:
+    case kFI32:
+      width = 4;
+      break;
+    case kFStr:
+    case kFFoldStr:
+      width = f.size;
+      break;
+    default:
+      break;
+    }
+    memcpy(static_cast<uint8_t *>(dst) + f.off,
+           static_cast<const uint8_t *>(src) + f.off, width);
+  }
+}
+
+void *StoreAllocEntries(int count, uint32_t entrySize) {
+  if (count < 1)
+    count = 1;
+  size_t bytes = sizeof(EntriesHeader) + static_cast<size_t>(count) * entrySize;
+  uint8_t *mem = static_cast<uint8_t *>(calloc(1, bytes));
+  if (mem == nullptr)
+    return nullptr;
+  EntriesHeader h{kEntriesMagic, count, entrySize, 0};
+  memcpy(mem, &h, sizeof h);
+  return mem + sizeof(EntriesHeader);
+}
+
+void StoreFreeEntries(void *array) {
+  if (array == nullptr)
+    return;
+  uint8_t *mem = static_cast<uint8_t *>(array) - sizeof(EntriesHeader);
+  EntriesHeader h;
+  memcpy(&h, mem, sizeof h);
+  if (h.magic != kEntriesMagic)
+    return; // not ours: leaking beats freeing a stranger's memory
+  h.magic = 0;
+  memcpy(mem, &h, sizeof h);
+  free(mem);
+}
+
+int StoreEntriesRoom(const void *array) {
+  if (array == nullptr)
+    return 0;
+  EntriesHeader h;
+  memcpy(&h, HeaderOf(array), sizeof h);
+  return h.magic == kEntriesMagic ? h.room : 0;
+}
+
+uint8_t StoreFoldUpper(uint8_t c) {
+  return FoldTable()[c];
+}

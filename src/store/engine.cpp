@@ -1,0 +1,1778 @@
+// The table engine. A table is a data file of checksummed frames, appended
+// to and never rewritten in place, and an index file that is a snapshot of
+// the in-memory indexes, written at close. docs/storage.md tells the format
+// and the reasons; in short:
+//
+// - a save or delete is one frame written with one pwrite, so a process that
+//   dies leaves at worst a torn last frame, which the checksum rejects;
+// - the index snapshot names the data file (its id and length), so a data
+//   file that has grown since, or another data file, makes it stale (14);
+// - a rebuild reads every intact frame, keeps the last version of each
+//   record, and writes a compacted data file beside the old one, then
+//   renames it into place;
+// - records are read through a read-only mapping of the data file, by offset.
+#include "store/engine.h"
+
+#include "platform/paths.h"
+#include "platform/strutil.h"
+#include "store/crc.h"
+#include "store/index.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <map>
+#include <new>
+#include <random>
+#include <string>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+int OrvixError = 0;
+
+namespace {
+
+// ---------------------------------------------------------------- format
+
+constexpr char kDataMagic[8] = {'M', 'N', 'T', 'R', 'L', 'D', 'A', 'T'};
+constexpr char kIndexMagic[8] = {'M', 'N', 'T', 'R', 'L', 'I', 'D', 'X'};
+constexpr uint32_t kFormatVersion = 1;
+constexpr uint32_t kDataHeaderSize = 64;
+constexpr uint32_t kIndexHeaderSize = 128;
+
+constexpr uint32_t kFrameSync = 0x314d5246; // "FRM1"
+constexpr uint32_t kFrameHead = 16;
+constexpr uint32_t kFrameTail = 4;
+constexpr uint32_t kFrameMaxBody = 16u << 20;
+
+enum FrameKind : uint8_t {
+  kFramePut = 1,      // a record's whole current version
+  kFrameDelete = 2,   // the record is gone
+  kFrameResource = 3, // a resource of the table, (Type, Id) is its key
+  kFrameMeta = 4,     // the table's own numbers (the last id given out)
+};
+
+struct FrameView {
+  uint64_t off;
+  uint32_t body; // key block and payload
+  uint32_t rid;
+  uint8_t kind;
+  uint16_t keyLen;
+  const uint8_t *keys;
+  const uint8_t *payload;
+  uint32_t payloadLen;
+  uint64_t size() const { return kFrameHead + body + kFrameTail; }
+};
+
+inline void StoreLE32(uint8_t *b, uint32_t v) {
+  for (int i = 0; i < 4; ++i)
+    b[i] = static_cast<uint8_t>(v >> (8 * i));
+}
+inline void StoreLE64(uint8_t *b, uint64_t v) {
+  for (int i = 0; i < 8; ++i)
+    b[i] = static_cast<uint8_t>(v >> (8 * i));
+}
+inline uint32_t LoadLE32(const uint8_t *b) {
+  return static_cast<uint32_t>(b[0]) | (static_cast<uint32_t>(b[1]) << 8) |
+         (static_cast<uint32_t>(b[2]) << 16) |
+         (static_cast<uint32_t>(b[3]) << 24);
+}
+inline uint64_t LoadLE64(const uint8_t *b) {
+  return static_cast<uint64_t>(LoadLE32(b)) |
+         (static_cast<uint64_t>(LoadLE32(b + 4)) << 32);
+}
+inline void StoreBE32(uint8_t *b, uint32_t v) {
+  for (int i = 0; i < 4; ++i)
+    b[i] = static_cast<uint8_t>(v >> (24 - 8 * i));
+}
+inline void StoreBE64(uint8_t *b, uint64_t v) {
+  for (int i = 0; i < 8; ++i)
+    b[i] = static_cast<uint8_t>(v >> (56 - 8 * i));
+}
+
+// ---------------------------------------------------------------- state
+
+struct Handle;
+
+struct Table {
+  const StoreFamily *fam = nullptr;
+  std::string datPath, idxPath; // absolute real paths
+  dev_t dev = 0;
+  ino_t ino = 0;
+  int lockFd = -1; // holds the lock and the mapping for the table's life
+  int ioFd = -1;   // for writing; DbVirtualClose may close it
+  const uint8_t *map = nullptr;
+  size_t mapLen = 0;
+  uint64_t dataEnd = 0;  // end of the last good frame: appends go here
+  uint64_t fileSize = 0; // bytes on disk
+  uint64_t fileId = 0;
+  std::vector<uint64_t> slots; // record id -> its put frame, 0 when none
+  uint32_t liveCount = 0;
+  uint64_t liveBytes = 0; // bytes of frames still in use
+  SortedIndex idx[kStoreMaxSlots];
+  SortedIndex fileOrder; // by frame offset, built for opens without index
+  bool haveFileOrder = false;
+  std::map<uint64_t, uint64_t> resources; // (Type << 32 | Id) -> frame
+  int64_t highWater = 0;                  // last id given out
+  uint64_t metaOff = 0;
+  bool dirty = false;
+  int refs = 0;
+  uint64_t lastUse = 0;
+  std::vector<Handle *> handles;
+  std::vector<uint8_t> frame, payload, scratch; // reused buffers
+};
+
+struct Handle {
+  Table *t = nullptr;
+  uint32_t cur = 0;    // current record, 0 none
+  uint64_t curOff = 0; // its last frame, kept for stepping after a delete
+  bool seq = false;    // opened without index: modes 0 to 3 in file order
+};
+
+// Process-wide state of the store.
+std::vector<Table *> gTables;
+std::unordered_map<long, Handle *> gHandles;
+long gNextHandle = 1;
+int gDbFiles = 90; // the descriptors the store may hold at once
+int gOpenFds = 0;  // descriptors the store holds now
+uint64_t gUseClock = 0;
+
+int Fail(int err) {
+  OrvixError = err;
+  return err;
+}
+TblHandle FailHandle(int err) {
+  OrvixError = err;
+  return 0;
+}
+
+int ErrnoToError(int e) {
+  switch (e) {
+  case ENOENT:
+  case ENOTDIR:
+    return kErrNoFile;
+  case EACCES:
+  case EPERM:
+  case EROFS:
+    return kErrAccess;
+  case ENOSPC:
+  case EDQUOT:
+  case EFBIG:
+    return kErrOutOfSpace;
+  case ENOMEM:
+    return kErrNoMemory;
+  case ENAMETOOLONG:
+    return kErrBadPath;
+  default:
+    return kErrIo;
+  }
+}
+
+// ---------------------------------------------------------------- files
+
+void CloseFd(int &fd) {
+  if (fd >= 0) {
+    close(fd);
+    fd = -1;
+    --gOpenFds;
+  }
+}
+
+void VirtualCloseOne() {
+  Table *oldest = nullptr;
+  for (Table *t : gTables)
+    if (t->ioFd >= 0 && (oldest == nullptr || t->lastUse < oldest->lastUse))
+      oldest = t;
+  if (oldest != nullptr)
+    CloseFd(oldest->ioFd);
+}
+
+// Opens a descriptor within the DbFiles budget: the write descriptor of the
+// table used least recently gives way when the budget is spent.
+int OpenCounted(const char *path, int flags, mode_t mode = 0644) {
+  if (gOpenFds >= gDbFiles)
+    VirtualCloseOne();
+  int fd = open(path, flags | O_CLOEXEC, mode);
+  if (fd >= 0)
+    ++gOpenFds;
+  return fd;
+}
+
+bool WriteAll(int fd, const void *data, size_t len, uint64_t off) {
+  const uint8_t *p = static_cast<const uint8_t *>(data);
+  while (len > 0) {
+    ssize_t n = pwrite(fd, p, len, static_cast<off_t>(off));
+    if (n < 0) {
+      if (errno == EINTR)
+        continue;
+      return false;
+    }
+    if (n == 0) {
+      errno = EIO;
+      return false;
+    }
+    p += n;
+    len -= static_cast<size_t>(n);
+    off += static_cast<uint64_t>(n);
+  }
+  return true;
+}
+
+bool ReadAll(int fd, void *data, size_t len, uint64_t off) {
+  uint8_t *p = static_cast<uint8_t *>(data);
+  while (len > 0) {
+    ssize_t n = pread(fd, p, len, static_cast<off_t>(off));
+    if (n < 0) {
+      if (errno == EINTR)
+        continue;
+      return false;
+    }
+    if (n == 0) {
+      errno = EIO;
+      return false;
+    }
+    p += n;
+    len -= static_cast<size_t>(n);
+    off += static_cast<uint64_t>(n);
+  }
+  return true;
+}
+
+std::string DirOf(const std::string &path) {
+  size_t slash = path.rfind('/');
+  if (slash == std::string::npos)
+    return ".";
+  if (slash == 0)
+    return "/";
+  return path.substr(0, slash);
+}
+
+void SyncDir(const std::string &path) {
+  int fd = open(DirOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd >= 0) {
+    fsync(fd);
+    close(fd);
+  }
+}
+
+// The real path of `base` plus an extension, made absolute so that a change
+// of the current folder does not move an open table.
+int ResolvePath(const char *base, const char *ext, std::string &real) {
+  if (base == nullptr || *base == '\0')
+    return kErrBadPath;
+  char stored[kPathMax + 8];
+  size_t n = StrFormat(stored, "%s%s", base, ext);
+  if (n != strlen(base) + strlen(ext) || n > kPathMax)
+    return kErrBadPath;
+  if (!PlatRealPath(stored, real))
+    return kErrBadPath;
+  if (real[0] != '/') {
+    char cwd[4096];
+    if (getcwd(cwd, sizeof cwd) == nullptr)
+      return kErrBadPath;
+    real = std::string(cwd) + "/" + real;
+  }
+  return 0;
+}
+
+uint64_t NewFileId() {
+  static std::mt19937_64 gen(std::random_device{}() ^
+                             static_cast<uint64_t>(time(nullptr)) ^
+                             static_cast<uint64_t>(getpid()));
+  uint64_t id;
+  do
+    id = gen();
+  while (id == 0);
+  return id;
+}
+
+void MakeDataHeader(uint8_t *h, const StoreFamily &fam, uint64_t fileId) {
+  memset(h, 0, kDataHeaderSize);
+  memcpy(h, kDataMagic, 8);
+  StoreLE32(h + 8, kFormatVersion);
+  StoreLE32(h + 12, fam.code);
+  StoreLE64(h + 16, fileId);
+  StoreLE64(h + 24, static_cast<uint64_t>(time(nullptr)));
+  StoreLE32(h + 60, StoreCrc32c(h, 60));
+}
+
+// 0 when the header is this family's; kErrDamaged otherwise.
+int CheckDataHeader(const uint8_t *h, size_t len, const StoreFamily &fam,
+                    uint64_t &fileId) {
+  if (len < kDataHeaderSize || memcmp(h, kDataMagic, 8) != 0 ||
+      LoadLE32(h + 60) != StoreCrc32c(h, 60) ||
+      LoadLE32(h + 8) != kFormatVersion || LoadLE32(h + 12) != fam.code)
+    return kErrDamaged;
+  fileId = LoadLE64(h + 16);
+  return 0;
+}
+
+// ---------------------------------------------------------------- mapping
+
+// Maps at least `need` bytes of the data file. The mapping reaches beyond
+// the end of the file, so that appends seldom need a new one; nothing past
+// dataEnd is ever read.
+int EnsureMapped(Table &t, uint64_t need) {
+  if (need <= t.mapLen && t.map != nullptr)
+    return 0;
+  size_t len = static_cast<size_t>(std::max<uint64_t>(need * 2, 1u << 20));
+  long page = sysconf(_SC_PAGESIZE);
+  len =
+      (len + static_cast<size_t>(page) - 1) & ~(static_cast<size_t>(page) - 1);
+  void *m = mmap(nullptr, len, PROT_READ, MAP_SHARED, t.lockFd, 0);
+  if (m == MAP_FAILED)
+    return kErrNoMemory;
+  if (t.map != nullptr)
+    munmap(const_cast<uint8_t *>(t.map), t.mapLen);
+  t.map = static_cast<const uint8_t *>(m);
+  t.mapLen = len;
+  return 0;
+}
+
+int EnsureIo(Table &t) {
+  if (t.ioFd >= 0)
+    return 0;
+  int fd = OpenCounted(t.datPath.c_str(), O_RDWR);
+  if (fd < 0)
+    return ErrnoToError(errno);
+  struct stat st;
+  if (fstat(fd, &st) != 0 || st.st_ino != t.ino || st.st_dev != t.dev) {
+    close(fd);
+    --gOpenFds;
+    return kErrDamaged; // someone replaced the file under the lock
+  }
+  t.ioFd = fd;
+  return 0;
+}
+
+// ---------------------------------------------------------------- frames
+
+// Checks the frame at `off` against `end`: sync word, length, family, kind
+// and checksum. Fills `fv` when it is good.
+bool ParseFrame(const uint8_t *base, uint64_t end, uint64_t off, uint8_t family,
+                FrameView &fv) {
+  if (off + kFrameHead + kFrameTail > end)
+    return false;
+  const uint8_t *h = base + off;
+  if (LoadLE32(h) != kFrameSync)
+    return false;
+  uint32_t body = LoadLE32(h + 4);
+  if (body > kFrameMaxBody || body > end - off - kFrameHead - kFrameTail)
+    return false;
+  uint8_t kind = h[12];
+  uint16_t keyLen = static_cast<uint16_t>(h[14] | (h[15] << 8));
+  if (h[13] != family || kind < kFramePut || kind > kFrameMeta || keyLen > body)
+    return false;
+  if (LoadLE32(h + kFrameHead + body) != StoreCrc32c(h, kFrameHead + body))
+    return false;
+  fv.off = off;
+  fv.body = body;
+  fv.rid = LoadLE32(h + 8);
+  fv.kind = kind;
+  fv.keyLen = keyLen;
+  fv.keys = h + kFrameHead;
+  fv.payload = h + kFrameHead + keyLen;
+  fv.payloadLen = body - keyLen;
+  return true;
+}
+
+int ReadFrame(const Table &t, uint64_t off, FrameView &fv) {
+  if (!ParseFrame(t.map, t.dataEnd, off, t.fam->code, fv))
+    return kErrDamaged;
+  return 0;
+}
+
+// The key block of a frame, checked for its bounds only (comparisons run on
+// it and must stay cheap; reads check the whole frame).
+bool FrameKeys(const Table &t, uint64_t off, const uint8_t *&kb,
+               size_t &kbLen) {
+  if (off + kFrameHead > t.dataEnd)
+    return false;
+  const uint8_t *h = t.map + off;
+  size_t len = static_cast<size_t>(h[14] | (h[15] << 8));
+  if (off + kFrameHead + len > t.dataEnd)
+    return false;
+  kb = h + kFrameHead;
+  kbLen = len;
+  return true;
+}
+
+// One key's bytes inside a key block: a length byte, then the bytes, for
+// each key of the family in slot order.
+bool KeyInBlock(const uint8_t *kb, size_t kbLen, int slot, const uint8_t *&k,
+                size_t &len) {
+  size_t p = 0;
+  for (int i = 0;; ++i) {
+    if (p >= kbLen)
+      return false;
+    size_t n = kb[p];
+    if (p + 1 + n > kbLen)
+      return false;
+    if (i == slot) {
+      k = kb + p + 1;
+      len = n;
+      return true;
+    }
+    p += 1 + n;
+  }
+}
+
+// The composite key of a record under a slot: the key's bytes, the primary
+// key's bytes for a secondary key that does not hold them, the record id.
+// Slot -1 is the file order: the frame offset and the record id.
+size_t CompositeFromBlock(const StoreFamily &fam, int slot, const uint8_t *kb,
+                          size_t kbLen, uint32_t rid, uint8_t *out) {
+  size_t n = 0;
+  const uint8_t *k;
+  size_t len;
+  if (KeyInBlock(kb, kbLen, slot, k, len)) {
+    memcpy(out, k, len);
+    n = len;
+  }
+  if (slot != 0 && !fam.keys[slot].holdsPrimary &&
+      KeyInBlock(kb, kbLen, 0, k, len)) {
+    memcpy(out + n, k, len);
+    n += len;
+  }
+  StoreBE32(out + n, rid);
+  return n + 4;
+}
+
+size_t Composite(const Table &t, int slot, uint64_t off, uint32_t rid,
+                 uint8_t *out) {
+  if (slot < 0) {
+    StoreBE64(out, off);
+    StoreBE32(out + 8, rid);
+    return 12;
+  }
+  const uint8_t *kb;
+  size_t kbLen;
+  if (!FrameKeys(t, off, kb, kbLen)) {
+    StoreBE32(out, rid);
+    return 4;
+  }
+  return CompositeFromBlock(*t.fam, slot, kb, kbLen, rid, out);
+}
+
+struct SlotSource {
+  const Table *t;
+  int slot;
+};
+
+size_t CompositeOfRid(const void *ctx, uint32_t rid, uint8_t *out) {
+  const SlotSource *s = static_cast<const SlotSource *>(ctx);
+  uint64_t off = rid < s->t->slots.size() ? s->t->slots[rid] : 0;
+  return Composite(*s->t, s->slot, off, rid, out);
+}
+
+SortedIndex &IndexOf(Table &t, int slot) {
+  return slot < 0 ? t.fileOrder : t.idx[slot];
+}
+
+// Set-up of each index: keys whose composite is a short run of numbers are
+// decided by the entry words alone.
+void InitIndexes(Table &t) {
+  const StoreFamily &fam = *t.fam;
+  for (int s = 0; s < fam.keyCount; ++s) {
+    uint32_t len = 4;
+    bool numeric = true;
+    auto add = [&](const StoreKeyDesc &k) {
+      for (int i = 0; i < k.fieldCount; ++i) {
+        switch (k.fields[i].kind) {
+        case kFU8:
+          len += 1;
+          break;
+        case kFU16:
+          len += 2;
+          break;
+        case kFU32:
+        case kFI32:
+          len += 4;
+          break;
+        default:
+          numeric = false;
+        }
+      }
+    };
+    add(fam.keys[s]);
+    if (s != 0 && !fam.keys[s].holdsPrimary)
+      add(fam.keys[0]);
+    t.idx[s].complete = numeric && len <= 16;
+    t.idx[s].fixedLen = len;
+  }
+  t.fileOrder.complete = true;
+  t.fileOrder.fixedLen = 12;
+}
+
+// ---------------------------------------------------------------- tables
+
+void FreeTable(Table *t) {
+  for (int s = 0; s < kStoreMaxSlots; ++s)
+    IdxClear(t->idx[s]);
+  IdxClear(t->fileOrder);
+  if (t->map != nullptr)
+    munmap(const_cast<uint8_t *>(t->map), t->mapLen);
+  t->map = nullptr;
+  CloseFd(t->ioFd);
+  CloseFd(t->lockFd); // releases the lock
+  delete t;
+}
+
+void Unregister(Table *t) {
+  gTables.erase(std::remove(gTables.begin(), gTables.end(), t), gTables.end());
+}
+
+Handle *GetHandle(TblHandle h, const StoreFamily *fam, int &err) {
+  auto it = gHandles.find(h);
+  if (it == gHandles.end()) {
+    err = kErrNotOpen;
+    return nullptr;
+  }
+  if (fam != nullptr && it->second->t->fam != fam) {
+    err = kErrBadArg; // a handle of another kind of table
+    return nullptr;
+  }
+  it->second->t->lastUse = ++gUseClock;
+  err = 0;
+  return it->second;
+}
+
+TblHandle NewHandle(Table *t, bool seq) {
+  Handle *hd = new (std::nothrow) Handle;
+  if (hd == nullptr)
+    return FailHandle(kErrNoMemory);
+  hd->t = t;
+  hd->seq = seq;
+  t->handles.push_back(hd);
+  ++t->refs;
+  long id = gNextHandle++;
+  gHandles[id] = hd;
+  OrvixError = 0;
+  return id;
+}
+
+// Takes the file's lock and checks that the path still names the file that
+// was locked (a rebuild renames a new file into place).
+int LockData(Table &t) {
+  for (int attempt = 0; attempt < 8; ++attempt) {
+    int fd = OpenCounted(t.datPath.c_str(), O_RDONLY);
+    if (fd < 0)
+      return ErrnoToError(errno);
+    struct stat st;
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+      close(fd);
+      --gOpenFds;
+      return kErrDamaged;
+    }
+    for (Table *o : gTables)
+      if (o->dev == st.st_dev && o->ino == st.st_ino) {
+        close(fd);
+        --gOpenFds;
+        t.dev = st.st_dev;
+        t.ino = st.st_ino;
+        return kErrInUse; // open in this process
+      }
+    if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+      int e = errno;
+      close(fd);
+      --gOpenFds;
+      return e == EWOULDBLOCK ? kErrLocked : ErrnoToError(e);
+    }
+    struct stat now;
+    if (stat(t.datPath.c_str(), &now) == 0 && now.st_ino == st.st_ino &&
+        now.st_dev == st.st_dev) {
+      t.lockFd = fd;
+      t.dev = st.st_dev;
+      t.ino = st.st_ino;
+      t.fileSize = static_cast<uint64_t>(st.st_size);
+      return 0;
+    }
+    close(fd);
+    --gOpenFds;
+  }
+  return kErrLocked;
+}
+
+Table *FindOpen(const std::string &datPath) {
+  struct stat st;
+  if (stat(datPath.c_str(), &st) != 0)
+    return nullptr;
+  for (Table *t : gTables)
+    if (t->dev == st.st_dev && t->ino == st.st_ino)
+      return t;
+  return nullptr;
+}
+
+// ---------------------------------------------------------------- building
+
+// Reads every good frame of the data file from `start` on and takes the
+// last version of each record, resource and table number. Bad bytes are
+// stepped over: the scan looks for the next frame's sync word.
+void ScanFrames(Table &t, uint64_t start) {
+  t.slots.assign(1, 0);
+  t.resources.clear();
+  t.highWater = 0;
+  t.metaOff = 0;
+  uint64_t end = t.fileSize;
+  uint64_t pos = start;
+  uint64_t goodEnd = start;
+  // A record id is at most the number of frames ever written, and a frame
+  // takes at least 20 bytes: ids beyond that are damage.
+  uint64_t ridLimit = end / (kFrameHead + kFrameTail) + 1;
+  const uint8_t sync[4] = {0x46, 0x52, 0x4d, 0x31};
+  while (pos + kFrameHead + kFrameTail <= end) {
+    FrameView fv;
+    if (ParseFrame(t.map, end, pos, t.fam->code, fv)) {
+      if (fv.kind == kFramePut || fv.kind == kFrameDelete) {
+        if (fv.rid != 0 && fv.rid < ridLimit) {
+          if (fv.rid >= t.slots.size())
+            t.slots.resize(fv.rid + 1, 0);
+          t.slots[fv.rid] = fv.kind == kFramePut ? pos : 0;
+        }
+      } else if (fv.kind == kFrameResource && fv.payloadLen >= 12) {
+        uint64_t key = (static_cast<uint64_t>(LoadLE32(fv.payload)) << 32) |
+                       LoadLE32(fv.payload + 4);
+        t.resources[key] = pos;
+      } else if (fv.kind == kFrameMeta && fv.payloadLen >= 8) {
+        int64_t v = static_cast<int64_t>(LoadLE64(fv.payload));
+        if (v > t.highWater)
+          t.highWater = v;
+        t.metaOff = pos;
+      }
+      pos += fv.size();
+      goodEnd = pos;
+      continue;
+    }
+    const void *next = memmem(t.map + pos + 1, end - pos - 1, sync, 4);
+    pos =
+        next == nullptr
+            ? end
+            : static_cast<uint64_t>(static_cast<const uint8_t *>(next) - t.map);
+  }
+  t.dataEnd = goodEnd;
+}
+
+uint64_t FrameSizeAt(const Table &t, uint64_t off) {
+  return kFrameHead + LoadLE32(t.map + off + 4) + kFrameTail;
+}
+
+// Sorts one index from the live records.
+bool SortSlot(Table &t, int slot, std::vector<IdxEntry> &v) {
+  v.clear();
+  v.reserve(t.liveCount);
+  uint8_t buf[512];
+  for (uint32_t rid = 1; rid < t.slots.size(); ++rid) {
+    uint64_t off = t.slots[rid];
+    if (off == 0)
+      continue;
+    size_t n = Composite(t, slot, off, rid, buf);
+    IdxProbe p;
+    IdxMakeProbe(buf, static_cast<uint32_t>(n), p);
+    v.push_back(IdxMakeEntry(p, rid));
+  }
+  SortedIndex &ix = IndexOf(t, slot);
+  auto less = [&](const IdxEntry &a, const IdxEntry &b) {
+    uint64_t ah = a.hi, bh = b.hi, al = a.lo, bl = b.lo;
+    if (ah != bh)
+      return ah < bh;
+    if (al != bl)
+      return al < bl;
+    if (ix.complete)
+      return a.rid < b.rid;
+    uint8_t x[512], y[512];
+    size_t nx = Composite(t, slot, t.slots[a.rid], a.rid, x);
+    size_t ny = Composite(t, slot, t.slots[b.rid], b.rid, y);
+    int c = memcmp(x, y, std::min(nx, ny));
+    return c != 0 ? c < 0 : nx < ny;
+  };
+  std::sort(v.begin(), v.end(), less);
+  return true;
+}
+
+// The key bytes of a live record under a slot (without primary key or id).
+bool FieldKey(const Table &t, uint32_t rid, int slot, const uint8_t *&k,
+              size_t &len) {
+  const uint8_t *kb;
+  size_t kbLen;
+  return FrameKeys(t, t.slots[rid], kb, kbLen) &&
+         KeyInBlock(kb, kbLen, slot, k, len);
+}
+
+// Two records with equal unique keys can only come from damage (a delete
+// frame lost). The newer version wins: records are taken newest first and
+// one whose unique key is taken already is dropped.
+void ResolveDuplicates(Table &t) {
+  const StoreFamily &fam = *t.fam;
+  std::vector<uint32_t> order;
+  for (uint32_t rid = 1; rid < t.slots.size(); ++rid)
+    if (t.slots[rid] != 0)
+      order.push_back(rid);
+  std::sort(order.begin(), order.end(),
+            [&](uint32_t a, uint32_t b) { return t.slots[a] > t.slots[b]; });
+  std::vector<std::unordered_set<std::string>> seen(fam.keyCount);
+  for (uint32_t rid : order) {
+    bool clash = false;
+    for (int s = 0; s < fam.keyCount && !clash; ++s) {
+      const uint8_t *k;
+      size_t len;
+      if (fam.keys[s].unique && FieldKey(t, rid, s, k, len))
+        clash = seen[s].count(
+                    std::string(reinterpret_cast<const char *>(k), len)) > 0;
+    }
+    if (clash) {
+      t.slots[rid] = 0;
+      continue;
+    }
+    for (int s = 0; s < fam.keyCount; ++s) {
+      const uint8_t *k;
+      size_t len;
+      if (fam.keys[s].unique && FieldKey(t, rid, s, k, len))
+        seen[s].insert(std::string(reinterpret_cast<const char *>(k), len));
+    }
+  }
+}
+
+void CountLive(Table &t) {
+  t.liveCount = 0;
+  t.liveBytes = 0;
+  for (uint32_t rid = 1; rid < t.slots.size(); ++rid)
+    if (t.slots[rid] != 0) {
+      ++t.liveCount;
+      t.liveBytes += FrameSizeAt(t, t.slots[rid]);
+    }
+  for (auto &r : t.resources)
+    t.liveBytes += FrameSizeAt(t, r.second);
+  if (t.metaOff != 0)
+    t.liveBytes += FrameSizeAt(t, t.metaOff);
+}
+
+// Builds every index from the records found by a scan.
+int BuildIndexes(Table &t) {
+  std::vector<IdxEntry> v;
+  bool dupes = false;
+  for (int pass = 0; pass < 2; ++pass) {
+    CountLive(t);
+    for (int s = 0; s < t.fam->keyCount; ++s) {
+      SortSlot(t, s, v);
+      if (pass == 0 && t.fam->keys[s].unique)
+        for (size_t i = 1; i < v.size() && !dupes; ++i) {
+          const uint8_t *a, *b;
+          size_t la, lb;
+          if (FieldKey(t, v[i - 1].rid, s, a, la) &&
+              FieldKey(t, v[i].rid, s, b, lb) && la == lb &&
+              memcmp(a, b, la) == 0)
+            dupes = true;
+        }
+      if (!IdxLoad(t.idx[s], v.data(), v.size()))
+        return kErrNoMemory;
+    }
+    if (!dupes)
+      break;
+    if (pass == 0)
+      ResolveDuplicates(t);
+  }
+  return 0;
+}
+
+int BuildFileOrder(Table &t) {
+  std::vector<IdxEntry> v;
+  SortSlot(t, -1, v);
+  if (!IdxLoad(t.fileOrder, v.data(), v.size()))
+    return kErrNoMemory;
+  t.haveFileOrder = true;
+  return 0;
+}
+
+// ---------------------------------------------------------------- index file
+
+// A buffered writer that keeps the checksum of what it wrote.
+struct Writer {
+  Writer(int f, uint64_t o) : fd(f), off(o) {}
+  int fd;
+  uint64_t off;
+  uint32_t crc = 0;
+  bool ok = true;
+  std::vector<uint8_t> buf;
+  void put(const void *p, size_t n) {
+    const uint8_t *b = static_cast<const uint8_t *>(p);
+    crc = StoreCrc32c(b, n, crc);
+    buf.insert(buf.end(), b, b + n);
+    if (buf.size() >= (1u << 20))
+      flush();
+  }
+  void flush() {
+    if (ok && !buf.empty() && !WriteAll(fd, buf.data(), buf.size(), off))
+      ok = false;
+    off += buf.size();
+    buf.clear();
+  }
+};
+
+// Writes the index snapshot to `path` and syncs it. The caller renames it.
+int WriteIndexFile(const Table &t, const std::string &path) {
+  int fd = OpenCounted(path.c_str(), O_RDWR | O_CREAT | O_TRUNC);
+  if (fd < 0)
+    return ErrnoToError(errno);
+  Writer w(fd, kIndexHeaderSize);
+  std::vector<uint8_t> slots(t.slots.size() * 8);
+  for (size_t i = 0; i < t.slots.size(); ++i)
+    StoreLE64(slots.data() + i * 8, t.slots[i]);
+  w.put(slots.data(), slots.size());
+  for (int s = 0; s < t.fam->keyCount; ++s) {
+    uint8_t cnt[8];
+    StoreLE64(cnt, t.idx[s].count);
+    w.put(cnt, 8);
+    for (const IdxChunk *c : t.idx[s].chunks)
+      w.put(c->e, sizeof(IdxEntry) * c->n);
+  }
+  for (auto &r : t.resources) {
+    uint8_t rec[16];
+    StoreLE64(rec, r.first);
+    StoreLE64(rec + 8, r.second);
+    w.put(rec, 16);
+  }
+  w.flush();
+  uint8_t h[kIndexHeaderSize] = {0};
+  memcpy(h, kIndexMagic, 8);
+  StoreLE32(h + 8, kFormatVersion);
+  StoreLE32(h + 12, t.fam->code);
+  StoreLE64(h + 16, t.fileId);
+  StoreLE64(h + 24, t.dataEnd);
+  StoreLE32(h + 32, static_cast<uint32_t>(t.slots.size()));
+  StoreLE32(h + 36, static_cast<uint32_t>(t.fam->keyCount));
+  StoreLE32(h + 40, static_cast<uint32_t>(t.resources.size()));
+  StoreLE32(h + 44, t.liveCount);
+  StoreLE64(h + 48, static_cast<uint64_t>(t.highWater));
+  StoreLE64(h + 56, t.metaOff);
+  StoreLE64(h + 64, t.liveBytes);
+  StoreLE64(h + 72, w.off - kIndexHeaderSize);
+  StoreLE32(h + 80, w.crc);
+  StoreLE32(h + 124, StoreCrc32c(h, 124));
+  bool ok = w.ok && WriteAll(fd, h, sizeof h, 0) && fsync(fd) == 0;
+  int e = errno;
+  close(fd);
+  --gOpenFds;
+  if (!ok) {
+    unlink(path.c_str());
+    return ErrnoToError(e);
+  }
+  return 0;
+}
+
+// Writes the snapshot beside the index and renames it into place.
+int SaveIndex(const Table &t) {
+  std::string tmp = t.idxPath + "~new";
+  int err = WriteIndexFile(t, tmp);
+  if (err != 0)
+    return err;
+  if (rename(tmp.c_str(), t.idxPath.c_str()) != 0) {
+    int e = errno;
+    unlink(tmp.c_str());
+    return ErrnoToError(e);
+  }
+  SyncDir(t.idxPath);
+  return 0;
+}
+
+// Loads the snapshot; any doubt about it answers 14.
+int LoadIndex(Table &t) {
+  int fd = OpenCounted(t.idxPath.c_str(), O_RDONLY);
+  if (fd < 0)
+    return errno == ENOENT ? kErrBadIndex : ErrnoToError(errno);
+  struct stat st;
+  std::vector<uint8_t> file;
+  bool ok = fstat(fd, &st) == 0 && st.st_size >= kIndexHeaderSize;
+  if (ok) {
+    file.resize(static_cast<size_t>(st.st_size));
+    ok = ReadAll(fd, file.data(), file.size(), 0);
+  }
+  close(fd);
+  --gOpenFds;
+  if (!ok)
+    return kErrBadIndex;
+  const uint8_t *h = file.data();
+  if (memcmp(h, kIndexMagic, 8) != 0 ||
+      LoadLE32(h + 124) != StoreCrc32c(h, 124) ||
+      LoadLE32(h + 8) != kFormatVersion || LoadLE32(h + 12) != t.fam->code ||
+      LoadLE64(h + 16) != t.fileId || LoadLE64(h + 24) != t.fileSize ||
+      LoadLE32(h + 36) != static_cast<uint32_t>(t.fam->keyCount))
+    return kErrBadIndex;
+  uint64_t bodyLen = LoadLE64(h + 72);
+  if (bodyLen != file.size() - kIndexHeaderSize ||
+      LoadLE32(h + 80) != StoreCrc32c(h + kIndexHeaderSize, bodyLen))
+    return kErrBadIndex;
+  t.dataEnd = t.fileSize;
+  uint32_t slotCount = LoadLE32(h + 32);
+  uint32_t resCount = LoadLE32(h + 40);
+  t.liveCount = LoadLE32(h + 44);
+  t.highWater = static_cast<int64_t>(LoadLE64(h + 48));
+  t.metaOff = LoadLE64(h + 56);
+  t.liveBytes = LoadLE64(h + 64);
+  const uint8_t *p = h + kIndexHeaderSize;
+  const uint8_t *end = file.data() + file.size();
+  if (slotCount == 0 || static_cast<uint64_t>(end - p) < slotCount * 8ull)
+    return kErrBadIndex;
+  t.slots.resize(slotCount);
+  uint32_t live = 0;
+  for (uint32_t i = 0; i < slotCount; ++i, p += 8) {
+    uint64_t off = LoadLE64(p);
+    if (off != 0 && (off < kDataHeaderSize ||
+                     off + kFrameHead + kFrameTail > t.dataEnd || i == 0))
+      return kErrBadIndex;
+    t.slots[i] = off;
+    live += off != 0;
+  }
+  if (live != t.liveCount)
+    return kErrBadIndex;
+  std::vector<IdxEntry> v;
+  for (int s = 0; s < t.fam->keyCount; ++s) {
+    if (end - p < 8)
+      return kErrBadIndex;
+    uint64_t count = LoadLE64(p);
+    p += 8;
+    if (count != live ||
+        static_cast<uint64_t>(end - p) < count * sizeof(IdxEntry))
+      return kErrBadIndex;
+    v.resize(count);
+    memcpy(v.data(), p, count * sizeof(IdxEntry));
+    p += count * sizeof(IdxEntry);
+    for (const IdxEntry &e : v) {
+      uint32_t rid = e.rid;
+      if (rid >= slotCount || t.slots[rid] == 0)
+        return kErrBadIndex;
+    }
+    if (!IdxLoad(t.idx[s], v.data(), v.size()))
+      return kErrNoMemory;
+  }
+  if (static_cast<uint64_t>(end - p) != resCount * 16ull)
+    return kErrBadIndex;
+  for (uint32_t i = 0; i < resCount; ++i, p += 16) {
+    uint64_t off = LoadLE64(p + 8);
+    if (off < kDataHeaderSize || off + kFrameHead + kFrameTail > t.dataEnd)
+      return kErrBadIndex;
+    t.resources[LoadLE64(p)] = off;
+  }
+  if (t.metaOff != 0 && t.metaOff + kFrameHead + kFrameTail > t.dataEnd)
+    return kErrBadIndex;
+  return 0;
+}
+
+// ---------------------------------------------------------------- compaction
+
+// Writes the live records, resources and numbers of `t` into a new data file
+// beside the old one, builds and writes its index, and renames both into
+// place: data first, then index. A crash before the data rename leaves the
+// old files; between the renames the old index names the old file id and is
+// refused as stale.
+int CompactAndIndex(Table &t) {
+  std::string tmpDat = t.datPath + "~new";
+  std::string tmpIdx = t.idxPath + "~new";
+  struct stat st;
+  mode_t mode = fstat(t.lockFd, &st) == 0 ? (st.st_mode & 0777) : 0644;
+  int fd = OpenCounted(tmpDat.c_str(), O_RDWR | O_CREAT | O_TRUNC, mode);
+  if (fd < 0)
+    return ErrnoToError(errno);
+  Table *n = new (std::nothrow) Table;
+  if (n == nullptr) {
+    close(fd);
+    --gOpenFds;
+    unlink(tmpDat.c_str());
+    return kErrNoMemory;
+  }
+  n->fam = t.fam;
+  n->datPath = tmpDat;
+  n->idxPath = tmpIdx;
+  n->lockFd = fd;
+  n->fileId = NewFileId();
+  InitIndexes(*n);
+  uint8_t head[kDataHeaderSize];
+  MakeDataHeader(head, *t.fam, n->fileId);
+  Writer w(fd, 0);
+  w.put(head, sizeof head);
+  uint32_t newRid = 0;
+  std::vector<uint8_t> fr;
+  for (uint32_t rid = 1; rid < t.slots.size(); ++rid) {
+    if (t.slots[rid] == 0)
+      continue;
+    FrameView fv;
+    if (ReadFrame(t, t.slots[rid], fv) != 0)
+      continue; // damaged since it was indexed: it cannot be kept
+    fr.assign(t.map + fv.off, t.map + fv.off + fv.size());
+    StoreLE32(fr.data() + 8, ++newRid);
+    StoreLE32(fr.data() + kFrameHead + fv.body,
+              StoreCrc32c(fr.data(), kFrameHead + fv.body));
+    w.put(fr.data(), fr.size());
+  }
+  for (auto &r : t.resources) {
+    FrameView fv;
+    if (ReadFrame(t, r.second, fv) == 0)
+      w.put(t.map + fv.off, fv.size());
+  }
+  if (t.highWater > 0) {
+    uint8_t meta[kFrameHead + 8 + kFrameTail] = {0};
+    StoreLE32(meta, kFrameSync);
+    StoreLE32(meta + 4, 8);
+    meta[12] = kFrameMeta;
+    meta[13] = t.fam->code;
+    StoreLE64(meta + kFrameHead, static_cast<uint64_t>(t.highWater));
+    StoreLE32(meta + kFrameHead + 8, StoreCrc32c(meta, kFrameHead + 8));
+    w.put(meta, sizeof meta);
+  }
+  w.flush();
+  int err = 0;
+  if (!w.ok || fsync(fd) != 0)
+    err = ErrnoToError(errno);
+  if (err == 0) {
+    n->fileSize = w.off;
+    err = EnsureMapped(*n, n->fileSize);
+  }
+  if (err == 0) {
+    ScanFrames(*n, kDataHeaderSize);
+    err = BuildIndexes(*n);
+  }
+  if (err == 0)
+    err = WriteIndexFile(*n, tmpIdx);
+  if (err == 0 && rename(tmpDat.c_str(), t.datPath.c_str()) != 0)
+    err = ErrnoToError(errno);
+  if (err == 0) {
+    if (rename(tmpIdx.c_str(), t.idxPath.c_str()) != 0)
+      err = ErrnoToError(errno);
+    SyncDir(t.datPath);
+  }
+  if (err != 0) {
+    unlink(tmpDat.c_str());
+    unlink(tmpIdx.c_str());
+  }
+  FreeTable(n);
+  return err;
+}
+
+// ---------------------------------------------------------------- open/close
+
+Table *NewTable(const StoreFamily &fam) {
+  Table *t = new (std::nothrow) Table;
+  if (t == nullptr)
+    return nullptr;
+  t->fam = &fam;
+  InitIndexes(*t);
+  t->scratch.resize(fam.recSize);
+  return t;
+}
+
+// Reads the data file's header. 0, or kErrDamaged for a file that is not a
+// table of this family.
+int ReadHeader(Table &t) {
+  uint8_t h[kDataHeaderSize];
+  if (t.fileSize < kDataHeaderSize || !ReadAll(t.lockFd, h, sizeof h, 0))
+    return kErrDamaged;
+  return CheckDataHeader(h, sizeof h, *t.fam, t.fileId);
+}
+
+int CloseTable(Table *t) {
+  int err = 0;
+  if (t->dirty) {
+    uint64_t dead = t->dataEnd - kDataHeaderSize - t->liveBytes;
+    if (dead > t->liveBytes && dead >= (64u << 10)) {
+      err = CompactAndIndex(*t);
+    } else {
+      err = EnsureIo(*t);
+      if (err == 0 && t->fileSize > t->dataEnd &&
+          ftruncate(t->ioFd, static_cast<off_t>(t->dataEnd)) != 0)
+        err = ErrnoToError(errno);
+      if (err == 0 && fsync(t->ioFd) != 0)
+        err = ErrnoToError(errno);
+      if (err == 0) {
+        t->fileSize = t->dataEnd;
+        err = SaveIndex(*t);
+      }
+    }
+  }
+  Unregister(t);
+  FreeTable(t);
+  return err;
+}
+
+TblHandle OpenTable(const StoreFamily &fam, const char *base, int b) {
+  std::string dat, idx;
+  int err = ResolvePath(base, fam.datExt, dat);
+  if (err == 0)
+    err = ResolvePath(base, fam.idxExt, idx);
+  if (err != 0)
+    return FailHandle(err);
+  if (Table *open = FindOpen(dat)) {
+    if (open->fam != &fam)
+      return FailHandle(kErrInUse);
+    if (b == 0 && !open->haveFileOrder && (err = BuildFileOrder(*open)) != 0)
+      return FailHandle(err);
+    return NewHandle(open, b == 0);
+  }
+  Table *t = NewTable(fam);
+  if (t == nullptr)
+    return FailHandle(kErrNoMemory);
+  t->datPath = dat;
+  t->idxPath = idx;
+  err = LockData(*t);
+  if (err == kErrInUse)
+    err = kErrLocked; // a race with our own registry cannot happen; be safe
+  if (err == 0)
+    err = ReadHeader(*t);
+  if (err == 0)
+    err = EnsureMapped(*t, t->fileSize);
+  if (err == 0) {
+    if (b != 0) {
+      err = LoadIndex(*t);
+    } else {
+      ScanFrames(*t, kDataHeaderSize);
+      err = BuildIndexes(*t);
+      if (err == 0)
+        err = BuildFileOrder(*t);
+    }
+  }
+  if (err != 0) {
+    FreeTable(t);
+    return FailHandle(err);
+  }
+  gTables.push_back(t);
+  TblHandle h = NewHandle(t, b == 0);
+  if (h == 0)
+    CloseTable(t);
+  return h;
+}
+
+// ---------------------------------------------------------------- writing
+
+// Appends one frame with one write. On failure nothing of it stays.
+int AppendFrame(Table &t, uint8_t kind, uint32_t rid, const uint8_t *kb,
+                size_t kbLen, const uint8_t *payload, size_t payloadLen,
+                uint64_t &off) {
+  size_t body = kbLen + payloadLen;
+  if (body > kFrameMaxBody)
+    return kErrTooLarge;
+  std::vector<uint8_t> &f = t.frame;
+  f.resize(kFrameHead + body + kFrameTail);
+  StoreLE32(f.data(), kFrameSync);
+  StoreLE32(f.data() + 4, static_cast<uint32_t>(body));
+  StoreLE32(f.data() + 8, rid);
+  f[12] = kind;
+  f[13] = t.fam->code;
+  f[14] = static_cast<uint8_t>(kbLen);
+  f[15] = static_cast<uint8_t>(kbLen >> 8);
+  if (kbLen > 0)
+    memcpy(f.data() + kFrameHead, kb, kbLen);
+  if (payloadLen > 0)
+    memcpy(f.data() + kFrameHead + kbLen, payload, payloadLen);
+  StoreLE32(f.data() + kFrameHead + body,
+            StoreCrc32c(f.data(), kFrameHead + body));
+  int err = EnsureIo(t);
+  if (err != 0)
+    return err;
+  if (!WriteAll(t.ioFd, f.data(), f.size(), t.dataEnd)) {
+    err = ErrnoToError(errno);
+    if (ftruncate(t.ioFd, static_cast<off_t>(t.dataEnd)) == 0)
+      t.fileSize = t.dataEnd;
+    return err;
+  }
+  off = t.dataEnd;
+  t.dataEnd += f.size();
+  if (t.dataEnd > t.fileSize)
+    t.fileSize = t.dataEnd;
+  t.dirty = true;
+  return EnsureMapped(t, t.dataEnd);
+}
+
+// The key block of a record: every key of the family, in slot order.
+size_t BuildKeyBlock(const StoreFamily &fam, const void *rec, uint8_t *kb) {
+  size_t n = 0;
+  for (int s = 0; s < fam.keyCount; ++s) {
+    size_t len = StoreEncodeKey(fam.keys[s], rec, -1, kb + n + 1);
+    kb[n] = static_cast<uint8_t>(len);
+    n += 1 + len;
+  }
+  return n;
+}
+
+// Does the entry's composite key begin with these bytes?
+bool EntryStartsWith(const Table &t, int slot, const IdxEntry &e,
+                     const uint8_t *s, size_t len) {
+  uint8_t buf[512];
+  if (len <= 16) {
+    StoreBE64(buf, e.hi);
+    StoreBE64(buf + 8, e.lo);
+    return memcmp(buf, s, len) == 0;
+  }
+  size_t n = Composite(t, slot, t.slots[e.rid], e.rid, buf);
+  return n >= len && memcmp(buf, s, len) == 0;
+}
+
+// 2 when another record than `self` holds the unique key `k` of a slot.
+bool KeyTaken(Table &t, int slot, const uint8_t *k, size_t len, uint32_t self) {
+  SlotSource ss{&t, slot};
+  IdxSource src{CompositeOfRid, &ss};
+  IdxProbe p;
+  IdxMakeProbe(k, static_cast<uint32_t>(len), p);
+  const SortedIndex &ix = t.idx[slot];
+  for (IdxPos pos = IdxLowerBound(ix, p, src); IdxValid(ix, pos);
+       pos = IdxNext(ix, pos)) {
+    const IdxEntry &e = IdxAt(ix, pos);
+    if (!EntryStartsWith(t, slot, e, k, len))
+      return false;
+    if (e.rid != self)
+      return true;
+  }
+  return false;
+}
+
+bool InsertKey(Table &t, int slot, const uint8_t *comp, size_t n,
+               uint32_t rid) {
+  SlotSource ss{&t, slot};
+  IdxSource src{CompositeOfRid, &ss};
+  IdxProbe p;
+  IdxMakeProbe(comp, static_cast<uint32_t>(n), p);
+  return IdxInsert(IndexOf(t, slot), p, rid, src);
+}
+
+void EraseKey(Table &t, int slot, const uint8_t *comp, size_t n, uint32_t rid) {
+  SlotSource ss{&t, slot};
+  IdxSource src{CompositeOfRid, &ss};
+  IdxProbe p;
+  IdxMakeProbe(comp, static_cast<uint32_t>(n), p);
+  IdxErase(IndexOf(t, slot), p, rid, src);
+}
+
+// ---------------------------------------------------------------- reading
+
+int DecodeInto(Table &t, const FrameView &fv, void *rec, EngineReadKind how,
+               int slot) {
+  const StoreFamily &fam = *t.fam;
+  if (how != kReadKeys)
+    return StoreDecodeRecord(fam, fv.payload, fv.payloadLen, rec);
+  std::fill(t.scratch.begin(), t.scratch.end(), 0);
+  int err = StoreDecodeRecord(fam, fv.payload, fv.payloadLen, t.scratch.data());
+  if (err != 0)
+    return err;
+  if (slot >= 0)
+    StoreCopyKeyFields(fam.keys[slot], t.scratch.data(), rec);
+  StoreCopyKeyFields(fam.keys[0], t.scratch.data(), rec);
+  return 0;
+}
+
+} // namespace
+
+// ---------------------------------------------------------------- engine API
+
+TblHandle EngineOpen(const StoreFamily &fam, const char *base, int b) {
+  return OpenTable(fam, base, b);
+}
+
+TblHandle EngineCreate(const StoreFamily &fam, const char *base) {
+  std::string dat, idx;
+  int err = ResolvePath(base, fam.datExt, dat);
+  if (err == 0)
+    err = ResolvePath(base, fam.idxExt, idx);
+  if (err != 0)
+    return FailHandle(err);
+  struct stat st;
+  if (stat(dat.c_str(), &st) == 0)
+    return FailHandle(kErrExists);
+  if (stat(DirOf(dat).c_str(), &st) != 0 || !S_ISDIR(st.st_mode))
+    return FailHandle(kErrBadPath);
+  // The new file is made complete and locked under a scratch name, then
+  // linked to its name: no one sees a table without its header.
+  std::string tmp = dat + "~new";
+  int fd = OpenCounted(tmp.c_str(), O_RDWR | O_CREAT | O_TRUNC);
+  if (fd < 0)
+    return FailHandle(ErrnoToError(errno));
+  Table *t = NewTable(fam);
+  if (t == nullptr) {
+    close(fd);
+    --gOpenFds;
+    unlink(tmp.c_str());
+    return FailHandle(kErrNoMemory);
+  }
+  t->lockFd = fd;
+  t->datPath = dat;
+  t->idxPath = idx;
+  t->fileId = NewFileId();
+  uint8_t head[kDataHeaderSize];
+  MakeDataHeader(head, fam, t->fileId);
+  if (flock(fd, LOCK_EX | LOCK_NB) != 0 ||
+      !WriteAll(fd, head, sizeof head, 0) || fsync(fd) != 0)
+    err = ErrnoToError(errno);
+  if (err == 0 && link(tmp.c_str(), dat.c_str()) != 0)
+    err = errno == EEXIST ? kErrExists : ErrnoToError(errno);
+  unlink(tmp.c_str());
+  if (err == 0) {
+    SyncDir(dat);
+    fstat(fd, &st);
+    t->dev = st.st_dev;
+    t->ino = st.st_ino;
+    t->fileSize = t->dataEnd = kDataHeaderSize;
+    t->slots.assign(1, 0);
+    err = EnsureMapped(*t, t->fileSize);
+  }
+  if (err == 0)
+    err = SaveIndex(*t);
+  if (err != 0) {
+    FreeTable(t);
+    return FailHandle(err);
+  }
+  gTables.push_back(t);
+  return NewHandle(t, false);
+}
+
+int EngineRebuild(const StoreFamily &fam, const char *base) {
+  std::string dat, idx;
+  int err = ResolvePath(base, fam.datExt, dat);
+  if (err == 0)
+    err = ResolvePath(base, fam.idxExt, idx);
+  if (err != 0)
+    return Fail(err);
+  Table *t = NewTable(fam);
+  if (t == nullptr)
+    return Fail(kErrNoMemory);
+  t->datPath = dat;
+  t->idxPath = idx;
+  err = LockData(*t);
+  if (err != 0) {
+    FreeTable(t);
+    return Fail(err);
+  }
+  bool headerGood = ReadHeader(*t) == 0;
+  err = EnsureMapped(*t, std::max<uint64_t>(t->fileSize, 1));
+  if (err == 0) {
+    ScanFrames(*t, headerGood ? kDataHeaderSize : 0);
+    bool anyFrame = t->dataEnd > (headerGood ? kDataHeaderSize : 0);
+    // A file that is neither a table of this family nor empty nor holding
+    // a single frame of it is someone else's: it is left alone.
+    if (!headerGood && t->fileSize > 0 && !anyFrame)
+      err = kErrDamaged;
+  }
+  if (err == 0) {
+    CountLive(*t);
+    err = CompactAndIndex(*t);
+  }
+  FreeTable(t);
+  return Fail(err);
+}
+
+int EngineFind(TblHandle h, const StoreFamily &fam, void *rec, int key,
+               int mode, EngineReadKind how) {
+  int err;
+  Handle *hd = GetHandle(h, &fam, err);
+  if (hd == nullptr)
+    return Fail(err);
+  if (rec == nullptr || mode < kFindFirst || mode > kFindAtOrAfter)
+    return Fail(kErrBadArg);
+  Table &t = *hd->t;
+  int slot;
+  if (how == kReadByText) {
+    slot = StoreKeySlot(fam, key + kHiddenKeyBase);
+    if (key < 0 || slot < 0)
+      return Fail(kErrBadKey);
+  } else if (key == -1) {
+    if (mode >= kFindEqual)
+      return Fail(kErrBadKey);
+    slot = -1;
+  } else {
+    slot = key >= 0 && key < kHiddenKeyBase ? StoreKeySlot(fam, key) : -1;
+    if (slot < 0)
+      return Fail(kErrBadKey);
+  }
+  int order = slot;
+  if (hd->seq && mode <= kFindLast)
+    order = -1;
+  if (order < 0 && !t.haveFileOrder && (err = BuildFileOrder(t)) != 0)
+    return Fail(err);
+  SortedIndex &ix = IndexOf(t, order);
+  SlotSource ss{&t, order};
+  IdxSource src{CompositeOfRid, &ss};
+  IdxPos pos{0, 0};
+  uint8_t buf[512];
+  switch (mode) {
+  case kFindFirst:
+    pos = IdxFirst(ix);
+    break;
+  case kFindLast:
+    pos = IdxLast(ix);
+    break;
+  case kFindPrev:
+  case kFindNext: {
+    if (hd->cur == 0)
+      return Fail(kErrNoCurrent);
+    uint64_t off = t.slots[hd->cur] != 0 ? t.slots[hd->cur] : hd->curOff;
+    size_t n = Composite(t, order, off, hd->cur, buf);
+    IdxProbe p;
+    IdxMakeProbe(buf, static_cast<uint32_t>(n), p);
+    pos = mode == kFindNext ? IdxUpperBound(ix, p, src)
+                            : IdxPrev(ix, IdxLowerBound(ix, p, src));
+    break;
+  }
+  default: { // equal, equal or after
+    const StoreKeyDesc &k = fam.keys[slot];
+    int fields = k.searchFields != nullptr ? k.searchFields(rec) : -1;
+    size_t n = StoreEncodeKey(k, rec, fields, buf);
+    IdxProbe p;
+    IdxMakeProbe(buf, static_cast<uint32_t>(n), p);
+    pos = IdxLowerBound(ix, p, src);
+    if (mode == kFindEqual && IdxValid(ix, pos) &&
+        !EntryStartsWith(t, slot, IdxAt(ix, pos), buf, n))
+      return Fail(kErrEnd);
+    break;
+  }
+  }
+  if (!IdxValid(ix, pos))
+    return Fail(kErrEnd);
+  uint32_t rid = IdxAt(ix, pos).rid;
+  FrameView fv;
+  if ((err = ReadFrame(t, t.slots[rid], fv)) != 0)
+    return Fail(err);
+  if ((err = DecodeInto(t, fv, rec, how, slot)) != 0)
+    return Fail(err);
+  hd->cur = rid;
+  hd->curOff = fv.off;
+  return Fail(0);
+}
+
+int EngineReadCurrent(TblHandle h, const StoreFamily &fam, void *rec) {
+  int err;
+  Handle *hd = GetHandle(h, &fam, err);
+  if (hd == nullptr)
+    return Fail(err);
+  if (rec == nullptr)
+    return Fail(kErrBadArg);
+  Table &t = *hd->t;
+  if (hd->cur == 0 || t.slots[hd->cur] == 0)
+    return Fail(kErrNoCurrent);
+  FrameView fv;
+  if ((err = ReadFrame(t, t.slots[hd->cur], fv)) != 0)
+    return Fail(err);
+  return Fail(DecodeInto(t, fv, rec, kReadFull, -1));
+}
+
+int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
+  int err;
+  Handle *hd = GetHandle(h, &fam, err);
+  if (hd == nullptr)
+    return Fail(err);
+  if (rec == nullptr || (mode != kSaveAdd && mode != kSaveReplace))
+    return Fail(kErrBadArg);
+  Table &t = *hd->t;
+  uint8_t kb[kStoreMaxSlots * (kStoreMaxKey + 1)];
+  size_t kbLen = BuildKeyBlock(fam, rec, kb);
+  uint32_t rid = 0;
+  FrameView old{};
+  uint8_t oldKb[kStoreMaxSlots * (kStoreMaxKey + 1)];
+  size_t oldKbLen = 0;
+  if (mode == kSaveReplace) {
+    if (hd->cur == 0 || t.slots[hd->cur] == 0)
+      return Fail(kErrNoCurrent);
+    rid = hd->cur;
+    if ((err = ReadFrame(t, t.slots[rid], old)) != 0)
+      return Fail(err);
+    oldKbLen = std::min<size_t>(old.keyLen, sizeof oldKb);
+    memcpy(oldKb, old.keys, oldKbLen);
+  }
+  for (int s = 0; s < fam.keyCount; ++s) {
+    if (!fam.keys[s].unique)
+      continue;
+    const uint8_t *k, *ok;
+    size_t len, olen;
+    if (!KeyInBlock(kb, kbLen, s, k, len))
+      return Fail(kErrBadArg);
+    if (mode == kSaveReplace && KeyInBlock(oldKb, oldKbLen, s, ok, olen) &&
+        olen == len && memcmp(ok, k, len) == 0)
+      continue; // unchanged
+    if (KeyTaken(t, s, k, len, rid))
+      return Fail(kErrDuplicate);
+  }
+  t.payload.clear();
+  err =
+      StoreEncodeRecord(fam, rec, mode == kSaveReplace ? old.payload : nullptr,
+                        mode == kSaveReplace ? old.payloadLen : 0, t.payload);
+  if (err != 0)
+    return Fail(err);
+  if (mode == kSaveAdd) {
+    if (t.slots.size() >= 0xffffffffu)
+      return Fail(kErrTooLarge);
+    rid = static_cast<uint32_t>(t.slots.size());
+  }
+  uint64_t oldOff = mode == kSaveReplace ? old.off : 0;
+  uint64_t oldSize = mode == kSaveReplace ? old.size() : 0;
+  uint64_t off;
+  if ((err = AppendFrame(t, kFramePut, rid, kb, kbLen, t.payload.data(),
+                         t.payload.size(), off)) != 0)
+    return Fail(err);
+  // The record is stored; from here on only memory changes.
+  if (mode == kSaveAdd) {
+    t.slots.push_back(off);
+    ++t.liveCount;
+  }
+  uint8_t oldComp[512], newComp[512];
+  for (int s = 0; s < fam.keyCount; ++s) {
+    size_t nn = CompositeFromBlock(fam, s, kb, kbLen, rid, newComp);
+    if (mode == kSaveReplace) {
+      size_t on = CompositeFromBlock(fam, s, oldKb, oldKbLen, rid, oldComp);
+      if (on == nn && memcmp(oldComp, newComp, nn) == 0)
+        continue;
+      t.slots[rid] = oldOff;
+      EraseKey(t, s, oldComp, on, rid);
+      t.slots[rid] = off;
+    }
+    t.slots[rid] = off;
+    if (!InsertKey(t, s, newComp, nn, rid))
+      return Fail(kErrNoMemory);
+  }
+  t.slots[rid] = off;
+  if (t.haveFileOrder) {
+    if (mode == kSaveReplace) {
+      Composite(t, -1, oldOff, rid, oldComp);
+      EraseKey(t, -1, oldComp, 12, rid);
+    }
+    Composite(t, -1, off, rid, newComp);
+    InsertKey(t, -1, newComp, 12, rid);
+  }
+  t.liveBytes += t.frame.size();
+  t.liveBytes -= oldSize;
+  hd->cur = rid;
+  hd->curOff = off;
+  return Fail(0);
+}
+
+int EngineDelete(TblHandle h, const StoreFamily &fam) {
+  int err;
+  Handle *hd = GetHandle(h, &fam, err);
+  if (hd == nullptr)
+    return Fail(err);
+  Table &t = *hd->t;
+  uint32_t rid = hd->cur;
+  if (rid == 0 || t.slots[rid] == 0)
+    return Fail(kErrNoCurrent);
+  uint64_t oldOff = t.slots[rid];
+  FrameView fv;
+  if ((err = ReadFrame(t, oldOff, fv)) != 0)
+    return Fail(err);
+  uint64_t oldSize = fv.size();
+  uint8_t oldKb[kStoreMaxSlots * (kStoreMaxKey + 1)];
+  size_t oldKbLen = std::min<size_t>(fv.keyLen, sizeof oldKb);
+  memcpy(oldKb, fv.keys, oldKbLen);
+  uint64_t off;
+  if ((err = AppendFrame(t, kFrameDelete, rid, nullptr, 0, nullptr, 0, off)) !=
+      0)
+    return Fail(err);
+  uint8_t comp[512];
+  for (int s = 0; s < fam.keyCount; ++s) {
+    size_t n = CompositeFromBlock(fam, s, oldKb, oldKbLen, rid, comp);
+    EraseKey(t, s, comp, n, rid);
+  }
+  if (t.haveFileOrder) {
+    Composite(t, -1, oldOff, rid, comp);
+    EraseKey(t, -1, comp, 12, rid);
+  }
+  for (Handle *o : t.handles)
+    if (o->cur == rid)
+      o->curOff = oldOff; // stepping goes on from where the record stood
+  t.slots[rid] = 0;
+  --t.liveCount;
+  t.liveBytes -= oldSize;
+  return Fail(0);
+}
+
+long EngineNextId(TblHandle h, const StoreFamily &fam, int keyNumber) {
+  int err;
+  Handle *hd = GetHandle(h, &fam, err);
+  if (hd == nullptr) {
+    Fail(err);
+    return 0;
+  }
+  Table &t = *hd->t;
+  int slot = StoreKeySlot(fam, keyNumber);
+  if (slot < 0 || fam.keys[slot].fields[0].kind != kFI32) {
+    Fail(kErrBadKey);
+    return 0;
+  }
+  int64_t top = 0;
+  IdxPos last = IdxLast(t.idx[slot]);
+  if (IdxValid(t.idx[slot], last)) {
+    uint64_t hi = IdxAt(t.idx[slot], last).hi;
+    top = static_cast<int32_t>(static_cast<uint32_t>(hi >> 32) ^ 0x80000000u);
+  }
+  int64_t next = std::max<int64_t>(top, t.highWater) + 1;
+  if (next < 1)
+    next = 1;
+  if (next > 0x7fffffff) {
+    Fail(kErrTooLarge);
+    return 0;
+  }
+  uint8_t v[8];
+  StoreLE64(v, static_cast<uint64_t>(next));
+  uint64_t off;
+  if ((err = AppendFrame(t, kFrameMeta, 0, nullptr, 0, v, 8, off)) != 0) {
+    Fail(err);
+    return 0;
+  }
+  if (t.metaOff != 0)
+    t.liveBytes -= FrameSizeAt(t, t.metaOff);
+  t.liveBytes += kFrameHead + 8 + kFrameTail;
+  t.metaOff = off;
+  t.highWater = next;
+  Fail(0);
+  return static_cast<long>(next);
+}
+
+bool EngineIsFamily(TblHandle h, const StoreFamily &fam) {
+  auto it = gHandles.find(h);
+  return it != gHandles.end() && it->second->t->fam == &fam;
+}
+
+// ---------------------------------------------------------------- Db calls
+
+int DbInitialize(int buffers, int files, int sectors, const char *module,
+                 const char *lockingFile, long extendSize) {
+  (void)buffers;
+  (void)sectors;
+  (void)module;
+  (void)lockingFile; // each table is locked by itself (docs/storage.md)
+  (void)extendSize;
+  gDbFiles = files >= 4 ? files : 90;
+  OrvixError = 0;
+  return 0;
+}
+
+void DbTerminate(const char *module) {
+  (void)module;
+  std::vector<long> open;
+  for (auto &e : gHandles)
+    open.push_back(e.first);
+  int err = 0;
+  for (long h : open)
+    if (DbCloseFile(h) != 0 && err == 0)
+      err = OrvixError;
+  OrvixError = err;
+}
+
+void DbSwitch(const char *module) {
+  (void)module; // no state depends on which program is active
+  OrvixError = 0;
+}
+
+void DbVirtualClose(int n) {
+  for (int i = 0; i < n; ++i) {
+    bool any = false;
+    for (Table *t : gTables)
+      any = any || t->ioFd >= 0;
+    if (!any)
+      break;
+    VirtualCloseOne();
+  }
+  OrvixError = 0;
+}
+
+int DbCloseFile(TblHandle h) {
+  int err;
+  Handle *hd = GetHandle(h, nullptr, err);
+  if (hd == nullptr)
+    return Fail(err);
+  gHandles.erase(h);
+  Table *t = hd->t;
+  t->handles.erase(std::remove(t->handles.begin(), t->handles.end(), hd),
+                   t->handles.end());
+  delete hd;
+  if (--t->refs > 0)
+    return Fail(0);
+  return Fail(CloseTable(t));
+}
+
+long DbCountEntries(TblHandle h) {
+  int err;
+  Handle *hd = GetHandle(h, nullptr, err);
+  if (hd == nullptr) {
+    Fail(err);
+    return 0;
+  }
+  Fail(0);
+  return static_cast<long>(hd->t->liveCount);
+}
+
+// ---------------------------------------------------------------- resources
+
+namespace {
+
+uint64_t ResourceKey(const Resource *r) {
+  return (static_cast<uint64_t>(r->Type) << 32) | r->Id;
+}
+
+int PutResource(TblHandle h, Resource *rec, bool mustExist) {
+  int err;
+  Handle *hd = GetHandle(h, nullptr, err);
+  if (hd == nullptr)
+    return Fail(err);
+  if (rec == nullptr)
+    return Fail(kErrBadArg);
+  if (rec->Length > sizeof rec->Text)
+    return Fail(kErrTooLarge);
+  Table &t = *hd->t;
+  auto it = t.resources.find(ResourceKey(rec));
+  if (mustExist && it == t.resources.end())
+    return Fail(kErrEnd);
+  if (!mustExist && it != t.resources.end())
+    return Fail(kErrDuplicate);
+  uint8_t body[12 + sizeof rec->Text];
+  StoreLE32(body, rec->Type);
+  StoreLE32(body + 4, rec->Id);
+  StoreLE32(body + 8, rec->Length);
+  memcpy(body + 12, rec->Text, rec->Length);
+  uint64_t off;
+  if ((err = AppendFrame(t, kFrameResource, 0, nullptr, 0, body,
+                         12 + rec->Length, off)) != 0)
+    return Fail(err);
+  if (it != t.resources.end())
+    t.liveBytes -= FrameSizeAt(t, it->second);
+  t.liveBytes += t.frame.size();
+  t.resources[ResourceKey(rec)] = off;
+  return Fail(0);
+}
+
+} // namespace
+
+int DbGetResource(TblHandle h, Resource *key, Resource *result, int mode) {
+  int err;
+  Handle *hd = GetHandle(h, nullptr, err);
+  if (hd == nullptr)
+    return Fail(err);
+  if (key == nullptr || result == nullptr || (mode != 2 && mode != kFindEqual))
+    return Fail(kErrBadArg);
+  Table &t = *hd->t;
+  auto it = t.resources.find(ResourceKey(key));
+  if (it == t.resources.end())
+    return Fail(kErrEnd);
+  FrameView fv;
+  if ((err = ReadFrame(t, it->second, fv)) != 0)
+    return Fail(err);
+  uint32_t len = LoadLE32(fv.payload + 8);
+  if (fv.payloadLen < 12 || len != fv.payloadLen - 12 ||
+      len > sizeof result->Text)
+    return Fail(kErrDamaged);
+  result->Type = LoadLE32(fv.payload);
+  result->Id = LoadLE32(fv.payload + 4);
+  result->Length = len;
+  memcpy(result->Text, fv.payload + 12, len);
+  if (len < sizeof result->Text)
+    result->Text[len] = '\0';
+  return Fail(0);
+}
+
+int DbUpdateResource(TblHandle h, Resource *rec) {
+  return PutResource(h, rec, true);
+}
+
+int DbAddResource(TblHandle h, Resource *rec) {
+  return PutResource(h, rec, false);
+}

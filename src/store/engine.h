@@ -1,0 +1,33 @@
+// The engine under every table family: files, frames, indexes, cursors and
+// the registry of open tables. The typed operations of store.h describe
+// their records with a StoreFamily and call these.
+#pragma once
+
+#include "store/codec.h"
+#include "store/store.h"
+
+#include <cstdint>
+
+enum EngineReadKind {
+  kReadFull,   // the whole record into the caller's structure
+  kReadKeys,   // only the fields of the key used and of the primary key
+  kReadByText, // like kReadFull, on the folded twin of keys 1 and 3
+};
+
+TblHandle EngineOpen(const StoreFamily &fam, const char *base, int b);
+TblHandle EngineCreate(const StoreFamily &fam, const char *base);
+int EngineRebuild(const StoreFamily &fam, const char *base);
+
+int EngineFind(TblHandle h, const StoreFamily &fam, void *rec, int key,
+               int mode, EngineReadKind how);
+int EngineReadCurrent(TblHandle h, const StoreFamily &fam, void *rec);
+int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode);
+int EngineDelete(TblHandle h, const StoreFamily &fam);
+
+// The next number above both the highest value of a signed 32-bit key field
+// (the first field of key `keyNumber`) and every number given out before;
+// the number is remembered in the data file. 0 and OrvixError on failure.
+long EngineNextId(TblHandle h, const StoreFamily &fam, int keyNumber);
+
+// Answers true when the handle names an open table of this family.
+bool EngineIsFamily(TblHandle h, const StoreFamily &fam);

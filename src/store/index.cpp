@@ -1,0 +1,212 @@
+#include "store/index.h"
+
+#include <cstring>
+#include <new>
+
+namespace {
+
+inline uint64_t LoadBE64(const uint8_t *b) {
+  uint64_t v = 0;
+  for (int i = 0; i < 8; ++i)
+    v = (v << 8) | b[i];
+  return v;
+}
+
+IdxPos EndPos(const SortedIndex &ix) {
+  return IdxPos{ix.chunks.size(), 0};
+}
+
+// First position whose entry is not "before" the probe; `strict` makes it
+// the first entry after it.
+IdxPos Bound(const SortedIndex &ix, const IdxProbe &p, const IdxSource &src,
+             bool strict) {
+  auto before = [&](const IdxEntry &e) {
+    int c = IdxCompare(ix, p, e, src);
+    return strict ? c >= 0 : c > 0;
+  };
+  size_t lo = 0, hi = ix.chunks.size();
+  while (lo < hi) { // the first chunk whose last entry is not before p
+    size_t mid = (lo + hi) / 2;
+    const IdxChunk *c = ix.chunks[mid];
+    if (before(c->e[c->n - 1]))
+      lo = mid + 1;
+    else
+      hi = mid;
+  }
+  if (lo == ix.chunks.size())
+    return EndPos(ix);
+  const IdxChunk *c = ix.chunks[lo];
+  uint32_t a = 0, b = c->n;
+  while (a < b) {
+    uint32_t mid = (a + b) / 2;
+    if (before(c->e[mid]))
+      a = mid + 1;
+    else
+      b = mid;
+  }
+  return IdxPos{lo, a};
+}
+
+} // namespace
+
+void IdxMakeProbe(const uint8_t *bytes, uint32_t len, IdxProbe &p) {
+  uint8_t pad[16] = {0};
+  memcpy(pad, bytes, len < 16 ? len : 16);
+  p.bytes = bytes;
+  p.len = len;
+  p.hi = LoadBE64(pad);
+  p.lo = LoadBE64(pad + 8);
+}
+
+IdxEntry IdxMakeEntry(const IdxProbe &p, uint32_t rid) {
+  IdxEntry e;
+  e.hi = p.hi;
+  e.lo = p.lo;
+  e.rid = rid;
+  return e;
+}
+
+int IdxCompare(const SortedIndex &ix, const IdxProbe &p, const IdxEntry &e,
+               const IdxSource &src) {
+  uint64_t ehi = e.hi, elo = e.lo;
+  if (p.hi != ehi)
+    return p.hi < ehi ? -1 : 1;
+  if (p.lo != elo)
+    return p.lo < elo ? -1 : 1;
+  if (ix.complete) {
+    // Equal words: the entry starts with the probe. A shorter probe (a
+    // search key) sorts before every entry it starts.
+    return p.len < ix.fixedLen ? -1 : 0;
+  }
+  uint8_t full[512];
+  size_t n = src.composite(src.ctx, e.rid, full);
+  size_t m = p.len < n ? p.len : n;
+  int c = memcmp(p.bytes, full, m);
+  if (c != 0)
+    return c;
+  if (p.len == n)
+    return 0;
+  return p.len < n ? -1 : 1;
+}
+
+void IdxClear(SortedIndex &ix) {
+  for (IdxChunk *c : ix.chunks)
+    delete c;
+  ix.chunks.clear();
+  ix.count = 0;
+}
+
+bool IdxLoad(SortedIndex &ix, const IdxEntry *sorted, size_t n) {
+  IdxClear(ix);
+  // Chunks are filled to three quarters, so the first inserts split none.
+  const uint32_t fill = kIdxChunkCap * 3 / 4;
+  ix.chunks.reserve(n / fill + 1);
+  for (size_t i = 0; i < n; i += fill) {
+    IdxChunk *c = new (std::nothrow) IdxChunk;
+    if (c == nullptr) {
+      IdxClear(ix);
+      return false;
+    }
+    c->n = static_cast<uint32_t>(n - i < fill ? n - i : fill);
+    memcpy(c->e, sorted + i, sizeof(IdxEntry) * c->n);
+    ix.chunks.push_back(c);
+  }
+  ix.count = n;
+  return true;
+}
+
+IdxPos IdxLowerBound(const SortedIndex &ix, const IdxProbe &p,
+                     const IdxSource &src) {
+  return Bound(ix, p, src, false);
+}
+
+IdxPos IdxUpperBound(const SortedIndex &ix, const IdxProbe &p,
+                     const IdxSource &src) {
+  return Bound(ix, p, src, true);
+}
+
+bool IdxInsert(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
+               const IdxSource &src) {
+  IdxEntry e = IdxMakeEntry(p, rid);
+  if (ix.chunks.empty()) {
+    IdxChunk *c = new (std::nothrow) IdxChunk;
+    if (c == nullptr)
+      return false;
+    c->n = 1;
+    c->e[0] = e;
+    ix.chunks.push_back(c);
+    ix.count = 1;
+    return true;
+  }
+  IdxPos pos = Bound(ix, p, src, true);
+  if (pos.chunk == ix.chunks.size()) { // behind the last entry
+    pos.chunk = ix.chunks.size() - 1;
+    pos.at = ix.chunks[pos.chunk]->n;
+  }
+  IdxChunk *c = ix.chunks[pos.chunk];
+  if (c->n == kIdxChunkCap) {
+    IdxChunk *right = new (std::nothrow) IdxChunk;
+    if (right == nullptr)
+      return false;
+    uint32_t half = kIdxChunkCap / 2;
+    right->n = c->n - half;
+    memcpy(right->e, c->e + half, sizeof(IdxEntry) * right->n);
+    c->n = half;
+    ix.chunks.insert(ix.chunks.begin() + static_cast<long>(pos.chunk) + 1,
+                     right);
+    if (pos.at > half) {
+      c = right;
+      pos.at -= half;
+    }
+  }
+  memmove(c->e + pos.at + 1, c->e + pos.at, sizeof(IdxEntry) * (c->n - pos.at));
+  c->e[pos.at] = e;
+  ++c->n;
+  ++ix.count;
+  return true;
+}
+
+bool IdxErase(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
+              const IdxSource &src) {
+  IdxPos pos = Bound(ix, p, src, false);
+  if (!IdxValid(ix, pos) || IdxAt(ix, pos).rid != rid)
+    return false;
+  IdxChunk *c = ix.chunks[pos.chunk];
+  memmove(c->e + pos.at, c->e + pos.at + 1,
+          sizeof(IdxEntry) * (c->n - pos.at - 1));
+  --c->n;
+  --ix.count;
+  if (c->n == 0) {
+    delete c;
+    ix.chunks.erase(ix.chunks.begin() + static_cast<long>(pos.chunk));
+  }
+  return true;
+}
+
+IdxPos IdxFirst(const SortedIndex &) {
+  return IdxPos{0, 0};
+}
+
+IdxPos IdxLast(const SortedIndex &ix) {
+  if (ix.chunks.empty())
+    return EndPos(ix);
+  return IdxPos{ix.chunks.size() - 1, ix.chunks.back()->n - 1};
+}
+
+IdxPos IdxNext(const SortedIndex &ix, IdxPos pos) {
+  if (pos.chunk >= ix.chunks.size())
+    return EndPos(ix);
+  if (pos.at + 1 < ix.chunks[pos.chunk]->n)
+    return IdxPos{pos.chunk, pos.at + 1};
+  return IdxPos{pos.chunk + 1, 0};
+}
+
+IdxPos IdxPrev(const SortedIndex &ix, IdxPos pos) {
+  if (pos.chunk > ix.chunks.size())
+    return EndPos(ix);
+  if (pos.chunk < ix.chunks.size() && pos.at > 0)
+    return IdxPos{pos.chunk, pos.at - 1};
+  if (pos.chunk == 0)
+    return EndPos(ix);
+  return IdxPos{pos.chunk - 1, ix.chunks[pos.chunk - 1]->n - 1};
+}

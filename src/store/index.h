@@ -1,0 +1,86 @@
+// The in-memory order of one key: a sorted run of entries cut into chunks of
+// a few hundred, so an insert moves at most one chunk and a search is two
+// binary searches. An entry holds the first 16 bytes of its record's
+// composite key (the key's bytes, then the primary key's for a secondary
+// key, then the record id) as two big-endian words, and the record id. Most
+// comparisons end in those words; a tie on a text key asks the table for the
+// whole composite key.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+struct __attribute__((packed)) IdxEntry {
+  uint64_t hi;
+  uint64_t lo;
+  uint32_t rid;
+};
+static_assert(sizeof(IdxEntry) == 20);
+
+inline constexpr uint32_t kIdxChunkCap = 512;
+
+struct IdxChunk {
+  uint32_t n;
+  IdxEntry e[kIdxChunkCap];
+};
+
+// A key to look for: its bytes and their first 16 as words.
+struct IdxProbe {
+  const uint8_t *bytes;
+  uint32_t len;
+  uint64_t hi;
+  uint64_t lo;
+};
+
+// Where the whole composite key of a record comes from.
+struct IdxSource {
+  size_t (*composite)(const void *ctx, uint32_t rid, uint8_t *out);
+  const void *ctx;
+};
+
+struct SortedIndex {
+  std::vector<IdxChunk *> chunks;
+  size_t count = 0;
+  // Every composite key of this index is `fixedLen` bytes long, at most 16:
+  // the words decide every comparison.
+  bool complete = false;
+  uint32_t fixedLen = 0;
+};
+
+struct IdxPos {
+  size_t chunk; // chunks.size(): past the end
+  uint32_t at;
+};
+
+void IdxMakeProbe(const uint8_t *bytes, uint32_t len, IdxProbe &p);
+IdxEntry IdxMakeEntry(const IdxProbe &p, uint32_t rid);
+
+void IdxClear(SortedIndex &ix);
+// Builds the index from entries already in order.
+bool IdxLoad(SortedIndex &ix, const IdxEntry *sorted, size_t n);
+
+IdxPos IdxLowerBound(const SortedIndex &ix, const IdxProbe &p,
+                     const IdxSource &src); // first entry >= p
+IdxPos IdxUpperBound(const SortedIndex &ix, const IdxProbe &p,
+                     const IdxSource &src); // first entry > p
+// Inserts the entry for composite key p; answers false when memory fails.
+bool IdxInsert(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
+               const IdxSource &src);
+// Removes the entry of record rid whose composite key is p.
+bool IdxErase(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
+              const IdxSource &src);
+
+inline bool IdxValid(const SortedIndex &ix, IdxPos pos) {
+  return pos.chunk < ix.chunks.size() && pos.at < ix.chunks[pos.chunk]->n;
+}
+inline const IdxEntry &IdxAt(const SortedIndex &ix, IdxPos pos) {
+  return ix.chunks[pos.chunk]->e[pos.at];
+}
+IdxPos IdxFirst(const SortedIndex &ix);
+IdxPos IdxLast(const SortedIndex &ix); // invalid when empty
+IdxPos IdxNext(const SortedIndex &ix, IdxPos pos);
+IdxPos IdxPrev(const SortedIndex &ix, IdxPos pos); // invalid before first
+// Compares probe p with an entry: <0, 0, >0.
+int IdxCompare(const SortedIndex &ix, const IdxProbe &p, const IdxEntry &e,
+               const IdxSource &src);
