@@ -538,6 +538,20 @@ TEST_F(DemoTest, TheCatalogAndTheSharedTablesAreComplete) {
   }
   DbCloseFile(cat);
   EXPECT_TRUE(batch) << "no repertory for the batch chooser";
+
+  // The keynotes book: a record per remedy, both texts.
+  TblHandle kn = TblOpenKeynote("..\\data\\keynotes\\keynotes", 1, 1);
+  ASSERT_NE(kn, 0);
+  EXPECT_GE(DbCountEntries(kn), 20);
+  static GenericRecord g;
+  g.CursorState = 0xff;
+  TblClearGeneric(&g);
+  g.Id = 17; // Ars.
+  ASSERT_EQ(TblFindFullGeneric(kn, &g, 0, kFindEqual), 0);
+  std::string text(reinterpret_cast<const char *>(g.Data), g.Length);
+  EXPECT_NE(text.find("midnight"), std::string::npos);
+  EXPECT_NE(text.find("\x01"), std::string::npos);
+  DbCloseFile(kn);
   EXPECT_TRUE(keynotes);
   EXPECT_TRUE(abbrevs.count("SALM2009") && abbrevs.count("CALM2009") &&
               abbrevs.count("SALM2012"));

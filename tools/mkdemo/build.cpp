@@ -725,6 +725,31 @@ int BuildCases(const char *path, const std::vector<DemoCase> &cases,
   return 0;
 }
 
+// ---------------------------------------------------------------- keynotes
+
+int BuildKeynotes(const char *path, const std::vector<DemoKeynote> &book) {
+  Table t;
+  t.h = TblCreateKeynote(path, 1, 1);
+  if (t.h == 0)
+    return Fail("cannot create", path);
+  static GenericRecord rec;
+  for (const DemoKeynote &k : book) {
+    int id = RemedyIdOf(k.Remedy);
+    if (id == 0)
+      return Fail("a keynote names an unknown remedy:", k.Remedy);
+    rec.CursorState = 0xff;
+    TblClearGeneric(&rec);
+    rec.Id = static_cast<uint32_t>(id);
+    char text[sizeof rec.Data];
+    StrFormat(text, "%s\x01%s", k.Text1.c_str(), k.Text2.c_str());
+    rec.Length = static_cast<uint16_t>(strlen(text));
+    memcpy(rec.Data, text, rec.Length);
+    if (TblSaveGeneric(t.h, &rec, kSaveAdd) != 0 || OrvixError != 0)
+      return Fail("cannot add the keynote of", k.Remedy);
+  }
+  return 0;
+}
+
 // ---------------------------------------------------------------- files
 
 // Copies a source file into the installation as it stands.
@@ -863,6 +888,14 @@ int DemoBuild(const std::string &sources) {
       return Fail("cannot create", path);
     DbCloseFile(h);
   }
+  // The keynotes book: one record for each remedy, its id as the key, the
+  // English and the French text divided by the byte 0x01.
+  std::vector<DemoKeynote> book;
+  if (DemoReadKeynotes(src("keynotes.txt"), book))
+    return 1;
+  for (const DemoCatalogEntry &e : catalog)
+    if (e.Kind == 2 && BuildKeynotes((e.Folder + "keynotes").c_str(), book))
+      return 1;
   TblHandle keynotes = TblCreateKeynote("..\\data\\keynotes\\personal", 1, 1);
   if (keynotes == 0)
     return Fail("cannot create", "..\\data\\keynotes\\personal");
