@@ -458,6 +458,35 @@ TEST_F(DemoTest, TheSampleLogHoldsEveryOperationAndRealFailures) {
                                           "already there", "doubled"}));
 }
 
+TEST_F(DemoTest, TheSampleLogTravelsAsTextToo) {
+  // One text block for each entry of the table, each ended by its dashes,
+  // the French entries with their French levels.
+  TblHandle log = TblOpenRlog("..\\log\\sample", 1, 1);
+  ASSERT_NE(log, 0);
+  long entries = DbCountEntries(log);
+  DbCloseFile(log);
+  std::ifstream in(base_ / "demo" / "log" / "sample-text.txt");
+  std::string line;
+  long blocks = 0;
+  bool french = false;
+  while (std::getline(in, line)) {
+    blocks += line.rfind("----------", 0) == 0;
+    french |= line == "Psychisme";
+  }
+  EXPECT_EQ(blocks, entries);
+  EXPECT_GE(entries, 30);
+  EXPECT_TRUE(french);
+  // The labels came from the message table the builder compiled.
+  TblHandle msg = MsgOpen("..\\system\\orvixmsg", 1, 1);
+  ASSERT_NE(msg, 0);
+  static MsgRecord rec;
+  std::string name = OrvixMessage(msg, 2631, 1, &rec); // operation 3
+  DbCloseFile(msg);
+  EXPECT_FALSE(name.empty());
+  EXPECT_NE(Slurp(base_ / "demo" / "log" / "sample-text.txt").find(name),
+            std::string::npos);
+}
+
 TEST_F(DemoTest, TheOwnLogTellsTheUserMarksOfTheRepertory) {
   TblHandle log = TblOpenRlog("..\\log\\SALM2009", 1, 1);
   TblHandle sym = TblOpenSymptom("..\\data\\salm2009\\symptom", 1, 1);

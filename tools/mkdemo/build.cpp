@@ -3,6 +3,10 @@
 // reads the clock, so a rebuild writes the same bytes.
 #include "mkdemo.h"
 
+#include "frame/config.h"
+#include "frame/messages.h"
+#include "frame/msgdata.h"
+#include "logrun/logtext.h"
 #include "ops/chainlist.h"
 #include "ops/wordindex.h"
 #include "platform/cp1252.h"
@@ -15,6 +19,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <memory>
 
@@ -750,6 +755,69 @@ int BuildKeynotes(const char *path, const std::vector<DemoKeynote> &book) {
   return 0;
 }
 
+// ---------------------------------------------------------------- messages
+
+// The message table, compiled from the team's text files beside the demo
+// sources (data/messages/*.txt) with the message tool's own code.
+int BuildMessages(const std::string &sources) {
+  std::vector<std::string> files;
+  std::error_code ec;
+  std::filesystem::path dir =
+      std::filesystem::path(sources).parent_path() / "messages";
+  for (const auto &e : std::filesystem::directory_iterator(dir, ec))
+    if (e.path().extension() == ".txt")
+      files.push_back(e.path().string());
+  if (files.empty())
+    return Fail("no message files in", dir.string());
+  std::sort(files.begin(), files.end());
+  static MsgDataSet set;
+  set = MsgDataSet{};
+  for (const std::string &f : files)
+    MsgDataReadFile(&set, f.c_str());
+  MsgDataCheck(&set);
+  for (const std::string &problem : set.Problems)
+    fprintf(stderr, "%s\n", problem.c_str());
+  if (!set.Problems.empty())
+    return Fail("the message files have problems:", dir.string());
+  const MsgDataEntry *failed = nullptr;
+  if (MsgDataWriteTable(set, "..\\system\\orvixmsg", &failed) != 0)
+    return Fail("cannot write the message table", "..\\system\\orvixmsg");
+  return 0;
+}
+
+// The sample log in its text form, as a run writes the entries it could
+// not apply: English labels, the numbers from the repertory.
+int BuildLogText(const char *logPath, const char *symptomPath,
+                 const char *textPath) {
+  Table log, sym;
+  log.h = TblOpenRlog(logPath, 1, 1);
+  sym.h = TblOpenSymptom(symptomPath, 1, 1);
+  MsgTable = MsgOpen("..\\system\\orvixmsg", 1, 1);
+  if (log.h == 0 || sym.h == 0 || MsgTable == 0)
+    return Fail("cannot open the tables for", textPath);
+  Language = 1;
+  LogTextSymptomTable = sym.h;
+  FILE *out = PlatOpenFile(textPath, "wb");
+  if (out == nullptr) {
+    LogTextSymptomTable = 0;
+    DbCloseFile(MsgTable);
+    MsgTable = 0;
+    return Fail("cannot write", textPath);
+  }
+  static LogEntry e;
+  static char text[kLogTextSize];
+  memset(&e, 0, sizeof e);
+  e.text = text;
+  for (int r = TblFindFullRlog(log.h, &e, 0, kFindFirst);
+       r == 0 && OrvixError == 0; r = TblFindFullRlog(log.h, &e, 0, kFindNext))
+    LogWriteEntry(out, nullptr, &e, nullptr);
+  bool ok = fclose(out) == 0;
+  LogTextSymptomTable = 0;
+  DbCloseFile(MsgTable);
+  MsgTable = 0;
+  return ok ? 0 : Fail("cannot write", textPath);
+}
+
 // ---------------------------------------------------------------- files
 
 // Copies a source file into the installation as it stands.
@@ -818,7 +886,7 @@ int DemoBuild(const std::string &sources) {
     if (PlatCreateDirs(f) != kPlatOk)
       return Fail("cannot create the folder", f);
 
-  if (CopySource(src("orvix.ini"), "orvix.ini") ||
+  if (CopySource(src("orvix.ini"), "orvix.ini") || BuildMessages(sources) ||
       BuildRemed("..\\system\\remed") || BuildAuthor("..\\system\\author") ||
       BuildCatalog(catalog))
     return 1;
@@ -868,7 +936,9 @@ int DemoBuild(const std::string &sources) {
   if (DemoReadLog(src("log-own.txt"), own) ||
       DemoReadLog(src("log-sample.txt"), sample) ||
       BuildLog("..\\log\\SALM2009", own, "..\\data\\salm2009\\symptom") ||
-      BuildLog("..\\log\\sample", sample, "..\\data\\salm2009\\symptom"))
+      BuildLog("..\\log\\sample", sample, "..\\data\\salm2009\\symptom") ||
+      BuildLogText("..\\log\\sample", "..\\data\\salm2009\\symptom",
+                   "..\\log\\sample-text.txt"))
     return 1;
 
   // Cases, a colleague's cases to merge, the patient file, diagnoses.
