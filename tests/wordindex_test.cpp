@@ -22,7 +22,11 @@ protected:
     char tmpl[] = "/tmp/mantrel-words-XXXXXX";
     ASSERT_NE(mkdtemp(tmpl), nullptr);
     root_ = tmpl;
-    old_ = std::filesystem::current_path();
+    // A test before may have left the process in a folder it deleted.
+    std::error_code ec;
+    old_ = std::filesystem::current_path(ec);
+    if (ec)
+      old_ = std::filesystem::temp_directory_path();
     std::filesystem::current_path(root_);
     ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
     w1_ = TblCreateWord("word1", 1, 1);
