@@ -114,9 +114,9 @@ TEST_F(ListingsTest, CustomListFiltersByDatesOperationsAndUser) {
   ListMenuCustom();
   // The chooser's answer without ".dat", in the stored form.
   std::string real;
-  ASSERT_TRUE(PlatRealPath(ListLogPath, real)) << ListLogPath;
+  ASSERT_TRUE(PlatRealPath(LogPath, real)) << LogPath;
   EXPECT_EQ(real, Abs("log/DATES"));
-  EXPECT_EQ(std::string(ListLogPath).find('/'), std::string::npos);
+  EXPECT_EQ(std::string(LogPath).find('/'), std::string::npos);
   std::vector<int> expected;
   std::vector<SampleEntry> all = SampleEntries();
   for (int n = 1; n <= static_cast<int>(all.size()); ++n) {
@@ -126,7 +126,7 @@ TEST_F(ListingsTest, CustomListFiltersByDatesOperationsAndUser) {
   }
   ASSERT_FALSE(expected.empty()); // the filter must leave something
   EXPECT_EQ(Numbers(Slurp("log/DATES.txt")), expected);
-  EXPECT_EQ(ListCustomDialog, NULL_WIN);
+  EXPECT_EQ(CustomListDialog, NULL_WIN);
   EXPECT_EQ(Viewed(1), Abs("log/DATES.txt") + "\n");
 }
 
@@ -174,7 +174,7 @@ TEST_F(ListingsTest, CustomListKeepsTheDialogUntilTheDatesAreRight) {
     if (DayOffset(n) == -1)
       expected.push_back(n);
   EXPECT_EQ(Numbers(Slurp("log/DATES.txt")), expected);
-  EXPECT_EQ(ListCustomDialog, NULL_WIN);
+  EXPECT_EQ(CustomListDialog, NULL_WIN);
 }
 
 TEST_F(ListingsTest, CustomDialogOffersOperationsUsersAndToday) {
@@ -209,7 +209,7 @@ TEST_F(ListingsTest, CustomDialogOffersOperationsUsersAndToday) {
       },
       0);
   ASSERT_NE(dlg, NULL_WIN);
-  EXPECT_EQ(ListCustomDialog, dlg);
+  EXPECT_EQ(CustomListDialog, dlg);
   ASSERT_EQ(rows.size(), 19u);
   EXPECT_EQ(rows[0], "All operations");
   EXPECT_EQ(rows[1], "Change degree");
@@ -225,13 +225,13 @@ TEST_F(ListingsTest, CustomDialogOffersOperationsUsersAndToday) {
   EXPECT_EQ(from, date);
   EXPECT_EQ(format, "Dates in the form dd.mm.yyyy");
   xvt_vobj_destroy(dlg);
-  EXPECT_EQ(ListCustomDialog, NULL_WIN);
+  EXPECT_EQ(CustomListDialog, NULL_WIN);
 }
 
 TEST_F(ListingsTest, CancelledChooserChangesNothing) {
   Script("cancel\n");
   ListMenuComplete();
-  EXPECT_STREQ(ListLogPath, "log\\SALM");
+  EXPECT_STREQ(LogPath, "log\\SALM");
   EXPECT_FALSE(std::filesystem::exists("log/SALM.txt"));
 }
 

@@ -36,7 +36,7 @@ protected:
                           << (root_ / "viewed.txt").string() << "'\n";
     chmod(viewer.c_str(), 0755);
     StrCopy(PlatViewerProgram, viewer.c_str());
-    StrCopy(ListLogPath, "log\\SALM");
+    StrCopy(LogPath, "log\\SALM");
   }
   void TearDown() override {
     XvtReset();

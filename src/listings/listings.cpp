@@ -17,9 +17,6 @@
 #include <cstring>
 #include <string>
 
-char ListLogPath[kListPathSize];
-WINDOW ListCustomDialog = NULL_WIN;
-
 namespace {
 
 constexpr int kMsgNoMemory = 31;
@@ -129,7 +126,7 @@ struct Listing {
 
 // A file beside the log: the log path and a suffix.
 void BesideLog(char *out, size_t cap, const char *suffix) {
-  StrFormat(out, cap, "%s%s", ListLogPath, suffix);
+  StrFormat(out, cap, "%s%s", LogPath, suffix);
 }
 
 FILE *CreateBesideLog(const char *suffix) {
@@ -177,9 +174,9 @@ void Abandon(Listing &l) {
 
 // Opens the log by its index for a date listing, its file and its buffer.
 bool OpenForDates(Listing &l) {
-  l.log = TblOpenRlog(ListLogPath, 0, 1);
+  l.log = TblOpenRlog(LogPath, 0, 1);
   if (l.log == 0 || OrvixError != 0) {
-    NoteLogNotOpened(ListLogPath, OrvixError);
+    NoteLogNotOpened(LogPath, OrvixError);
     l.log = 0;
     return false;
   }
@@ -349,12 +346,12 @@ void ViewListing() {
 
 void ListComplete(WINDOW) {
   Listing l;
-  l.log = TblOpenRlog(ListLogPath, 0, 1);
+  l.log = TblOpenRlog(LogPath, 0, 1);
   if (l.log == 0 || OrvixError != 0) {
     // A damaged index need not stop a list in log order.
-    l.log = TblOpenRlog(ListLogPath, 0, 0);
+    l.log = TblOpenRlog(LogPath, 0, 0);
     if (l.log == 0 || OrvixError != 0) {
-      NoteLogNotOpened(ListLogPath, OrvixError);
+      NoteLogNotOpened(LogPath, OrvixError);
       l.log = 0;
       Abandon(l);
       return;
@@ -415,12 +412,12 @@ void ListForDate(WINDOW) {
 void ListCustom(WINDOW) {
   Listing l;
   Choice c;
-  if (ListCustomDialog == NULL_WIN || !ReadChoice(ListCustomDialog, &c)) {
+  if (CustomListDialog == NULL_WIN || !ReadChoice(CustomListDialog, &c)) {
     Abandon(l); // the dialog stays for another try
     return;
   }
-  xvt_vobj_destroy(ListCustomDialog);
-  ListCustomDialog = NULL_WIN;
+  xvt_vobj_destroy(CustomListDialog);
+  CustomListDialog = NULL_WIN;
   if (!OpenForDates(l)) {
     Abandon(l);
     return;
@@ -437,7 +434,7 @@ void ListRegisterResources() {
 long ListCustomEvent(WINDOW win, EVENT *ev) {
   switch (ev->type) {
   case E_CREATE:
-    ListCustomDialog = win;
+    CustomListDialog = win;
     FillCustomDialog(win);
     break;
   case E_CONTROL:
@@ -450,8 +447,8 @@ long ListCustomEvent(WINDOW win, EVENT *ev) {
     xvt_vobj_destroy(win);
     break;
   case E_DESTROY:
-    if (ListCustomDialog == win)
-      ListCustomDialog = NULL_WIN;
+    if (CustomListDialog == win)
+      CustomListDialog = NULL_WIN;
     break;
   default:
     break;
@@ -478,7 +475,7 @@ bool ListChooseLog() {
   size_t len = strlen(path);
   // The table base: the name without ".dat", cut without a look.
   path[len >= 4 ? len - 4 : 0] = '\0';
-  if (strlen(path) >= sizeof ListLogPath) {
+  if (strlen(path) >= sizeof LogPath) {
     char fmt[kTextSize];
     char text[sizeof path + kTextSize];
     LogMessageFormat(kMsgLogNotOpened, "%s %d",
@@ -488,7 +485,7 @@ bool ListChooseLog() {
     xvt_dm_post_note("%s", text);
     return false;
   }
-  StrCopy(ListLogPath, path);
+  StrCopy(LogPath, path);
   return true;
 }
 

@@ -7,16 +7,14 @@
 
 #include "platform/xvt.h"
 
+#include "frame/app.h"
+
 #include <cstddef>
 
-inline constexpr int kListPathSize = 256;
-
-// The log the listings and the statistics work on: a table base path
-// without extension, set by the log chooser of the menu commands.
-extern char ListLogPath[kListPathSize];
-
-// The custom list dialog (resource 106) while it stands, else 0.
-extern WINDOW ListCustomDialog;
+// The log the listings and the statistics work on is LogPath (app.h): a
+// table base path without extension, set by the log chooser of the menu
+// commands. CustomListDialog is the dialog 106 while it stands.
+inline constexpr int kListPathSize = kArgPathSize;
 
 inline constexpr int kListCustomRes = 106;
 // Controls of dialog 106.
@@ -37,7 +35,7 @@ void ListRegisterResources();
 long ListCustomEvent(WINDOW win, EVENT *ev);
 
 // The log chooser of the List menu: a table of LogFileDir (type "dat").
-// On OK ListLogPath is the chosen file without its last four characters and
+// On OK LogPath is the chosen file without its last four characters and
 // the answer is true; on Cancel nothing changes.
 bool ListChooseLog();
 

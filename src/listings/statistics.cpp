@@ -111,11 +111,10 @@ int WriteStatistics(const char *path, int forRun) {
 
 void LogStatistics(WINDOW) {
   StatisticsClear();
-  TblHandle log = TblOpenRlog(ListLogPath, 0, 1);
+  TblHandle log = TblOpenRlog(LogPath, 0, 1);
   if (log == 0 || OrvixError != 0) {
     PostNote(kMsgLogNotOpened, "%s %d",
-             "The log file %s cannot be opened (H-%d).", ListLogPath,
-             OrvixError);
+             "The log file %s cannot be opened (H-%d).", LogPath, OrvixError);
     WorkClose();
     return;
   }
@@ -124,7 +123,7 @@ void LogStatistics(WINDOW) {
   LogMessageText(kMsgCounting, line, sizeof line);
   WorkProgress(0, 100, line, nullptr);
   char report[kListPathSize + 8];
-  StrFormat(report, sizeof report, "%s.rpt", ListLogPath);
+  StrFormat(report, sizeof report, "%s.rpt", LogPath);
 
   char *text = static_cast<char *>(malloc(kLogTextSize));
   if (text == nullptr) {

@@ -33,7 +33,7 @@ extern MessageTally MessageCount[kMessageCountRows];
 // Answers 0, or 1 when the file cannot be created (a note tells it).
 int WriteStatistics(const char *path, int forRun);
 
-// The job of the menu command: counts the entries of ListLogPath by
+// The job of the menu command: counts the entries of LogPath by
 // operation and language, writes "%s.rpt" and shows it.
 void LogStatistics(WINDOW win);
 
