@@ -166,6 +166,17 @@ void AppInitialize() {
         "Can't open Messages table '%s' ( see orvix.ini ) ( H-%d ) ",
         MessageCatalogName, OrvixError);
 
+  // The start-up picture stays up while the menu and the orders are made.
+  char picture[kArgPathSize];
+  StrFormat(picture, "%s\\orvix9.bmp", ImageDir);
+  std::string realPicture;
+  if (PlatRealPath(picture, realPicture)) {
+    char version[64];
+    StrFormat(version, "Mantrel %s", MANTREL_VERSION);
+    const char *lines[] = {UserName, version};
+    xvt_picture_show(realPicture.c_str(), lines, 2);
+  }
+
   // From here on every text comes from the message table.
   WorkMessage = MsgText;
   WorkLoadTexts = AppLoadWindowTexts;
@@ -175,6 +186,7 @@ void AppInitialize() {
   StrFormat(caption, MsgText(3000), kAppVersion, kAppPlatform);
   xvt_win_set_doc_title(TASK_WIN, caption);
 
+  xvt_picture_hide();
   xvt_menu_set_item_enabled(TASK_WIN, kMenuUpdate, true);
   xvt_menu_update(TASK_WIN);
   xvt_win_set_cursor(TASK_WIN, CURSOR_ARROW);

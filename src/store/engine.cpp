@@ -37,6 +37,7 @@
 #include <vector>
 
 int OrvixError = 0;
+uint64_t DbReproducibleStamp = 0;
 
 namespace {
 
@@ -294,7 +295,17 @@ int ResolvePath(const char *base, const char *ext, std::string &real) {
   return 0;
 }
 
-uint64_t NewFileId() {
+// A new data file's id ties its index snapshot to it. It is random, unless a
+// reproducible build asked for ids derived from the stamp and the file's name.
+uint64_t NewFileId(const std::string &datPath) {
+  if (DbReproducibleStamp != 0) {
+    uint64_t h = 1469598103934665603ull ^ DbReproducibleStamp;
+    size_t slash = datPath.find_last_of('/');
+    for (size_t i = slash == std::string::npos ? 0 : slash + 1;
+         i < datPath.size(); ++i)
+      h = (h ^ static_cast<unsigned char>(datPath[i])) * 1099511628211ull;
+    return h == 0 ? 1 : h;
+  }
   static std::mt19937_64 gen(std::random_device{}() ^
                              static_cast<uint64_t>(time(nullptr)) ^
                              static_cast<uint64_t>(getpid()));
@@ -311,7 +322,9 @@ void MakeDataHeader(uint8_t *h, const StoreFamily &fam, uint64_t fileId) {
   StoreLE32(h + 8, kFormatVersion);
   StoreLE32(h + 12, fam.code);
   StoreLE64(h + 16, fileId);
-  StoreLE64(h + 24, static_cast<uint64_t>(time(nullptr)));
+  StoreLE64(h + 24, DbReproducibleStamp != 0
+                        ? DbReproducibleStamp
+                        : static_cast<uint64_t>(time(nullptr)));
   StoreLE32(h + 60, StoreCrc32c(h, 60));
 }
 
@@ -1052,7 +1065,7 @@ int CompactAndIndex(Table &t) {
   n->datPath = tmpDat;
   n->idxPath = tmpIdx;
   n->lockFd = fd;
-  n->fileId = NewFileId();
+  n->fileId = NewFileId(t.datPath);
   InitIndexes(*n);
   uint8_t head[kDataHeaderSize];
   MakeDataHeader(head, *t.fam, n->fileId);
@@ -1390,7 +1403,7 @@ TblHandle EngineCreate(const StoreFamily &fam, const char *base) {
   t->lockFd = fd;
   t->datPath = dat;
   t->idxPath = idx;
-  t->fileId = NewFileId();
+  t->fileId = NewFileId(dat);
   uint8_t head[kDataHeaderSize];
   MakeDataHeader(head, fam, t->fileId);
   if (flock(fd, LOCK_EX | LOCK_NB) != 0 ||

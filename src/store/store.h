@@ -14,6 +14,11 @@ using TblHandle = long; // 0 never names an open table
 
 extern int OrvixError;
 
+// 0 in normal work. A builder that must write byte-identical tables on every
+// run (the demo installation) sets a fixed value: file ids and creation times
+// then come from it and from the file names instead of chance and the clock.
+extern uint64_t DbReproducibleStamp;
+
 // Error values the callers tell apart.
 inline constexpr int kErrNone = 0;
 inline constexpr int kErrDuplicate = 2;

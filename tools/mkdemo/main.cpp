@@ -114,6 +114,8 @@ int main(int argc, char **argv) {
     fprintf(stderr, "mkdemo: cannot enter %s\n", (root / "bin").c_str());
     return 1;
   }
+  // The same sources give the same tables, byte for byte, wherever built.
+  DbReproducibleStamp = 1230768000; // 1 January 2009, the edition's year
   if (DbInitialize(50, 90, 4, "A-Mantrel", "orvlock", 0) != 0) {
     fprintf(stderr, "mkdemo: cannot initialise the store (%d)\n", OrvixError);
     return 1;
