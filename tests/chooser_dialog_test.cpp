@@ -123,14 +123,17 @@ TEST_F(ChooserTest, CancelLeavesTheLastRowListedAndTheCaptionAlone) {
   SixRepertories();
   StrCopy(Repertories, "5,3");
   RepBuildOrder(1);
-  Script("click 2\n");
-  RunApp(OpenPersonChooser);
-  // Later commands run on the last repertory listed, though the caption
-  // names none.
-  EXPECT_EQ(CurrentCatalog.Id, 6);
-  EXPECT_STREQ(CurrentCatalog.Abbrev, "R6");
-  EXPECT_EQ(gCaption, "before");
-  EXPECT_EQ(CatalogHandle, 0);
+  for (const char *cancel : {"click 2\n", "key esc\n"}) {
+    memset(&CurrentCatalog, 0, sizeof CurrentCatalog);
+    Script(cancel);
+    RunApp(OpenPersonChooser);
+    // Later commands run on the last repertory listed, though the caption
+    // names none.
+    EXPECT_EQ(CurrentCatalog.Id, 6) << cancel;
+    EXPECT_STREQ(CurrentCatalog.Abbrev, "R6");
+    EXPECT_EQ(gCaption, "before");
+    EXPECT_EQ(CatalogHandle, 0);
+  }
 }
 
 TEST_F(ChooserTest, MenuOpensTheChooserModelesslyAndADoubleClickChooses) {

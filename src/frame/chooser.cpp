@@ -247,6 +247,16 @@ int SelectedId(WINDOW win, bool fromText) {
   return RepIdFromRowText(text);
 }
 
+// Cancel closes the catalogue and the chooser; in batch mode it ends the
+// program, as no run will follow.
+void ChooserCancel(WINDOW win) {
+  bool batch = ChooserBatch != 0;
+  CloseCatalog();
+  xvt_vobj_destroy(win);
+  if (batch)
+    AppTerminate();
+}
+
 // Puts the chosen repertory into the field of dialog 110 that asked for it.
 void FillTransferField(int side) {
   if (TransferDialog == NULL_WIN || !xvt_vobj_is_valid(TransferDialog))
@@ -496,20 +506,20 @@ long RepSelectEvent(WINDOW win, EVENT *ev) {
           RepOpenSelected(win);
       }
       break;
-    case kChooserCancel: {
-      bool batch = ChooserBatch != 0;
-      CloseCatalog();
-      xvt_vobj_destroy(win);
-      if (batch)
-        AppTerminate();
+    case kChooserCancel:
+      ChooserCancel(win);
       break;
-    }
     case kChooserHelp:
       HelpTopic(kHelpChooser);
       break;
     default:
       break;
     }
+    break;
+  case E_CHAR:
+    // Esc is the Cancel of a dialog.
+    if (ev->v.chr.ch == K_ESC)
+      ChooserCancel(win);
     break;
   case E_CLOSE:
     // The close box is no Cancel: in batch mode the program stays.
@@ -550,6 +560,10 @@ long RepNoticeEvent(WINDOW win, EVENT *ev) {
     }
     break;
   }
+  case E_CHAR:
+    if (ev->v.chr.ch == K_ESC)
+      xvt_vobj_destroy(win);
+    break;
   case E_CLOSE:
     xvt_vobj_destroy(win);
     break;
@@ -589,6 +603,10 @@ long TransferEvent(WINDOW win, EVENT *ev) {
     default:
       break;
     }
+    break;
+  case E_CHAR:
+    if (ev->v.chr.ch == K_ESC)
+      xvt_vobj_destroy(win);
     break;
   case E_CLOSE:
     xvt_vobj_destroy(win);
