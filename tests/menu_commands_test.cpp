@@ -138,8 +138,7 @@ TEST_F(MenuTest, UpdateRowsSetTheirDefaultsAndSayTheRunIsMissing) {
 }
 
 TEST_F(MenuTest, RowsOfMissingPartsSaySoAndOtherCommandsDoNothing) {
-  for (int tag :
-       {1024, 1030, 1032, 1045, 1046, 1016, 1019, 1017, 1023, 1042, 1043}) {
+  for (int tag : {1024, 1030, 1032, 1045, 1046, 1016, 1019, 1021, 1042, 1043}) {
     testing::internal::CaptureStderr();
     MenuCommand(tag);
     std::string err = testing::internal::GetCapturedStderr();
@@ -153,6 +152,19 @@ TEST_F(MenuTest, RowsOfMissingPartsSaySoAndOtherCommandsDoNothing) {
   MenuCommand(0);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   EXPECT_EQ(memcmp(&before, &RunOptions, sizeof before), 0);
+}
+
+TEST_F(MenuTest, ListRowsAskForTheLogFirst) {
+  for (int tag : {1017, 1025, 1018, 1023}) {
+    Script("cancel\n");
+    StrCopy(LogPath, "unchanged");
+    testing::internal::CaptureStderr();
+    MenuCommand(tag);
+    std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(err.rfind("open: ", 0), 0u) << tag << ": " << err;
+    EXPECT_EQ(err.find("not available"), std::string::npos) << err;
+    EXPECT_STREQ(LogPath, "unchanged"); // a cancelled chooser runs nothing
+  }
 }
 
 TEST(HelpManual, SectionRunsToTheNextHeadingOfItsLevel) {

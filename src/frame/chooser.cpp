@@ -250,7 +250,7 @@ int SelectedId(WINDOW win, bool fromText) {
 // Cancel closes the catalogue and the chooser; in batch mode it ends the
 // program, as no run will follow.
 void ChooserCancel(WINDOW win) {
-  bool batch = ChooserBatch != 0;
+  bool batch = xvt_vobj_get_data(win) < 0;
   CloseCatalog();
   xvt_vobj_destroy(win);
   if (batch)
@@ -485,6 +485,19 @@ void RepSelectForRun(WINDOW win) {
   UpdateRepertoryRun(id, 1);
 }
 
+namespace {
+
+// OK and a double click: the window's own parameter says which mode it is
+// in, whatever chooser came up since.
+void ChooserOk(WINDOW win) {
+  if (xvt_vobj_get_data(win) < 0)
+    RepSelectForRun(win);
+  else
+    RepOpenSelected(win);
+}
+
+} // namespace
+
 long RepSelectEvent(WINDOW win, EVENT *ev) {
   switch (ev->type) {
   case E_CREATE:
@@ -493,18 +506,11 @@ long RepSelectEvent(WINDOW win, EVENT *ev) {
   case E_CONTROL:
     switch (ev->v.ctl.id) {
     case kChooserOk:
-      if (ChooserBatch)
-        RepSelectForRun(win);
-      else
-        RepOpenSelected(win);
+      ChooserOk(win);
       break;
     case kChooserList:
-      if (ev->v.ctl.dbl_click) {
-        if (ChooserBatch)
-          RepSelectForRun(win);
-        else
-          RepOpenSelected(win);
-      }
+      if (ev->v.ctl.dbl_click)
+        ChooserOk(win);
       break;
     case kChooserCancel:
       ChooserCancel(win);

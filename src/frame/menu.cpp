@@ -6,6 +6,7 @@
 #include "frame/help.h"
 #include "frame/messages.h"
 #include "frame/paths.h"
+#include "listings/listings.h"
 #include "logrun/runoptions.h"
 #include "platform/strutil.h"
 
@@ -237,10 +238,10 @@ const MenuRow kMenuRows[] = {
     {1034, nullptr, "The repair of tables"},
     {1035, nullptr, "The repair of tables"},
     {1016, nullptr, "The repair of tables"},
-    {1017, nullptr, "The log listings"},
-    {1025, nullptr, "The log listings"},
-    {1018, nullptr, "The log listings"},
-    {1023, nullptr, "The log statistics"},
+    {1017, ListMenuComplete, nullptr},
+    {1025, ListMenuForDate, nullptr},
+    {1018, ListMenuCustom, nullptr},
+    {1023, ListMenuStatistics, nullptr},
     {1042, nullptr, "Backup and restore"},
     {1043, nullptr, "Backup and restore"},
 };
