@@ -1,9 +1,12 @@
 #include "frame/app.h"
 
+#include "frame/chooser.h"
 #include "frame/ini.h"
 #include "frame/menu.h"
 #include "frame/messages.h"
+#include "frame/paths.h"
 #include "frame/work.h"
+#include "logrun/runoptions.h"
 #include "platform/cp1252.h"
 #include "platform/files.h"
 #include "platform/paths.h"
@@ -117,8 +120,8 @@ void VerbRun() {
   if (ArgCount > 7 &&
       (strcmp(Arg(7), "yes") == 0 || strcmp(Arg(7), "YES") == 0))
     RunExtract = 1;
-  NotAvailable("The log run (/RUN)");
-  AppTerminate();
+  AppLogDefaults(kRunVerb);
+  DriverRunLog(LogPath, RunLanguage);
 }
 
 } // namespace
@@ -148,6 +151,7 @@ void AppInitialize() {
   CustomListDialog = TransferDialog = NULL_WIN;
   xvt_win_set_cursor(TASK_WIN, CURSOR_WAIT);
   xvt_win_set_doc_title(TASK_WIN, "");
+  RunOptionsClear();
   RunExtract = 0;
   xvt_vobj_get_client_rect(TASK_WIN, &TaskClientRect);
 
@@ -181,6 +185,10 @@ void AppInitialize() {
   WorkMessage = MsgText;
   WorkLoadTexts = AppLoadWindowTexts;
   AppLoadMenuTexts();
+  // The display orders of repertories and keynotes; a catalogue that does
+  // not open leaves them empty, which is no failure here.
+  RepBuildOrder(1);
+  RepBuildOrder(2);
 
   char caption[150];
   StrFormat(caption, MsgText(3000), kAppVersion, kAppPlatform);
@@ -194,7 +202,7 @@ void AppInitialize() {
 
 void AppDispatchCommandLine() {
   if (ArgCount == 1 || IniOnCommandLine) {
-    NotAvailable("The repertory chooser");
+    RepOpenChooser(WD_MODAL, kChooserPerson);
     return;
   }
   const char *verb = ArgValues[1];
@@ -204,6 +212,7 @@ void AppDispatchCommandLine() {
     return;
   }
   if (strcmp(verb, "/BACKUP") == 0) {
+    RepOpenChooser(WD_MODAL, kChooserPerson);
     NotAvailable("The backup window (/BACKUP)");
     return;
   }
@@ -241,7 +250,7 @@ void AppDispatchCommandLine() {
   // A sole word that is no verb names the new network base: any word without
   // a slash in front, or an existing absolute folder of this system.
   if (ArgCount == 2 && (verb[0] != '/' || IsFolder(verb))) {
-    NotAvailable("The network localization");
+    NetLocalizeCommandLine(AppSoleArg);
     AppTerminate();
     return;
   }
@@ -252,6 +261,7 @@ long AppTaskEvent(WINDOW win, EVENT *ev) {
   switch (ev->type) {
   case E_CREATE:
     AppInitialize();
+    AppLogDefaults(kRunOwnLog);
     AppDispatchCommandLine();
     break;
   case E_CLOSE:

@@ -1,7 +1,16 @@
 #include "frame/menu.h"
 
 #include "frame/app.h"
+#include "frame/chooser.h"
+#include "frame/config.h"
+#include "frame/help.h"
 #include "frame/messages.h"
+#include "frame/paths.h"
+#include "listings/listings.h"
+#include "logrun/runoptions.h"
+#include "platform/strutil.h"
+
+#include <cstring>
 
 namespace {
 
@@ -72,45 +81,6 @@ const MENU_RES kMenuBar[] = {
     {0, nullptr, 0, nullptr},
 };
 
-// What each command does while its work is not part of this version.
-struct CommandName {
-  int tag;
-  const char *what;
-};
-const CommandName kCommandNames[] = {
-    {1009, "The repertory chooser"},
-    {1038, "The automatic network localization"},
-    {1024, "The manual network localization"},
-    {1031, "The log run"},
-    {1033, "The log run"},
-    {1037, "The update from a text file"},
-    {1040, "The transfer to a new repertory"},
-    {1030, "The update of user-defined remedies"},
-    {1032, "The update of user-defined authors"},
-    {1045, "Merging a catalogue of cases"},
-    {1046, "The advanced repair"},
-    {1006, "The repair of tables"},
-    {1005, "The repair of tables"},
-    {1007, "The repair of tables"},
-    {1008, "The repair of tables"},
-    {1010, "The repair of tables"},
-    {1013, "The repair of tables"},
-    {1014, "The repair of tables"},
-    {1027, "The repair of tables"},
-    {1028, "The repair of tables"},
-    {1019, "The repair of tables"},
-    {1021, "The repair of tables"},
-    {1034, "The repair of tables"},
-    {1035, "The repair of tables"},
-    {1016, "The repair of tables"},
-    {1017, "The log listings"},
-    {1025, "The log listings"},
-    {1018, "The log listings"},
-    {1023, "The log statistics"},
-    {1042, "Backup and restore"},
-    {1043, "Backup and restore"},
-};
-
 } // namespace
 
 void RegisterMenuResource() {
@@ -122,16 +92,174 @@ void AppLoadMenuTexts() {
                 kMenuItemsPerMenu);
 }
 
+// ---------------------------------------------------------------- defaults
+
+int AppLogDefaults(int kind) {
+  if (kind < kRunVerb || kind > kRunUpgrade)
+    return 1;
+
+  // Backups go beside the program's folder, into its parent's BACKUP.
+  DIRECTORY dir;
+  char parent[sizeof dir.path] = "";
+  if (xvt_fsys_get_dir(&dir))
+    xvt_fsys_convert_dir_to_str(&dir, parent, sizeof parent);
+  if (char *last = strrchr(parent, '\\'))
+    *last = '\0';
+  StrFormat(RunOptions.BackupBase, "%s\\BACKUP", parent);
+  StrCopy(RunOptions.BackupDirectory, RunOptions.BackupBase);
+  RunOptions.BackupRepertory = 1;
+  RunOptions.BackupLog = 1;
+
+  RunOptions.SameLanguage = 1;
+  RunOptions.AddMissing = 0;
+  RunOptions.ReplaceNotes = 0;
+  RunOptions.KeepInOwnLog = 1;
+  RunOptions.CheckDoubleNotes = 0;
+  RunOptions.From = 0;
+  RunOptions.To = kRunToLast;
+
+  FILE_SPEC spec;
+  memset(&spec, 0, sizeof spec);
+  switch (kind) {
+  case kRunVerb:
+    RunOptions.CheckDoubleNotes = 1;
+    break;
+  case kRunOwnLog:
+  case kRunAssociation:
+    StrFormat(LogPath, "%s\\%s", LogFileDir, CurrentCatalog.Abbrev);
+    break;
+  case kRunOtherLog: {
+    // The chooser's answer is not looked at: on Cancel the path is made of
+    // what the specification holds.
+    FileChooseOpen("dat", &spec, 3154, LogFileDir);
+    PathOfFileSpec(&spec, LogPath, sizeof LogPath);
+    size_t n = strlen(LogPath);
+    LogPath[n >= 4 ? n - 4 : 0] = '\0';
+    break;
+  }
+  case kRunTextFile:
+    FileChooseOpen("*", &spec, 5342, LogFileDir);
+    PathOfFileSpec(&spec, LogPath, sizeof LogPath);
+    break;
+  default: // kRunUpgrade: the log as the verb gave it
+    break;
+  }
+  if (kind != kRunVerb) {
+    RunOptions.ReplaceNotes = 1;
+    RunOptions.KeepInOwnLog = kind == kRunOwnLog ? 0 : 1;
+  }
+
+  // The reports are named after the log, and a text file's after the file
+  // without its extension.
+  char base[kRunPathSize];
+  StrCopy(base, LogPath);
+  if (kind == kRunTextFile && strchr(base, '.') != nullptr) {
+    size_t n = strlen(base);
+    base[n >= 3 ? n - 3 : 0] = '\0';
+    n = strlen(base);
+    if (n > 0 && base[n - 1] == '.')
+      base[n - 1] = '\0';
+  }
+  StrFormat(RunOptions.StatisticsFile, "%s.rpt", base);
+  StrFormat(RunOptions.ErrorsFile, "%s.err", base);
+  StrFormat(RunOptions.TextLogFile, "%s.edt", base);
+  return 0;
+}
+
+// ---------------------------------------------------------------- commands
+
+void CommandNotAvailable(const char *what) {
+  xvt_dm_post_error("%s is not available in this version of Mantrel.", what);
+}
+
+namespace {
+
+void OpenRepertory() {
+  RepOpenChooser(WD_MODELESS, kChooserPerson);
+}
+
+// The Update menu's runs: their defaults stand, and the run itself, with
+// its preferences dialog, comes with the log run.
+void RunFromOwnLog() {
+  AppLogDefaults(kRunOwnLog);
+  CommandNotAvailable("The log run");
+}
+void RunFromOtherLog() {
+  AppLogDefaults(kRunOtherLog);
+  CommandNotAvailable("The log run");
+}
+void RunFromText() {
+  AppLogDefaults(kRunTextFile);
+  CommandNotAvailable("The update from a text file");
+}
+
+void TransferAdditions() {
+  RepRegisterResources();
+  if (xvt_dlg_create_res(WD_MODAL, kTransferRes, -1, TransferEvent, 0) ==
+      NULL_WIN)
+    xvt_dm_post_error("%s", MsgText(23));
+}
+
+void Exit() {
+  AppTerminate();
+}
+
+// One row for each command of the menu: what it does, or, while its work is
+// not part of this version, what to call it when saying so.
+struct MenuRow {
+  int tag;
+  void (*action)();
+  const char *what;
+};
+const MenuRow kMenuRows[] = {
+    {1009, OpenRepertory, nullptr},
+    {1038, NetLocalizeAsk, nullptr},
+    {1024, nullptr, "The manual network localization"},
+    {M_FILE_EXIT, Exit, nullptr},
+    {1031, RunFromOwnLog, nullptr},
+    {1033, RunFromOtherLog, nullptr},
+    {1037, RunFromText, nullptr},
+    {1040, TransferAdditions, nullptr},
+    {1030, nullptr, "The update of user-defined remedies"},
+    {1032, nullptr, "The update of user-defined authors"},
+    {1045, nullptr, "Merging a catalogue of cases"},
+    {1046, nullptr, "The advanced repair"},
+    {1006, nullptr, "The repair of tables"},
+    {1005, nullptr, "The repair of tables"},
+    {1007, nullptr, "The repair of tables"},
+    {1008, nullptr, "The repair of tables"},
+    {1010, nullptr, "The repair of tables"},
+    {1013, nullptr, "The repair of tables"},
+    {1014, nullptr, "The repair of tables"},
+    {1027, nullptr, "The repair of tables"},
+    {1028, nullptr, "The repair of tables"},
+    {1019, nullptr, "The repair of tables"},
+    {1021, nullptr, "The repair of tables"},
+    {1034, nullptr, "The repair of tables"},
+    {1035, nullptr, "The repair of tables"},
+    {1016, nullptr, "The repair of tables"},
+    {1017, ListMenuComplete, nullptr},
+    {1025, ListMenuForDate, nullptr},
+    {1018, ListMenuCustom, nullptr},
+    {1023, ListMenuStatistics, nullptr},
+    {1042, nullptr, "Backup and restore"},
+    {1043, nullptr, "Backup and restore"},
+};
+
+} // namespace
+
 void AppMenuCommand(WINDOW, EVENT *ev) {
   int tag = ev->v.cmd.tag;
-  if (tag == M_FILE_EXIT) {
-    AppTerminate();
+  if (tag >= kHelpCommandFirst && tag <= kHelpCommandLast) {
+    HelpTopic(kHelpContents);
     return;
   }
-  for (const CommandName &c : kCommandNames)
-    if (c.tag == tag) {
-      xvt_dm_post_error("%s is not available in this version of Mantrel.",
-                        c.what);
+  for (const MenuRow &row : kMenuRows)
+    if (row.tag == tag) {
+      if (row.action != nullptr)
+        row.action();
+      else
+        CommandNotAvailable(row.what);
       return;
     }
   // Commands with no row do nothing.

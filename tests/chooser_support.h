@@ -1,0 +1,177 @@
+// A scratch installation for the chooser, path and menu tests: bin as the
+// current folder, the configuration's defaults, the store started, the real
+// message table, a catalogue built through the store, and the scripted
+// toolkit.
+#pragma once
+
+#include "frame/app.h"
+#include "frame/chooser.h"
+#include "frame/config.h"
+#include "frame/ini.h"
+#include "frame/menu.h"
+#include "frame/messages.h"
+#include "platform/strutil.h"
+#include "platform/xvt_model.h"
+#include "store/store.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+inline std::string SlurpFile(const fs::path &p) {
+  std::ifstream in(p, std::ios::binary);
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+// The message table, compiled once for all tests of the process.
+inline const std::string &SharedMessageTable() {
+  static std::string base;
+  if (base.empty()) {
+    char tmpl[] = "/tmp/mantrel-msgs-XXXXXX";
+    const char *dir = mkdtemp(tmpl);
+    if (dir == nullptr)
+      return base;
+    std::string out = std::string(dir) + "/orvixmsg";
+    std::string cmd = "'" + std::string(MANTREL_BIN_DIR) + "/mkmsg' '" + out +
+                      "' '" + MANTREL_SOURCE_DIR + "/data/messages/en.txt' '" +
+                      MANTREL_SOURCE_DIR + "/data/messages/fr.txt' '" +
+                      MANTREL_SOURCE_DIR + "/data/messages/de.txt' >/dev/null";
+    if (std::system(cmd.c_str()) == 0)
+      base = out;
+  }
+  return base;
+}
+
+// One catalogue entry of a repertory: its seven paths lie in
+// ..\data\<folder>.
+inline Catalog MakeRepertory(uint16_t id, const char *abbrev, const char *title,
+                             const char *folder = nullptr) {
+  Catalog c;
+  memset(&c, 0, sizeof c);
+  c.CursorState = 0xFF;
+  c.Kind = 1;
+  c.Id = id;
+  StrCopy(c.Abbrev, abbrev);
+  StrCopy(c.RepertoryBlock.Title, title);
+  const char *names[kCatPathCount] = {"symptom", "chapter", "extract", "word1",
+                                      "word2",   "view",    ""};
+  for (int i = 0; i < kCatPathCount; ++i)
+    StrFormat(c.RepertoryBlock.Paths[i], "..\\data\\%s\\%s",
+              folder ? folder : abbrev, names[i]);
+  return c;
+}
+
+inline Catalog MakeKeynotes(uint16_t id, const char *abbrev,
+                            const char *title) {
+  Catalog c;
+  memset(&c, 0, sizeof c);
+  c.CursorState = 0xFF;
+  c.Kind = 2;
+  c.Id = id;
+  StrCopy(c.Abbrev, abbrev);
+  StrCopy(c.KeynoteBlock.Title, title);
+  StrFormat(c.KeynoteBlock.Folder, "..\\data\\keynotes\\%s", abbrev);
+  return c;
+}
+
+class InstallTest : public ::testing::Test {
+protected:
+  void SetUp() override {
+    char tmpl[] = "/tmp/mantrel-install-XXXXXX";
+    ASSERT_NE(mkdtemp(tmpl), nullptr);
+    root_ = tmpl;
+    for (const char *d : {"bin", "system", "log", "data"})
+      fs::create_directories(root_ / d);
+    old_ = fs::current_path();
+    fs::current_path(root_ / "bin");
+    ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
+    IniSetPath("orvix.ini");
+    for (int s = 1; s <= kIniSectionCount; ++s)
+      IniSetDefaults(s);
+    const std::string &msgs = SharedMessageTable();
+    ASSERT_FALSE(msgs.empty()) << "the message table could not be built";
+    MsgTable = MsgOpen(msgs.c_str(), 1, 1);
+    ASSERT_EQ(OrvixError, 0);
+    memset(&CurrentCatalog, 0, sizeof CurrentCatalog);
+    CatalogHandle = 0;
+    TransferDialog = NULL_WIN;
+    LogPath[0] = '\0';
+    XvtReset();
+    setenv("MANTREL_UI", "scripted", 1);
+    unsetenv("MANTREL_SCRIPT");
+    RepRegisterResources();
+  }
+  void TearDown() override {
+    XvtReset();
+    unsetenv("MANTREL_UI");
+    unsetenv("MANTREL_SCRIPT");
+    if (CatalogHandle != 0)
+      DbCloseFile(CatalogHandle);
+    CatalogHandle = 0;
+    DbCloseFile(MsgTable);
+    MsgTable = 0;
+    DbTerminate("A-Mantrel");
+    fs::current_path(old_);
+    fs::remove_all(root_);
+  }
+
+  // The lines become the script of the next backend start.
+  void Script(const std::string &text) {
+    std::string path = (root_ / "script.txt").string();
+    std::ofstream(path) << text;
+    setenv("MANTREL_SCRIPT", path.c_str(), 1);
+    XvtReset();
+  }
+
+  // Adds entries to the catalogue, creating it on first use.
+  void AddEntries(std::initializer_list<Catalog> entries) {
+    TblHandle h = TblOpenCatalog(CatalogCatalogName, 1, 1);
+    if (OrvixError == kErrNoFile)
+      h = TblCreateCatalog(CatalogCatalogName, 1, 1);
+    ASSERT_EQ(OrvixError, 0);
+    for (Catalog c : entries)
+      ASSERT_EQ(TblSaveCatalog(h, &c, kSaveAdd), 0) << c.Id;
+    DbCloseFile(h);
+  }
+
+  // The entry of the catalogue as stored now.
+  Catalog Stored(int kind, uint16_t id) {
+    Catalog c;
+    memset(&c, 0, sizeof c);
+    c.CursorState = 0xFF;
+    c.Kind = static_cast<uint8_t>(kind);
+    c.Id = id;
+    TblHandle h = TblOpenCatalog(CatalogCatalogName, 1, 1);
+    EXPECT_EQ(OrvixError, 0);
+    EXPECT_EQ(TblFindFullCatalog(h, &c, 0, kFindEqual), 0) << id;
+    DbCloseFile(h);
+    return c;
+  }
+
+  fs::path root_, old_;
+};
+
+// Sends a menu command as the task window's command event would.
+inline void MenuCommand(int tag) {
+  EVENT ev;
+  memset(&ev, 0, sizeof ev);
+  ev.type = E_COMMAND;
+  ev.v.cmd.tag = tag;
+  AppMenuCommand(TASK_WIN, &ev);
+}
+
+// The rows of a list control.
+inline std::vector<std::string> RowsOf(WINDOW win, int id) {
+  XvtCtl *c = XvtFindCtlById(win, id);
+  return c != nullptr ? c->rows : std::vector<std::string>();
+}

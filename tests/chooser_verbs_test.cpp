@@ -1,0 +1,124 @@
+// The chooser and the network base as an installer meets them: the mantrel
+// executable started in a bin folder with a script for the toolkit.
+#include "chooser_support.h"
+
+#include <algorithm>
+#include <sys/wait.h>
+
+namespace {
+
+class VerbTest : public ::testing::Test {
+protected:
+  void SetUp() override {
+    char tmpl[] = "/tmp/mantrel-verbs-XXXXXX";
+    ASSERT_NE(mkdtemp(tmpl), nullptr);
+    root_ = tmpl;
+    for (const char *d : {"bin", "system", "log", "data"})
+      fs::create_directories(root_ / d);
+    std::string cmd = "'" + std::string(MANTREL_BIN_DIR) + "/mkmsg' '" +
+                      (root_ / "system" / "orvixmsg").string() + "' '" +
+                      MANTREL_SOURCE_DIR + "/data/messages/en.txt' '" +
+                      MANTREL_SOURCE_DIR + "/data/messages/fr.txt' '" +
+                      MANTREL_SOURCE_DIR + "/data/messages/de.txt' >/dev/null";
+    ASSERT_EQ(std::system(cmd.c_str()), 0);
+    ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
+    TblHandle h = TblCreateCatalog(Catalogue().c_str(), 1, 1);
+    ASSERT_EQ(OrvixError, 0);
+    for (Catalog c : {MakeRepertory(3, "CALM2009", "Almanacum 2009 concepts"),
+                      MakeRepertory(4, "ALM90", "Almanacum 9.0"),
+                      MakeRepertory(7, "SALM2009", "Almanacum 2009"),
+                      MakeRepertory(12, "SALM92", "Almanacum 92")})
+      ASSERT_EQ(TblSaveCatalog(h, &c, kSaveAdd), 0);
+    DbCloseFile(h);
+    DbTerminate("A-Mantrel");
+  }
+  void TearDown() override { fs::remove_all(root_); }
+
+  std::string Catalogue() { return (root_ / "system" / "catalog").string(); }
+
+  // Runs mantrel in bin with the words and the script; answers its exit
+  // status and fills err_ with what it wrote on standard error.
+  int Run(const std::string &args, const std::string &script) {
+    std::ofstream(root_ / "script.txt") << script;
+    std::string cmd = "cd '" + (root_ / "bin").string() +
+                      "' && MANTREL_UI=scripted MANTREL_SCRIPT='" +
+                      (root_ / "script.txt").string() + "' '" +
+                      MANTREL_BIN_DIR + "/mantrel' " + args +
+                      " </dev/null >/dev/null 2>'" + (root_ / "err").string() +
+                      "'";
+    int rc = std::system(cmd.c_str());
+    err_ = SlurpFile(root_ / "err");
+    return WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+  }
+
+  std::string SymptomPath(uint16_t id) {
+    EXPECT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
+    TblHandle h = TblOpenCatalog(Catalogue().c_str(), 1, 1);
+    Catalog c;
+    memset(&c, 0, sizeof c);
+    c.CursorState = 0xFF;
+    c.Kind = 1;
+    c.Id = id;
+    EXPECT_EQ(TblFindFullCatalog(h, &c, 0, kFindEqual), 0);
+    DbCloseFile(h);
+    DbTerminate("A-Mantrel");
+    return c.RepertoryBlock.Paths[kCatSymptom];
+  }
+
+  fs::path root_;
+  std::string err_;
+};
+
+TEST_F(VerbTest, RunVerbChoosesAnEligibleEditionByItsRowText) {
+  // Rows: SALM2009 (id 7, configured), then SALM92 (id 12); the old and
+  // the concept editions are not offered.
+  // The log has no table yet: its rebuild is told, and the run goes on.
+  EXPECT_EQ(
+      Run("'/RUN' '..\\log\\mylog' 2", "answer ok\nselect 5 1\nclick 1\n"), 0);
+  EXPECT_NE(err_.find("The table ..\\log\\mylog could not be rebuilt"),
+            std::string::npos)
+      << err_;
+  EXPECT_NE(err_.find("The log run on repertory 12 is not available"),
+            std::string::npos)
+      << err_;
+  EXPECT_EQ(err_.find("script line"), std::string::npos) << err_;
+}
+
+TEST_F(VerbTest, RunVerbCancelEndsTheProcessWithoutARun) {
+  EXPECT_EQ(Run("'/RUN' '..\\log\\mylog' 1", "answer ok\nclick 2\n"), 0);
+  EXPECT_EQ(err_.find("not available"), std::string::npos) << err_;
+  EXPECT_EQ(err_.find("script line"), std::string::npos) << err_;
+}
+
+TEST_F(VerbTest, NetworkBaseMustBeAnExistingFolder) {
+  ASSERT_EQ(Run("", ""), 0); // a first start writes the configuration
+  std::string ini = SlurpFile(root_ / "bin" / "orvix.ini");
+  ASSERT_NE(ini.find("RemedyCatalogName=..\\system\\remed"), std::string::npos);
+
+  EXPECT_EQ(Run("nosuchbase", ""), 0);
+  EXPECT_NE(err_.find("The network base NOSUCHBASE is no existing folder"),
+            std::string::npos)
+      << err_;
+  EXPECT_EQ(SlurpFile(root_ / "bin" / "orvix.ini"), ini);
+  EXPECT_EQ(SymptomPath(7), "..\\data\\SALM2009\\symptom");
+
+  // A folder of that name, found without regard to case, is taken.
+  fs::create_directories(root_ / "bin" / "netbase");
+  EXPECT_EQ(Run("netbase", ""), 0);
+  EXPECT_EQ(err_.find("error"), std::string::npos) << err_;
+  EXPECT_NE(SlurpFile(root_ / "bin" / "orvix.ini")
+                .find("RemedyCatalogName=NETBASE\\system\\remed"),
+            std::string::npos);
+  EXPECT_EQ(SymptomPath(7), "NETBASE\\data\\SALM2009\\symptom");
+}
+
+TEST_F(VerbTest, AbsoluteFolderIsANetworkBaseToo) {
+  fs::create_directories(root_ / "shared");
+  std::string base = (root_ / "shared").string();
+  EXPECT_EQ(Run("'" + base + "'", ""), 0);
+  std::string upper = base;
+  std::transform(upper.begin(), upper.end(), upper.begin(), ::toupper);
+  EXPECT_EQ(SymptomPath(12), upper + "\\data\\SALM92\\symptom");
+}
+
+} // namespace

@@ -1,0 +1,255 @@
+// Run defaults for each kind of run, the dispatch of the menu table, and
+// help from the program's own manual.
+#include "chooser_support.h"
+
+#include "frame/help.h"
+#include "logrun/runoptions.h"
+#include "platform/process.h"
+
+#include <algorithm>
+#include <chrono>
+#include <sys/stat.h>
+#include <thread>
+
+namespace {
+
+std::string TextForm(const fs::path &p) {
+  std::string s = fs::canonical(p).string();
+  std::replace(s.begin(), s.end(), '/', '\\');
+  return s;
+}
+
+class DefaultsTest : public InstallTest {
+protected:
+  void SetUp() override {
+    InstallTest::SetUp();
+    memset(&RunOptions, 0x5A, sizeof RunOptions); // nothing left by chance
+    RunOptions.BackupBase[kRunPathSize - 1] = '\0';
+    RunOptions.BackupDirectory[kRunPathSize - 1] = '\0';
+    StrCopy(CurrentCatalog.Abbrev, "SALM");
+  }
+  // What every kind sets the same way.
+  void ExpectCommon() {
+    std::string backup = TextForm(root_) + "\\BACKUP";
+    EXPECT_EQ(std::string(RunOptions.BackupBase), backup);
+    EXPECT_EQ(std::string(RunOptions.BackupDirectory), backup);
+    EXPECT_EQ(RunOptions.BackupRepertory, 1);
+    EXPECT_EQ(RunOptions.BackupLog, 1);
+    EXPECT_EQ(RunOptions.SameLanguage, 1);
+    EXPECT_EQ(RunOptions.AddMissing, 0);
+    EXPECT_EQ(RunOptions.From, 0);
+    EXPECT_EQ(RunOptions.To, 99999999);
+  }
+  void ExpectReports(const std::string &base) {
+    EXPECT_EQ(std::string(RunOptions.StatisticsFile), base + ".rpt");
+    EXPECT_EQ(std::string(RunOptions.ErrorsFile), base + ".err");
+    EXPECT_EQ(std::string(RunOptions.TextLogFile), base + ".edt");
+  }
+  void ExpectFlags(int checkDouble, int replace, int keep) {
+    EXPECT_EQ(RunOptions.CheckDoubleNotes, checkDouble);
+    EXPECT_EQ(RunOptions.ReplaceNotes, replace);
+    EXPECT_EQ(RunOptions.KeepInOwnLog, keep);
+  }
+};
+
+TEST_F(DefaultsTest, VerbAndUpgradeKeepTheLogAsItStands) {
+  StrCopy(LogPath, "..\\log\\run1");
+  EXPECT_EQ(AppLogDefaults(kRunVerb), 0);
+  ExpectCommon();
+  EXPECT_STREQ(LogPath, "..\\log\\run1");
+  ExpectReports("..\\log\\run1");
+  ExpectFlags(1, 0, 1);
+
+  EXPECT_EQ(AppLogDefaults(kRunUpgrade), 0);
+  EXPECT_STREQ(LogPath, "..\\log\\run1");
+  ExpectReports("..\\log\\run1");
+  ExpectFlags(0, 1, 1);
+}
+
+TEST_F(DefaultsTest, OwnLogAndAssociationRunOnTheRepertorysLog) {
+  EXPECT_EQ(AppLogDefaults(kRunOwnLog), 0);
+  ExpectCommon();
+  EXPECT_STREQ(LogPath, "..\\log\\SALM");
+  ExpectReports("..\\log\\SALM");
+  ExpectFlags(0, 1, 0); // the own log is not written into itself
+
+  StrCopy(LogFileDir, "..\\logs");
+  EXPECT_EQ(AppLogDefaults(kRunAssociation), 0);
+  EXPECT_STREQ(LogPath, "..\\logs\\SALM");
+  ExpectFlags(0, 1, 1);
+}
+
+TEST_F(DefaultsTest, AnotherLogIsChosenAndLosesItsExtension) {
+  std::ofstream(root_ / "log" / "other.dat") << "x";
+  Script("file OTHER.DAT\n");
+  EXPECT_EQ(AppLogDefaults(kRunOtherLog), 0);
+  ExpectCommon();
+  std::string log = TextForm(root_ / "log") + "\\other";
+  EXPECT_EQ(std::string(LogPath), log);
+  ExpectReports(log);
+  ExpectFlags(0, 1, 1);
+}
+
+TEST_F(DefaultsTest, CancelledChooserLeavesWhatTheSpecificationHeld) {
+  Script("cancel\n");
+  EXPECT_EQ(AppLogDefaults(kRunOtherLog), 0);
+  // The folder the chooser started in, its backslash and four characters
+  // less: the answer is not looked at.
+  std::string folder = TextForm(root_ / "log") + "\\";
+  EXPECT_EQ(std::string(LogPath), folder.substr(0, folder.size() - 4));
+}
+
+TEST_F(DefaultsTest, TextFileReportsDropTheExtension) {
+  std::ofstream(root_ / "log" / "x.txt") << "x";
+  std::ofstream(root_ / "log" / "plain") << "x";
+  Script("file x.txt\n");
+  EXPECT_EQ(AppLogDefaults(kRunTextFile), 0);
+  std::string folder = TextForm(root_ / "log") + "\\";
+  EXPECT_EQ(std::string(LogPath), folder + "x.txt"); // the file itself
+  ExpectReports(folder + "x");
+  ExpectFlags(0, 1, 1);
+
+  Script("file plain\n");
+  AppLogDefaults(kRunTextFile);
+  ExpectReports(folder + "plain");
+}
+
+TEST_F(DefaultsTest, UnknownKindsChangeNothing) {
+  RunOptionSet before = RunOptions;
+  StrCopy(LogPath, "keep");
+  for (int kind : {0, 7, -1}) {
+    EXPECT_EQ(AppLogDefaults(kind), 1) << kind;
+    EXPECT_EQ(memcmp(&before, &RunOptions, sizeof before), 0) << kind;
+    EXPECT_STREQ(LogPath, "keep");
+  }
+}
+
+using MenuTest = DefaultsTest;
+
+TEST_F(MenuTest, UpdateRowsSetTheirDefaultsAndSayTheRunIsMissing) {
+  testing::internal::CaptureStderr();
+  MenuCommand(1031);
+  std::string err = testing::internal::GetCapturedStderr();
+  EXPECT_STREQ(LogPath, "..\\log\\SALM");
+  EXPECT_EQ(RunOptions.KeepInOwnLog, 0);
+  EXPECT_NE(err.find("error: The log run is not available in this version"),
+            std::string::npos)
+      << err;
+}
+
+TEST_F(MenuTest, RowsOfMissingPartsSaySoAndOtherCommandsDoNothing) {
+  for (int tag : {1024, 1030, 1032, 1045, 1046, 1016, 1019, 1021, 1042, 1043}) {
+    testing::internal::CaptureStderr();
+    MenuCommand(tag);
+    std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_NE(err.find("is not available in this version of Mantrel."),
+              std::string::npos)
+        << tag << ": " << err;
+  }
+  RunOptionSet before = RunOptions;
+  testing::internal::CaptureStderr();
+  MenuCommand(1099);
+  MenuCommand(0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(memcmp(&before, &RunOptions, sizeof before), 0);
+}
+
+TEST_F(MenuTest, ListRowsAskForTheLogFirst) {
+  for (int tag : {1017, 1025, 1018, 1023}) {
+    Script("cancel\n");
+    StrCopy(LogPath, "unchanged");
+    testing::internal::CaptureStderr();
+    MenuCommand(tag);
+    std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(err.rfind("open: ", 0), 0u) << tag << ": " << err;
+    EXPECT_EQ(err.find("not available"), std::string::npos) << err;
+    EXPECT_STREQ(LogPath, "unchanged"); // a cancelled chooser runs nothing
+  }
+}
+
+TEST(HelpManual, SectionRunsToTheNextHeadingOfItsLevel) {
+  const std::string manual = "# Manual\n"
+                             "intro\n"
+                             "## Choosing <!-- topic 49 1009 -->\n"
+                             "pick one\n"
+                             "### Details\n"
+                             "more\n"
+                             "## Exit <!-- topic 1012 -->\n"
+                             "bye\n";
+  std::string section;
+  EXPECT_EQ(HelpSectionOf(manual, 49, section), 0);
+  EXPECT_EQ(section, "## Choosing <!-- topic 49 1009 -->\npick one\n"
+                     "### Details\nmore\n");
+  EXPECT_EQ(HelpSectionOf(manual, 1009, section), 0);
+  EXPECT_EQ(section.rfind("## Choosing", 0), 0u);
+  EXPECT_EQ(HelpSectionOf(manual, 1012, section), 0);
+  EXPECT_EQ(section, "## Exit <!-- topic 1012 -->\nbye\n");
+  EXPECT_EQ(HelpSectionOf(manual, 4, section), 1);
+  EXPECT_EQ(section, "");
+  EXPECT_EQ(HelpSectionOf("no headings\n#not one\n", 49, section), 1);
+}
+
+TEST(HelpManual, ShippedManualHasASectionForEveryCommandAndTheChooser) {
+  std::string manual =
+      SlurpFile(fs::path(MANTREL_SOURCE_DIR) / "docs" / "manual.md");
+  ASSERT_FALSE(manual.empty());
+  std::string section;
+  for (int topic :
+       {kHelpChooser, 1009, 1038, 1024, 1012, 1031, 1033, 1037, 1040,
+        1030,         1032, 1045, 1046, 1006, 1005, 1007, 1008, 1010,
+        1013,         1014, 1027, 1028, 1019, 1021, 1034, 1035, 1016,
+        1017,         1025, 1018, 1023, 1042, 1043})
+    EXPECT_EQ(HelpSectionOf(manual, topic, section), 0) << topic;
+}
+
+class HelpTest : public InstallTest {
+protected:
+  void SetUp() override {
+    InstallTest::SetUp();
+    record_ = root_ / "viewed.txt";
+    fs::path viewer = root_ / "viewer.sh";
+    std::ofstream(viewer) << "#!/bin/sh\ncat \"$1\" > '" << record_.string()
+                          << ".part' && mv '" << record_.string() << ".part' '"
+                          << record_.string() << "'\n";
+    chmod(viewer.c_str(), 0755);
+    StrCopy(PlatViewerProgram, viewer.c_str());
+    std::ofstream(root_ / "manual.md")
+        << "# Manual\n## Chooser <!-- topic 49 -->\nChoose.\n## Other\nNo.\n";
+    StrCopy(HelpManualPath, "..\\manual.md");
+  }
+  void TearDown() override {
+    PlatViewerProgram[0] = '\0';
+    HelpManualPath[0] = '\0';
+    InstallTest::TearDown();
+  }
+  std::string Viewed() {
+    for (int i = 0; i < 250 && !fs::exists(record_); ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    std::string text = SlurpFile(record_);
+    fs::remove(record_);
+    return text;
+  }
+  fs::path record_;
+};
+
+TEST_F(HelpTest, HelpButtonShowsItsSectionAndTheHelpCommandTheManual) {
+  EXPECT_EQ(HelpTopic(kHelpChooser), 0);
+  EXPECT_EQ(Viewed(), "## Chooser <!-- topic 49 -->\nChoose.\n");
+  MenuCommand(kHelpCommandFirst);
+  EXPECT_EQ(Viewed().rfind("# Manual\n", 0), 0u);
+  // A topic without a section still helps: the whole manual.
+  EXPECT_EQ(HelpTopic(777), 0);
+  EXPECT_EQ(Viewed().rfind("# Manual\n", 0), 0u);
+}
+
+TEST_F(HelpTest, MissingManualIsTold) {
+  StrCopy(HelpManualPath, "..\\nothing.md");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(HelpTopic(kHelpChooser), 1);
+  std::string err = testing::internal::GetCapturedStderr();
+  EXPECT_NE(err.find("The user manual (manual.md) cannot be found"),
+            std::string::npos)
+      << err;
+}
+
+} // namespace
