@@ -448,12 +448,10 @@ namespace {
         return TblSaveGeneric(h, static_cast<GenericRecord *>(r), m);          \
       }
 
-// A table of the patient family is created with its three sisters; the
-// others stay behind as scratch files and are removed with the scratch.
-template <int Table> TblHandle CreatePatientTable(const char *p) {
-  if (TblCreatePatientFamily(p) != 0)
-    return 0;
-  return TblOpenGeneric(p, Table, 1, 1);
+// The store creates the tables of the patient family only all four together;
+// tbltool loads one of them, so it asks the engine for that one alone.
+template <const StoreFamily &Fam> TblHandle CreatePatientTable(const char *p) {
+  return EngineCreate(Fam, p);
 }
 
 const TjFamily kFamilies[] = {
@@ -536,7 +534,7 @@ const TjFamily kFamilies[] = {
     {TJ_FAMILY("patient", ".da3", ".id3", GenericRecord,
                TJ_GUARD(GenericRecord), kGenericFields, kIdKeys),
      [](const char *p, int b) { return TblOpenGeneric(p, kGenPatient, 1, b); },
-     CreatePatientTable<kGenPatient>,
+     CreatePatientTable<kFamPatient>,
      [](const char *p) { return TblRebuildPatient(p, 0, 1); },
      TJ_GENERIC_FIND_SAVE},
     {TJ_FAMILY("consultation", ".da4", ".id4", GenericRecord,
@@ -544,19 +542,19 @@ const TjFamily kFamilies[] = {
      [](const char *p, int b) {
        return TblOpenGeneric(p, kGenConsultation, 1, b);
      },
-     CreatePatientTable<kGenConsultation>,
+     CreatePatientTable<kFamConsultation>,
      [](const char *p) { return TblRebuildConsultation(p, 0, 1); },
      TJ_GENERIC_FIND_SAVE},
     {TJ_FAMILY("diag", ".da5", ".id5", GenericRecord, TJ_GUARD(GenericRecord),
                kGenericFields, kIdKeys),
      [](const char *p, int b) { return TblOpenGeneric(p, kGenDiag, 1, b); },
-     CreatePatientTable<kGenDiag>,
+     CreatePatientTable<kFamDiag>,
      [](const char *p) { return TblRebuildDiag(p, 0, 1); },
      TJ_GENERIC_FIND_SAVE},
     {TJ_FAMILY("prem", ".da6", ".id6", GenericRecord, TJ_GUARD(GenericRecord),
                kGenericFields, kIdKeys),
      [](const char *p, int b) { return TblOpenGeneric(p, kGenPrem, 1, b); },
-     CreatePatientTable<kGenPrem>,
+     CreatePatientTable<kFamPrem>,
      [](const char *p) { return TblRebuildPrem(p, 0, 1); },
      TJ_GENERIC_FIND_SAVE},
 };
@@ -1180,6 +1178,15 @@ int CompareKey(const KeyFields &kf, const uint8_t *a, const uint8_t *b) {
   return 0;
 }
 
+// Copies the key's fields from one record to another of the family; a walk
+// keeps only these of the record before.
+void CopyKeyFields(const KeyFields &kf, const uint8_t *from, uint8_t *to) {
+  for (int i = 0; i < kf.key->count; ++i) {
+    const TjField &f = *kf.fields[i];
+    memcpy(to + f.off, from + f.off, f.size);
+  }
+}
+
 // The key's fields as bytes that are equal exactly when the fields are.
 std::string KeyBlob(const KeyFields &kf, const uint8_t *rec) {
   std::string s;
@@ -1476,7 +1483,8 @@ int WalkKey(const TjFamily *fam, TblHandle h, const KeyFields &kf,
             const KeyFields &primary, bool forward, TjRecord &rec,
             std::vector<std::string> &blobs, FaultLog &log) {
   blobs.clear();
-  std::vector<uint8_t> prev;
+  std::vector<uint8_t> prev(fam->size, 0);
+  bool havePrev = false;
   int mode = forward ? kFindFirst : kFindLast;
   long orderFaults = 0;
   for (;;) {
@@ -1484,7 +1492,7 @@ int WalkKey(const TjFamily *fam, TblHandle h, const KeyFields &kf,
       return OrvixError == kErrEnd ? 0 : OrvixError;
     mode = forward ? kFindNext : kFindPrev;
     const uint8_t *cur = rec.bytes.data();
-    if (!prev.empty()) {
+    if (havePrev) {
       int c = CompareKey(kf, prev.data(), cur);
       if (!forward)
         c = -c;
@@ -1496,7 +1504,8 @@ int WalkKey(const TjFamily *fam, TblHandle h, const KeyFields &kf,
       else if (bad)
         ++log.total;
     }
-    prev.assign(cur, cur + fam->size);
+    CopyKeyFields(kf, cur, prev.data());
+    havePrev = true;
     blobs.push_back(KeyBlob(primary, cur));
     if (blobs.size() > 100000000)
       return kErrTooLarge; // a walk that does not end
@@ -1647,14 +1656,15 @@ int TjStat(const TjFamily *fam, const char *path, FILE *out) {
     KeyFields kf;
     if (!ResolveKey(fam, fam->keys[k], kf))
       break;
-    std::vector<uint8_t> prev;
+    std::vector<uint8_t> prev(fam->size, 0);
     long distinct = 0;
     int mode = kFindFirst;
     while (fam->find(h, rec.bytes.data(), kf.key->number, mode) == 0) {
-      mode = kFindNext;
-      if (prev.empty() || CompareKey(kf, prev.data(), rec.bytes.data()) != 0)
+      if (mode == kFindFirst ||
+          CompareKey(kf, prev.data(), rec.bytes.data()) != 0)
         ++distinct;
-      prev.assign(rec.bytes.begin(), rec.bytes.end());
+      mode = kFindNext;
+      CopyKeyFields(kf, rec.bytes.data(), prev.data());
     }
     fprintf(out, "key %-4d %ld distinct (", kf.key->number, distinct);
     for (int i = 0; i < kf.key->count; ++i)
