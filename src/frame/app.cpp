@@ -1,12 +1,315 @@
 #include "frame/app.h"
 
-#include <cstdio>
+#include "frame/ini.h"
+#include "frame/menu.h"
+#include "frame/messages.h"
+#include "frame/work.h"
+#include "platform/cp1252.h"
+#include "platform/files.h"
+#include "platform/paths.h"
+#include "platform/strutil.h"
 
-// The start-up sequence is under construction; until it lands the program
-// says so instead of pretending to run.
-int AppMain(int, char **) {
-  fputs("mantrel: the start-up sequence is not built yet\n", stderr);
-  return 1;
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sys/stat.h>
+
+int ArgCount = 0;
+char **ArgValues = nullptr;
+const char *AppName = kAppName;
+RCT TaskClientRect{};
+long AppStartStyle = kStyleFullSize;
+
+char LogPath[kArgPathSize];
+char RunRemedyLog[kArgPathSize];
+char RunAuthorLog[kArgPathSize];
+char RunAbbrevFile[kArgPathSize];
+int32_t RunLanguage = 0;
+int32_t RunExtract = 0;
+char NotesFolder[kArgPathSize];
+char NotesFile[kArgPathSize];
+char UpgradeLog[kArgPathSize];
+char UpgradeOldAbbrev[kArgPathSize];
+char UpgradeNewAbbrev[kArgPathSize];
+char UpgradeAssocTable[kArgPathSize];
+WINDOW CustomListDialog = NULL_WIN;
+WINDOW TransferDialog = NULL_WIN;
+
+namespace {
+
+bool AppTerminated = false;
+
+// The upper-cased copy of a sole argument; ArgValues[1] points at it.
+char AppSoleArg[kArgPathSize];
+
+const char *const kHelpLines[] = {
+    "Mantrel arguments\n\n",
+    "localization \t\t\t\t\t\t: Make the automatic localization (only one "
+    "argument)\n",
+    "/RUN logfile lang logremed logauthor abbrevfile doextract\t\t\t\t: Run a "
+    "log file automatically\n",
+    "/BACKUP \t\t\t\t\t\t\t: Display directly the backup window\n",
+    "/BUILD listfile\t\t\t\t\t\t: Rebuild a list of table; listfile contains "
+    "the list to rebuild\n",
+    "/AUTREM logremed logauthor\t\t\t\t\t: Inject user defined authors and "
+    "remedies\n",
+    "/UPGRADEASSOC logfile oldreptabbrev newrepabbrev assoctable\t: Upgrade an "
+    "old repertory with the association table\n",
+    "/UPGRADE logfile oldrepabbrev newrepabbrev\t\t\t: Upgrade an old "
+    "repertory without the association table\n",
+    "/UPGRADERESET logfile repabbrev\t\t\t\t: Run a log file in a repertory\n",
+    "/NOTES almafolder notetextfile\t\t\t\t: Upload notes in a repertory\n",
+    "\t\t\t\t\t\t\t: (type of file|table name)\n",
+    "/ifilename \t\t\t\t\t\t: Use another ini file\n",
+    "/? \t\t\t\t\t\t\t: See this help",
+};
+
+// Where a driver of a later release would run, the program says so plainly
+// rather than pretending that the work was done.
+void NotAvailable(const char *what) {
+  xvt_dm_post_error("%s is not available in this version of Mantrel.", what);
 }
 
-void AppTerminate() {}
+// A word of the command line, or the empty text past the end.
+const char *Arg(int i) {
+  return i < ArgCount ? ArgValues[i] : "";
+}
+
+void TakeArg(char (&dst)[kArgPathSize], int i) {
+  StrCopy(dst, Arg(i));
+}
+
+// The Progress window and the Working dialog take their captions from the
+// message table, as every dialog does.
+void AppLoadWindowTexts(WINDOW win, int resourceId) {
+  if (resourceId == kWorkProgressRes)
+    DlgLoadTexts(win, TextTableProgress);
+  else if (resourceId == kWorkWorkingRes)
+    DlgLoadTexts(win, TextTableWorking);
+}
+
+// Whenever a window of the program takes the focus the current folder goes
+// back to where the program started: choosers move it, and every default
+// path is relative to it.
+void AppFocusHook(WINDOW) {
+  xvt_fsys_set_dir_startup();
+  DbSwitch(AppName);
+}
+
+bool IsFolder(const char *stored) {
+  std::string real;
+  struct stat st;
+  return PlatRealPath(stored, real) && stat(real.c_str(), &st) == 0 &&
+         S_ISDIR(st.st_mode);
+}
+
+void VerbRun() {
+  TakeArg(LogPath, 2);
+  RunLanguage = atoi(Arg(3));
+  RunRemedyLog[0] = RunAuthorLog[0] = '\0';
+  if (ArgCount > 4 && strcmp(Arg(4), "null") != 0)
+    TakeArg(RunRemedyLog, 4);
+  if (ArgCount > 5 && strcmp(Arg(5), "null") != 0)
+    TakeArg(RunAuthorLog, 5);
+  if (ArgCount > 6 && strcmp(Arg(6), "null") != 0)
+    TakeArg(RunAbbrevFile, 6);
+  RunExtract = 0;
+  if (ArgCount > 7 &&
+      (strcmp(Arg(7), "yes") == 0 || strcmp(Arg(7), "YES") == 0))
+    RunExtract = 1;
+  NotAvailable("The log run (/RUN)");
+  AppTerminate();
+}
+
+} // namespace
+
+const char *AppHelpText() {
+  static char text[2048];
+  if (text[0] == '\0')
+    for (const char *line : kHelpLines)
+      StrAppend(text, line);
+  return text;
+}
+
+void AppTerminate() {
+  if (AppTerminated)
+    return;
+  AppTerminated = true;
+  if (MsgTable != 0) {
+    DbCloseFile(MsgTable);
+    MsgTable = 0;
+  }
+  DbTerminate(AppName);
+  xvtv_app_destroy();
+}
+
+void AppInitialize() {
+  LogPath[0] = RunRemedyLog[0] = RunAuthorLog[0] = RunAbbrevFile[0] = '\0';
+  CustomListDialog = TransferDialog = NULL_WIN;
+  xvt_win_set_cursor(TASK_WIN, CURSOR_WAIT);
+  xvt_win_set_doc_title(TASK_WIN, "");
+  RunExtract = 0;
+  xvt_vobj_get_client_rect(TASK_WIN, &TaskClientRect);
+
+  IniVirtualCloseHook = DbVirtualClose;
+  IniRead();
+  long extendSize = IniReadExtendSize();
+
+  if (DbInitialize(DbBuffers, DbFiles, DbSectors, AppName, LockingFile,
+                   extendSize) != 0)
+    xvt_dm_post_fatal_exit("Can't initialize Databases manager ( H-%d ) ",
+                           OrvixError);
+
+  MsgTable = MsgOpen(MessageCatalogName, 1, 1);
+  if (OrvixError != 0)
+    xvt_dm_post_fatal_exit(
+        "Can't open Messages table '%s' ( see orvix.ini ) ( H-%d ) ",
+        MessageCatalogName, OrvixError);
+
+  // From here on every text comes from the message table.
+  WorkMessage = MsgText;
+  WorkLoadTexts = AppLoadWindowTexts;
+  AppLoadMenuTexts();
+
+  char caption[150];
+  StrFormat(caption, MsgText(3000), kAppVersion, kAppPlatform);
+  xvt_win_set_doc_title(TASK_WIN, caption);
+
+  xvt_menu_set_item_enabled(TASK_WIN, kMenuUpdate, true);
+  xvt_menu_update(TASK_WIN);
+  xvt_win_set_cursor(TASK_WIN, CURSOR_ARROW);
+}
+
+void AppDispatchCommandLine() {
+  if (ArgCount == 1 || IniOnCommandLine) {
+    NotAvailable("The repertory chooser");
+    return;
+  }
+  const char *verb = ArgValues[1];
+  if (strcmp(verb, "/?") == 0) {
+    xvt_dm_post_message("Mantrel", AppHelpText());
+    AppTerminate();
+    return;
+  }
+  if (strcmp(verb, "/BACKUP") == 0) {
+    NotAvailable("The backup window (/BACKUP)");
+    return;
+  }
+  if (strcmp(verb, "/AUTREM") == 0) {
+    TakeArg(RunRemedyLog, 2);
+    TakeArg(RunAuthorLog, 3);
+    NotAvailable("Loading user-defined remedies and authors (/AUTREM)");
+    AppTerminate();
+    return;
+  }
+  if (strcmp(verb, "/BUILD") == 0) {
+    TakeArg(LogPath, 2);
+    NotAvailable("Rebuilding a list of tables (/BUILD)");
+    AppTerminate();
+    return;
+  }
+  if (strcmp(verb, "/RUN") == 0) {
+    VerbRun();
+    return;
+  }
+  if (strcmp(verb, "/NOTES") == 0) {
+    TakeArg(NotesFolder, 2);
+    TakeArg(NotesFile, 3);
+    NotAvailable("The notes upload (/NOTES)");
+    AppTerminate();
+    return;
+  }
+  if (strcmp(verb, "/UPGRADERESET") == 0 || strcmp(verb, "/UPGRADE") == 0 ||
+      strcmp(verb, "/UPGRADEASSOC") == 0) {
+    TakeArg(UpgradeLog, 2);
+    NotAvailable("The transfer to a new repertory (/UPGRADE...)");
+    AppTerminate();
+    return;
+  }
+  // A sole word that is no verb names the new network base: any word without
+  // a slash in front, or an existing absolute folder of this system.
+  if (ArgCount == 2 && (verb[0] != '/' || IsFolder(verb))) {
+    NotAvailable("The network localization");
+    AppTerminate();
+    return;
+  }
+  // Any other word leaves the task window standing, as a person would see it.
+}
+
+long AppTaskEvent(WINDOW win, EVENT *ev) {
+  switch (ev->type) {
+  case E_CREATE:
+    AppInitialize();
+    AppDispatchCommandLine();
+    break;
+  case E_CLOSE:
+    AppTerminate();
+    break;
+  case E_COMMAND:
+    AppMenuCommand(win, ev);
+    break;
+  case E_QUIT:
+    if (ev->v.query)
+      xvt_app_allow_quit();
+    else
+      xvtv_app_destroy();
+    break;
+  default:
+    break;
+  }
+  return 0;
+}
+
+int AppMain(int argc, char **argv) {
+  // Words a person types on Linux are tested before the verb table, so that
+  // they can never be taken for a network base.
+  if (argc >= 2 &&
+      (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
+    fputs(AppHelpText(), stdout);
+    fputc('\n', stdout);
+    return 0;
+  }
+  if (argc >= 2 && strcmp(argv[1], "--version") == 0) {
+    printf("mantrel %s\n", MANTREL_VERSION);
+    return 0;
+  }
+
+  ArgCount = argc;
+  ArgValues = argv;
+  IniOnCommandLine = 0;
+  IniSetPath("orvix.ini");
+  if (ArgCount == 2) {
+    StrCopy(AppSoleArg, argv[1]);
+    DbToUpper(AppSoleArg);
+    ArgValues[1] = AppSoleArg;
+    if (strncmp(AppSoleArg, "/I", 2) == 0) {
+      IniOnCommandLine = 1;
+      IniSetPath(AppSoleArg + 2);
+      AppStartStyle = kStyleFullSize;
+    } else if (strcmp(AppSoleArg, "/BACKUP") == 0) {
+      AppStartStyle = kStyleFullSize;
+    } else {
+      AppStartStyle = kStyleIcon;
+    }
+  } else {
+    AppStartStyle = kStyleFullSize;
+  }
+  AppName = kAppName;
+  XvtFocusHook = AppFocusHook;
+  xvt_vobj_set_attr(NULL_WIN, ATTR_TASKWIN_START_STYLE, AppStartStyle);
+  XvtFatalHook = [] {
+    // A fatal box ends the process: close what is open first.
+    if (!AppTerminated) {
+      AppTerminated = true;
+      if (MsgTable != 0)
+        DbCloseFile(MsgTable);
+      DbTerminate(AppName);
+    }
+  };
+
+  XVT_CONFIG config{kMenuBarResource, "x_mantre", "Document Title",
+                    "Task Window"};
+  RegisterMenuResource();
+  xvt_app_create(argc, ArgValues, 0, AppTaskEvent, &config);
+  return 0;
+}

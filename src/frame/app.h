@@ -1,5 +1,54 @@
-// The process entry and the one ordered exit.
+// The spine of the program: the process entry, the start sequence that runs
+// in the create event of the task window, the command-line verbs, and the one
+// ordered exit.
 #pragma once
 
+#include "platform/xvt.h"
+#include "store/store.h"
+
+#include <cstdint>
+
+inline constexpr const char *kAppName = "A-Mantrel";
+inline constexpr const char *kAppVersion = "10.5";
+inline constexpr const char *kAppPlatform = "Windows";
+
+// Start styles of the task window: full size, or an icon for a one-word verb
+// that needs no dialog.
+inline constexpr long kStyleFullSize = 4239; // 0x108F
+inline constexpr long kStyleIcon = 399;      // 0x18F
+
+inline constexpr int kArgPathSize = 256;
+
+extern int ArgCount;
+extern char **ArgValues;
+extern const char *AppName;
+extern RCT TaskClientRect;
+extern long AppStartStyle;
+
+// What the verbs hand to their drivers.
+extern char LogPath[kArgPathSize];
+extern char RunRemedyLog[kArgPathSize];
+extern char RunAuthorLog[kArgPathSize];
+extern char RunAbbrevFile[kArgPathSize];
+extern int32_t RunLanguage;
+extern int32_t RunExtract;
+extern char NotesFolder[kArgPathSize];
+extern char NotesFile[kArgPathSize];
+extern char UpgradeLog[kArgPathSize];
+extern char UpgradeOldAbbrev[kArgPathSize];
+extern char UpgradeNewAbbrev[kArgPathSize];
+extern char UpgradeAssocTable[kArgPathSize];
+extern WINDOW CustomListDialog;
+extern WINDOW TransferDialog;
+
+// The text of "/?", built once.
+const char *AppHelpText();
+
 int AppMain(int argc, char **argv);
+long AppTaskEvent(WINDOW win, EVENT *ev);
+void AppInitialize();
+// Closes the message table, terminates the store and ends the event loop.
+// Nothing may follow it in the caller.
 void AppTerminate();
+// The dispatch of the command line, after the start sequence.
+void AppDispatchCommandLine();

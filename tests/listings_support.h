@@ -1,0 +1,105 @@
+// The listing tests' world: the log folder "log" with two logs of the
+// sample entries, the symptom table of the current repertory, the scripted
+// toolkit, and a viewer that notes what it was asked to show.
+#pragma once
+
+#include "frame/chooser.h"
+#include "frame/work.h"
+#include "listings/listings.h"
+#include "listings/statistics.h"
+#include "logtext_support.h"
+#include "platform/paths.h"
+#include "platform/process.h"
+#include "platform/xvt_model.h"
+
+#include <chrono>
+#include <fstream>
+#include <sys/stat.h>
+#include <thread>
+
+class ListingsTest : public LogTextTest {
+protected:
+  void SetUp() override {
+    LogTextTest::SetUp();
+    XvtReset();
+    setenv("MANTREL_UI", "scripted", 1);
+    unsetenv("MANTREL_SCRIPT");
+    std::filesystem::create_directory("log");
+    StrCopy(LogFileDir, "log");
+    BuildSymptoms();
+    DbCloseFile(LogTextSymptomTable);
+    LogTextSymptomTable = 0;
+    memset(&CurrentCatalog, 0, sizeof CurrentCatalog);
+    StrCopy(CurrentCatalog.RepertoryBlock.Paths[kCatSymptom], "sym");
+    std::string viewer = (root_ / "viewer.sh").string();
+    std::ofstream(viewer) << "#!/bin/sh\necho \"$1\" >> '"
+                          << (root_ / "viewed.txt").string() << "'\n";
+    chmod(viewer.c_str(), 0755);
+    StrCopy(PlatViewerProgram, viewer.c_str());
+    StrCopy(LogPath, "log\\SALM");
+  }
+  void TearDown() override {
+    XvtReset();
+    unsetenv("MANTREL_UI");
+    unsetenv("MANTREL_SCRIPT");
+    PlatViewerProgram[0] = '\0';
+    PlatReapChildren();
+    LogTextTest::TearDown();
+  }
+
+  // The lines become the script of the next backend start.
+  void Script(const std::string &text) {
+    std::string path = (root_ / "script.txt").string();
+    std::ofstream(path) << text;
+    setenv("MANTREL_SCRIPT", path.c_str(), 1);
+    XvtReset();
+  }
+
+  // The samples as the log `base`: numbers from 1; with `spread`, entry n
+  // falls on the sample day minus one, the day, or the day after (n % 3 =
+  // 1, 2, 0), at second n, by user n % 4.
+  void MakeLog(const char *base, bool spread) {
+    TblHandle h = TblCreateRlog(base, 0, 1, 3);
+    ASSERT_NE(h, 0) << OrvixError;
+    static char buffer[kLogTextSize];
+    int32_t n = 1;
+    for (const SampleEntry &s : SampleEntries()) {
+      LogEntry e;
+      FillEntry(&e, buffer, s, n);
+      if (spread) {
+        e.date = static_cast<uint32_t>(SampleDate() + DayOffset(n));
+        e.time = static_cast<uint32_t>(n);
+        e.tag = static_cast<uint8_t>(n % 4);
+      }
+      ASSERT_EQ(TblSaveRlog(h, &e, kSaveAdd), 0) << n;
+      ++n;
+    }
+    DbCloseFile(h);
+  }
+  static int DayOffset(int n) { return n % 3 == 1 ? -1 : n % 3 == 2 ? 0 : 1; }
+
+  // The log numbers in the footers of a listing, in order.
+  static std::vector<int> Numbers(const std::string &listing) {
+    std::vector<int> out;
+    const std::string label = "Log entry number: ";
+    for (size_t at = listing.find(label); at != std::string::npos;
+         at = listing.find(label, at + 1))
+      out.push_back(atoi(listing.c_str() + at + label.size()));
+    return out;
+  }
+
+  // The paths the viewer was started on, once it has had time to run.
+  std::string Viewed(size_t lines) {
+    std::string got;
+    for (int i = 0; i < 300; ++i) {
+      got = Slurp("viewed.txt");
+      if (static_cast<size_t>(std::count(got.begin(), got.end(), '\n')) >=
+          lines)
+        break;
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return got;
+  }
+
+  std::string Abs(const char *name) const { return (root_ / name).string(); }
+};
