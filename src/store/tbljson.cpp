@@ -1493,7 +1493,10 @@ int WalkKey(const TjFamily *fam, TblHandle h, const KeyFields &kf,
     mode = forward ? kFindNext : kFindPrev;
     const uint8_t *cur = rec.bytes.data();
     if (havePrev) {
+      // Equal key fields are ordered by the primary key.
       int c = CompareKey(kf, prev.data(), cur);
+      if (c == 0 && !kf.key->unique)
+        c = CompareKey(primary, prev.data(), cur);
       if (!forward)
         c = -c;
       bool bad = c > 0 || (c == 0 && kf.key->unique);
@@ -1505,6 +1508,7 @@ int WalkKey(const TjFamily *fam, TblHandle h, const KeyFields &kf,
         ++log.total;
     }
     CopyKeyFields(kf, cur, prev.data());
+    CopyKeyFields(primary, cur, prev.data());
     havePrev = true;
     blobs.push_back(KeyBlob(primary, cur));
     if (blobs.size() > 100000000)
