@@ -181,8 +181,8 @@ TEST_F(TbltoolCheck, ToolRoundTripsAndReportsThroughItsExitCode) {
 
   // A faulty line on standard input: exit 1, the reason, and no table.
   EXPECT_EQ(Shell("printf '{\"Id\":1}\\n{\"Id\":2,\"Note\":1}\\n' | " + Tool() +
-                    " load histoid other 2>&1",
-                &out),
+                      " load histoid other 2>&1",
+                  &out),
             1);
   EXPECT_NE(out.find("line 2:"), std::string::npos) << out;
   EXPECT_FALSE(std::filesystem::exists(root_ / "other.dat"));
