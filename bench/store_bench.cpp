@@ -1,0 +1,510 @@
+// How fast the store serves a repertory of the size people use: builds a
+// Symptom table of 250,000 symptoms in a scratch folder (a tree of up to six
+// levels in book order, texts from a repertory-like vocabulary, 10 to 40
+// remedies each), times the operations a log run and the main screens lean
+// on, prints a table, and removes its files.
+//
+//   store_bench [--count N] [--finds N] [--saves N] [--inserts N]
+//
+// Build in Release for figures worth quoting; docs/performance.md holds them.
+#include "platform/strutil.h"
+#include "store/store.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double Seconds(Clock::time_point from) {
+  return std::chrono::duration<double>(Clock::now() - from).count();
+}
+
+double CpuNow() {
+  timespec ts;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
+  return static_cast<double>(ts.tv_sec) + ts.tv_nsec * 1e-9;
+}
+
+// Wall-clock and process CPU time of a stretch of work. On a shared machine
+// the CPU time is the steadier figure.
+struct Timer {
+  double wall = 0, cpu = 0;
+  Clock::time_point w0;
+  double c0 = 0;
+  void Start() {
+    w0 = Clock::now();
+    c0 = CpuNow();
+  }
+  void Stop() {
+    cpu += CpuNow() - c0;
+    wall += Seconds(w0);
+  }
+};
+
+// Words of a repertory, in both languages, accents included (code page 1252).
+const char *const kWords1[] = {"Angst",
+                               "Furcht",
+                               "Schmerz",
+                               "Kopf",
+                               "Stirn",
+                               "nachts",
+                               "morgens",
+                               "abends",
+                               "nach",
+                               "vor",
+                               "beim",
+                               "Essen",
+                               "Gehen",
+                               "Liegen",
+                               "Sitzen",
+                               "K\xe4lte",
+                               "W\xe4rme",
+                               "Wind",
+                               "Zorn",
+                               "Trauer",
+                               "Weinen",
+                               "Lachen",
+                               "Husten",
+                               "Brust",
+                               "Magen",
+                               "\xdc"
+                               "belkeit",
+                               "Erbrechen",
+                               "Durst",
+                               "Schwei\xdf",
+                               "Fieber",
+                               "Frost",
+                               "Hitze",
+                               "links",
+                               "rechts",
+                               "stechend",
+                               "dr\xfc"
+                               "ckend",
+                               "brennend",
+                               "ziehend",
+                               "Ohnmacht",
+                               "Schwindel",
+                               "Gem\xfct",
+                               "Tod",
+                               "Dunkelheit",
+                               "Gewitter",
+                               "allein",
+                               "Menschen",
+                               "Gesellschaft",
+                               "Ger\xe4usch"};
+const char *const kWords2[] = {
+    "anxiety",  "fear",         "pain",     "head",     "forehead",  "night",
+    "morning",  "evening",      "after",    "before",   "during",    "eating",
+    "walking",  "lying",        "sitting",  "cold",     "heat",      "wind",
+    "anger",    "grief",        "weeping",  "laughing", "cough",     "chest",
+    "stomach",  "nausea",       "vomiting", "thirst",   "sweat",     "fever",
+    "chill",    "warmth",       "left",     "right",    "stitching", "pressing",
+    "burning",  "drawing",      "fainting", "vertigo",  "mind",      "death",
+    "darkness", "thunderstorm", "alone",    "people",   "company",   "noise"};
+constexpr int kWordCount = static_cast<int>(sizeof kWords1 / sizeof *kWords1);
+static_assert(sizeof kWords2 / sizeof *kWords2 ==
+              sizeof kWords1 / sizeof *kWords1);
+
+std::mt19937 gRandom(20240611);
+
+int Pick(int lo, int hi) {
+  return std::uniform_int_distribution<int>(lo, hi)(gRandom);
+}
+
+void MakeText(char *t1, size_t cap1, char *t2, size_t cap2) {
+  int n = Pick(1, 5);
+  t1[0] = t2[0] = '\0';
+  for (int i = 0; i < n; ++i) {
+    int w = Pick(0, kWordCount - 1);
+    if (i > 0) {
+      StrAppend(t1, cap1, " ");
+      StrAppend(t2, cap2, " ");
+    }
+    StrAppend(t1, cap1, kWords1[w]);
+    StrAppend(t2, cap2, kWords2[w]);
+  }
+}
+
+void MakeRemedies(std::vector<SymptomRemedy> &arr) {
+  int n = Pick(10, 40);
+  std::vector<int> ids;
+  while (static_cast<int>(ids.size()) < n) {
+    int id = Pick(1, 3000);
+    if (std::find(ids.begin(), ids.end(), id) == ids.end())
+      ids.push_back(id);
+  }
+  std::sort(ids.begin(), ids.end());
+  arr.clear();
+  for (int i = 0; i < n; ++i)
+    arr.push_back(SymptomRemedy{static_cast<uint16_t>(ids[i]),
+                                static_cast<uint8_t>(Pick(1, 4)),
+                                static_cast<uint16_t>(Pick(1, 900)), 1});
+  arr.push_back(SymptomRemedy{0, 0, 0, 0xffff});
+}
+
+struct Numbered {
+  uint32_t num;
+  uint16_t sub;
+};
+
+// One symptom as generated, before it goes into a record: the timed loops
+// then only copy it, so the figures are the store's.
+struct Planned {
+  Numbered at, parent;
+  uint8_t level, chapter;
+  int32_t uniqueId;
+  char text1[101], text2[101];
+  std::string crossRef1, synonym1;
+  std::vector<SymptomRemedy> remedies; // with the terminator
+};
+
+// The tree, in book order: a symptom's descendants follow it, and a block
+// (one Num) holds up to 1000 symptoms. Index i holds UniqueId i + 1.
+std::vector<Planned> Plan(int count) {
+  std::vector<Planned> plan(static_cast<size_t>(count));
+  Numbered stack[8] = {};
+  int level = 0;
+  int chapters = 40, perChapter = std::max(1, count / chapters);
+  for (int i = 0; i < count; ++i) {
+    // A chapter head every perChapter symptoms; else deeper, a sibling, or
+    // back up, within six levels.
+    int next;
+    if (i % perChapter == 0)
+      next = 1;
+    else {
+      int r = Pick(0, 99);
+      next = r < 45 ? level + 1 : r < 80 ? level : Pick(2, std::max(2, level));
+      next = std::clamp(next, 2, 6);
+    }
+    Planned &p = plan[static_cast<size_t>(i)];
+    p.at = Numbered{static_cast<uint32_t>(i / 1000 + 1),
+                    static_cast<uint16_t>(i % 1000)};
+    p.parent = next > 1 ? stack[next - 1] : Numbered{0, 0};
+    p.level = static_cast<uint8_t>(next);
+    p.chapter = static_cast<uint8_t>(i / perChapter + 1);
+    p.uniqueId = i + 1;
+    MakeText(p.text1, sizeof p.text1, p.text2, sizeof p.text2);
+    char buf[256];
+    if (Pick(0, 19) == 0) {
+      StrFormat(buf, "2%s - %s / 3%s", kWords1[Pick(0, 9)],
+                kWords1[Pick(10, 19)], kWords1[Pick(20, 29)]);
+      p.crossRef1 = buf;
+    }
+    if (Pick(0, 29) == 0) {
+      StrFormat(buf, "(= %s)", kWords1[Pick(0, kWordCount - 1)]);
+      p.synonym1 = buf;
+    }
+    MakeRemedies(p.remedies);
+    stack[next] = p.at;
+    level = next;
+  }
+  return plan;
+}
+
+Symptom gSym;
+
+void ClearSym() {
+  SymptomRemedy *arr = gSym.Remedies;
+  memset(static_cast<void *>(&gSym), 0, sizeof gSym);
+  gSym.Remedies = arr;
+  gSym.CursorState = 0xff;
+}
+
+bool Check(int err, const char *what) {
+  if (err == 0)
+    return true;
+  fprintf(stderr, "store_bench: %s failed (%d)\n", what, OrvixError);
+  return false;
+}
+
+struct Row {
+  const char *what;
+  long count;
+  Timer time;
+  const char *target;
+};
+std::vector<Row> gRows;
+
+void Report(const char *what, long count, const Timer &t, const char *target) {
+  gRows.push_back(Row{what, count, t, target});
+  fprintf(stderr, "  %s: %ld in %.3f s (CPU %.3f s)\n", what, count, t.wall,
+          t.cpu);
+}
+
+// The best of `tries` opens of a table with a valid index.
+bool TimeOpen(const char *path, int tries, Timer &best) {
+  best.wall = best.cpu = 1e9;
+  for (int i = 0; i < tries; ++i) {
+    Timer t;
+    t.Start();
+    TblHandle h = TblOpenSymptom(path, 1, 1);
+    t.Stop();
+    if (h == 0 || DbCloseFile(h) != 0)
+      return Check(1, "open");
+    best.wall = std::min(best.wall, t.wall);
+    best.cpu = std::min(best.cpu, t.cpu);
+  }
+  return true;
+}
+
+void Fill(const Planned &p) {
+  ClearSym();
+  gSym.Num = p.at.num;
+  gSym.Sub = p.at.sub;
+  gSym.ParentNum = p.parent.num;
+  gSym.ParentSub = p.parent.sub;
+  gSym.Level = p.level;
+  gSym.Chapter = p.chapter;
+  gSym.UniqueId = p.uniqueId;
+  StrCopy(gSym.Text1, p.text1);
+  StrCopy(gSym.Text2, p.text2);
+  StrCopy(gSym.CrossRef1, p.crossRef1.c_str());
+  StrCopy(gSym.Synonym1, p.synonym1.c_str());
+  gSym.RemedyCount = static_cast<uint16_t>(p.remedies.size() - 1);
+  std::copy(p.remedies.begin(), p.remedies.end(), gSym.Remedies);
+}
+
+// Builds the table; answers false on a store failure.
+bool Build(const char *path, const std::vector<Planned> &plan) {
+  TblHandle h = TblCreateSymptom(path, 1, 1);
+  if (h == 0)
+    return Check(1, "create");
+  Timer t;
+  t.Start();
+  for (const Planned &p : plan) {
+    Fill(p);
+    if (!Check(TblSaveSymptom(h, &gSym, kSaveAdd), "insert while building"))
+      return false;
+  }
+  t.Stop();
+  Report("insert while building (mode 1)", static_cast<long>(plan.size()), t,
+         "");
+  t = Timer();
+  t.Start();
+  int err = DbCloseFile(h);
+  t.Stop();
+  if (!Check(err, "close after building"))
+    return false;
+  Report("close after building (index written)", 1, t, "");
+  return true;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+  int count = 250000;
+  long finds = 500000, saves = 100000, inserts = 20000;
+  for (int i = 1; i + 1 < argc; i += 2) {
+    long v = strtol(argv[i + 1], nullptr, 10);
+    if (strcmp(argv[i], "--count") == 0)
+      count = static_cast<int>(std::clamp(v, 100L, 5000000L));
+    else if (strcmp(argv[i], "--finds") == 0)
+      finds = std::max(v, 1L);
+    else if (strcmp(argv[i], "--saves") == 0)
+      saves = std::max(v, 1L);
+    else if (strcmp(argv[i], "--inserts") == 0)
+      inserts = std::max(v, 1L);
+    else {
+      fprintf(stderr, "usage: store_bench [--count N] [--finds N] "
+                      "[--saves N] [--inserts N]\n");
+      return 2;
+    }
+  }
+  saves = std::min<long>(saves, count);
+
+  char dir[] = "/tmp/mantrel-bench-XXXXXX";
+  if (mkdtemp(dir) == nullptr) {
+    perror("store_bench: mkdtemp");
+    return 1;
+  }
+  char path[256];
+  StrFormat(path, "%s/symptom", dir);
+  if (DbInitialize(50, 90, 4, "A-Mantrel", "", 0) != 0)
+    return 1;
+  gSym.Remedies = TblAllocSymptomRemed(64);
+  gSym.CursorState = 0xff;
+  int rc = 1;
+  fprintf(stderr, "planning %d symptoms\n", count);
+  std::vector<Planned> plan = Plan(count);
+  fprintf(stderr, "building them in %s\n", dir);
+  do {
+    if (!Build(path, plan))
+      break;
+
+    Timer t;
+    if (!TimeOpen(path, 5, t))
+      break;
+    Report("open with a valid index (best of 5)", 1, t, "< 100 ms");
+    TblHandle h = TblOpenSymptom(path, 1, 1);
+    if (!Check(h == 0, "open"))
+      break;
+
+    // Find equal by key 0 and by key 8, at random.
+    std::vector<uint32_t> picks(static_cast<size_t>(finds));
+    for (auto &p : picks)
+      p = static_cast<uint32_t>(Pick(0, count - 1));
+    bool ok = true;
+    t = Timer();
+    t.Start();
+    for (uint32_t p : picks) {
+      gSym.Num = plan[p].at.num;
+      gSym.Sub = plan[p].at.sub;
+      if (TblFindFullSymptom(h, &gSym, 0, kFindEqual) != 0) {
+        ok = Check(1, "find by key 0");
+        break;
+      }
+    }
+    t.Stop();
+    if (!ok)
+      break;
+    Report("find equal, key 0 (Num, Sub)", finds, t, ">= 500,000 /s");
+    t = Timer();
+    t.Start();
+    for (uint32_t p : picks) {
+      gSym.UniqueId = static_cast<int32_t>(p + 1);
+      if (TblFindFullSymptom(h, &gSym, 8, kFindEqual) != 0) {
+        ok = Check(1, "find by key 8");
+        break;
+      }
+    }
+    t.Stop();
+    if (!ok)
+      break;
+    Report("find equal, key 8 (UniqueId)", finds, t, ">= 500,000 /s");
+
+    // Step through the whole table by key 1 (siblings by text).
+    long steps = 0;
+    t = Timer();
+    t.Start();
+    int mode = kFindFirst;
+    while (TblFindFullSymptom(h, &gSym, 1, mode) == 0) {
+      mode = kFindNext;
+      ++steps;
+    }
+    t.Stop();
+    if (OrvixError != kErrEnd || steps != count) {
+      fprintf(stderr, "store_bench: the key 1 walk saw %ld of %d\n", steps,
+              count);
+      break;
+    }
+    Report("step by key 1 (mode 2)", steps, t, ">= 500,000 /s");
+
+    // Save mode 2 that changes Sub: renumbering. Each record moves once, to
+    // a Sub above every Sub of the build, so no key is taken twice.
+    std::vector<uint32_t> order(static_cast<size_t>(count));
+    for (uint32_t i = 0; i < order.size(); ++i)
+      order[i] = i;
+    std::shuffle(order.begin(), order.end(), gRandom);
+    // The finds that make each record current are timed alone first, over
+    // the same records, and taken off the loop's time.
+    Timer findsOnly;
+    findsOnly.Start();
+    for (long i = 0; i < saves && ok; ++i) {
+      uint32_t p = order[static_cast<size_t>(i)];
+      gSym.Num = plan[p].at.num;
+      gSym.Sub = plan[p].at.sub;
+      ok = Check(TblFindFullSymptom(h, &gSym, 0, kFindEqual), "find");
+    }
+    findsOnly.Stop();
+    t = Timer();
+    t.Start();
+    for (long i = 0; i < saves && ok; ++i) {
+      uint32_t p = order[static_cast<size_t>(i)];
+      gSym.Num = plan[p].at.num;
+      gSym.Sub = plan[p].at.sub;
+      if (TblFindFullSymptom(h, &gSym, 0, kFindEqual) != 0) {
+        ok = Check(1, "find before save");
+        break;
+      }
+      gSym.Sub = static_cast<uint16_t>(gSym.Sub + 1000);
+      ok = Check(TblSaveSymptom(h, &gSym, kSaveReplace), "save mode 2");
+      plan[p].at.sub = gSym.Sub;
+    }
+    t.Stop();
+    t.wall = std::max(t.wall - findsOnly.wall, 1e-9);
+    t.cpu = std::max(t.cpu - findsOnly.cpu, 1e-9);
+    if (!ok)
+      break;
+    Report("save mode 2 changing Sub", saves, t, ">= 100,000 /s");
+
+    // Insert new symptoms behind the last block, as children of the first
+    // chapter.
+    std::vector<Planned> more = Plan(static_cast<int>(inserts));
+    uint32_t num = static_cast<uint32_t>(count / 1000 + 2);
+    for (size_t i = 0; i < more.size(); ++i) {
+      more[i].at.num = num + static_cast<uint32_t>(i / 1000);
+      more[i].parent = Numbered{1, 0};
+      more[i].level = 2;
+      more[i].uniqueId = count + 1 + static_cast<int32_t>(i);
+    }
+    t = Timer();
+    t.Start();
+    for (const Planned &p : more) {
+      Fill(p);
+      if (!(ok = Check(TblSaveSymptom(h, &gSym, kSaveAdd), "insert")))
+        break;
+    }
+    t.Stop();
+    if (!ok)
+      break;
+    Report("insert (mode 1) into the full table", inserts, t, ">= 100,000 /s");
+
+    t = Timer();
+    t.Start();
+    int err = DbCloseFile(h);
+    t.Stop();
+    if (!Check(err, "close after changes"))
+      break;
+    Report("close after changes (index written)", 1, t, "");
+
+    t = Timer();
+    t.Start();
+    err = TblRebuildSymptom(path, 0, 1);
+    t.Stop();
+    if (!Check(err, "rebuild"))
+      break;
+    Report("index rebuild", 1, t, "< 1 s");
+
+    if (!TimeOpen(path, 3, t))
+      break;
+    Report("open after rebuild (best of 3)", 1, t, "< 100 ms");
+    rc = 0;
+  } while (false);
+
+  std::error_code ec;
+  long long bytes = 0;
+  for (const auto &e : std::filesystem::directory_iterator(dir, ec))
+    bytes += static_cast<long long>(std::filesystem::file_size(e.path(), ec));
+  TblFreeSymptomRemed(&gSym);
+  DbTerminate("A-Mantrel");
+  std::filesystem::remove_all(dir, ec);
+
+  printf("| Operation | Count | Wall s | CPU s | Rate (CPU) | Rate (wall) "
+         "| Target |\n");
+  printf("|---|---:|---:|---:|---:|---:|---|\n");
+  for (const Row &r : gRows) {
+    char cpu[64], wall[64];
+    if (r.count > 1) {
+      StrFormat(cpu, "%.0f /s", r.count / std::max(r.time.cpu, 1e-9));
+      StrFormat(wall, "%.0f /s", r.count / std::max(r.time.wall, 1e-9));
+    } else {
+      StrFormat(cpu, "%.1f ms", r.time.cpu * 1000);
+      StrFormat(wall, "%.1f ms", r.time.wall * 1000);
+    }
+    printf("| %s | %ld | %.3f | %.3f | %s | %s | %s |\n", r.what, r.count,
+           r.time.wall, r.time.cpu, cpu, wall, r.target);
+  }
+  printf("\nsymptoms %d, files at the end %lld bytes\n", count, bytes);
+  return rc;
+}
