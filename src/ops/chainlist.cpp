@@ -1,0 +1,194 @@
+// The sorted insert, written once for the three chained lists. A small
+// traits struct per record type says how to find, save and compare; the
+// walk and the split are the same for all.
+#include "ops/chainlist.h"
+
+#include <cstring>
+
+namespace {
+
+struct ExtractTraits {
+  using Rec = Extract;
+  using Entry = ExtractEntry;
+  static int Find(TblHandle h, Rec *r, int mode) {
+    return TblFindFullExtract(h, r, 0, mode, nullptr);
+  }
+  static int Save(TblHandle h, Rec *r, int mode) {
+    return TblSaveExtract(h, r, mode);
+  }
+  static bool SameKey(const Rec &a, const Rec &b) {
+    return a.RemedyId == b.RemedyId;
+  }
+  static void CopyKey(Rec *dst, const Rec &src) {
+    dst->RemedyId = src.RemedyId;
+  }
+  static bool IsEnd(const Entry &e) { return TblIsLastExtractSymptom(&e) == 2; }
+  static Entry Terminator() { return ChainExtractTerminator(); }
+};
+
+struct ExSpTraits {
+  using Rec = ExSp;
+  using Entry = ExSpEntry;
+  static int Find(TblHandle h, Rec *r, int mode) {
+    return TblFindFullExSp(h, r, 0, mode, nullptr);
+  }
+  static int Save(TblHandle h, Rec *r, int mode) {
+    return TblSaveExSp(h, r, mode);
+  }
+  static bool SameKey(const Rec &a, const Rec &b) {
+    return a.Num == b.Num && a.Sub == b.Sub && a.Direction == b.Direction;
+  }
+  static void CopyKey(Rec *dst, const Rec &src) {
+    dst->Num = src.Num;
+    dst->Sub = src.Sub;
+    dst->Direction = src.Direction;
+  }
+  static bool IsEnd(const Entry &e) { return TblIsLastExSpSymptom(&e) == 2; }
+  static Entry Terminator() { return ChainExSpTerminator(); }
+};
+
+struct WordTraits {
+  using Rec = Word;
+  using Entry = WordEntry;
+  static int Find(TblHandle h, Rec *r, int mode) {
+    return TblFindFullWord(h, r, 0, mode, nullptr);
+  }
+  static int Save(TblHandle h, Rec *r, int mode) {
+    return TblSaveWord(h, r, mode);
+  }
+  static bool SameKey(const Rec &a, const Rec &b) {
+    return strncmp(a.Text, b.Text, sizeof a.Text) == 0;
+  }
+  static void CopyKey(Rec *dst, const Rec &src) {
+    memcpy(dst->Text, src.Text, sizeof dst->Text);
+  }
+  static bool IsEnd(const Entry &e) { return TblIsLastWordSymptom(&e) == 2; }
+  static Entry Terminator() { return ChainWordTerminator(); }
+};
+
+template <class E> bool Before(const E &a, const E &b) {
+  return a.Num < b.Num || (a.Num == b.Num && a.Sub < b.Sub);
+}
+
+template <class T> int Count(const typename T::Rec &rec) {
+  int n = 0;
+  while (n < kListEntries - 1 && !T::IsEnd(rec.Entries[n]))
+    ++n;
+  return n;
+}
+
+// Finds the record of rec's key at `seq` and makes it the current one.
+template <class T> int FindAt(TblHandle h, typename T::Rec *rec, int seq) {
+  rec->Seq = static_cast<uint8_t>(seq);
+  return T::Find(h, rec, kFindEqual) != 0 || OrvixError != 0;
+}
+
+template <class T>
+int Insert(TblHandle h, typename T::Rec *rec, const typename T::Entry &entry) {
+  using Rec = typename T::Rec;
+  using Entry = typename T::Entry;
+
+  // 1-2: the place is the first entry not before the new one. A record
+  // that holds none hands over to the next record of the key, unless that
+  // one starts behind the new entry: then the entry goes at this one's end.
+  int place = -1;
+  for (;;) {
+    for (int i = 0; i < kChainScanMax; ++i) {
+      if (T::IsEnd(rec->Entries[i]))
+        break;
+      if (!Before(rec->Entries[i], entry)) {
+        place = i;
+        break;
+      }
+    }
+    if (place >= 0)
+      break;
+    static Rec next; // big records stay off the stack
+    next = *rec;
+    int seq = rec->Seq;
+    T::Find(h, &next, kFindNext);
+    if (OrvixError == 0 && T::SameKey(next, *rec) &&
+        !(next.Entries[0].Num > entry.Num)) {
+      *rec = next;
+      continue;
+    }
+    if (FindAt<T>(h, rec, seq))
+      return 1;
+    place = Count<T>(*rec);
+    break;
+  }
+
+  // 3: room in the record.
+  int count = Count<T>(*rec);
+  if (count < kChainSplitAt) {
+    memmove(&rec->Entries[place + 1], &rec->Entries[place],
+            sizeof(Entry) * (count - place + 1));
+    rec->Entries[place] = entry;
+    return T::Save(h, rec, kSaveReplace) != 0 || OrvixError != 0;
+  }
+
+  // 4: split. The records behind move up by one Seq, from the last down.
+  int seq = rec->Seq;
+  static Rec probe;
+  probe = *rec;
+  int last = seq;
+  while (T::Find(h, &probe, kFindNext) == 0 && OrvixError == 0 &&
+         T::SameKey(probe, *rec))
+    last = probe.Seq;
+  for (int s = last; s > seq; --s) {
+    T::CopyKey(&probe, *rec);
+    if (FindAt<T>(h, &probe, s))
+      return 1;
+    probe.Seq = static_cast<uint8_t>(s + 1);
+    if (T::Save(h, &probe, kSaveReplace) != 0 || OrvixError != 0)
+      return 1;
+  }
+  if (FindAt<T>(h, rec, seq))
+    return 1;
+  // The tail of the full record, from the place on, becomes Seq + 1.
+  probe = *rec;
+  memmove(&probe.Entries[0], &rec->Entries[place],
+          sizeof(Entry) * (count - place));
+  probe.Entries[count - place] = T::Terminator();
+  probe.Seq = static_cast<uint8_t>(seq + 1);
+  if (T::Save(h, &probe, kSaveAdd) != 0 || OrvixError != 0)
+    return 1;
+  // The head keeps what stood before the place, and the new entry.
+  if (FindAt<T>(h, rec, seq))
+    return 1;
+  rec->Entries[place] = entry;
+  rec->Entries[place + 1] = T::Terminator();
+  return T::Save(h, rec, kSaveReplace) != 0 || OrvixError != 0;
+}
+
+} // namespace
+
+ExtractEntry ChainExtractTerminator() {
+  return ExtractEntry{0, 0, 0, 0, 0xffff};
+}
+ExSpEntry ChainExSpTerminator() {
+  return ExSpEntry{0xffffffffu, 0xffff, 0, 0};
+}
+WordEntry ChainWordTerminator() {
+  return WordEntry{0, 0, 0, 0xffff};
+}
+
+int ChainCountExtract(const Extract &rec) {
+  return Count<ExtractTraits>(rec);
+}
+int ChainCountExSp(const ExSp &rec) {
+  return Count<ExSpTraits>(rec);
+}
+int ChainCountWord(const Word &rec) {
+  return Count<WordTraits>(rec);
+}
+
+int ChainInsertExtract(TblHandle h, Extract *rec, const ExtractEntry &entry) {
+  return Insert<ExtractTraits>(h, rec, entry);
+}
+int ChainInsertExSp(TblHandle h, ExSp *rec, const ExSpEntry &entry) {
+  return Insert<ExSpTraits>(h, rec, entry);
+}
+int ChainInsertWord(TblHandle h, Word *rec, const WordEntry &entry) {
+  return Insert<WordTraits>(h, rec, entry);
+}
