@@ -1,4 +1,6 @@
 #include "frame/app.h"
+#include "logrun/runoptions.h"
+#include "logrun/runstart.h"
 
 #include "frame/ini.h"
 #include "frame/menu.h"
@@ -117,8 +119,22 @@ void VerbRun() {
   if (ArgCount > 7 &&
       (strcmp(Arg(7), "yes") == 0 || strcmp(Arg(7), "YES") == 0))
     RunExtract = 1;
-  NotAvailable("The log run (/RUN)");
-  AppTerminate();
+  // The options of a scripted run: the log path as it stands is the base of
+  // the reports; doubled notes are cleaned, the own log is kept.
+  RunOptionsClear();
+  RunOptions.BackupRepertory = RunOptions.BackupLog = 1;
+  RunOptions.SameLanguage = 1;
+  RunOptions.AddMissing = 0;
+  RunOptions.ReplaceNotes = 0;
+  RunOptions.KeepInOwnLog = 1;
+  RunOptions.CheckDoubleNotes = 1;
+  RunOptions.IgnoreUniqueId = 0;
+  RunOptions.From = 0;
+  RunOptions.To = kRunToLast;
+  StrFormat(RunOptions.StatisticsFile, "%s.rpt", LogPath);
+  StrFormat(RunOptions.ErrorsFile, "%s.err", LogPath);
+  StrFormat(RunOptions.TextLogFile, "%s.txt", LogPath);
+  DriverRunLog(LogPath, RunLanguage);
 }
 
 } // namespace
