@@ -34,10 +34,17 @@ struct SymptomOps {
     return TblFindFullSymptom(h, r, k, m);
   }
   static int Delete(TblHandle h) { return TblDeleteSymptom(h); }
-  static void Blank(R &r) { r = MakeSymptom(0, 0, 0, 0, ""); }
+  static void Blank(R &r) {
+    SymptomRemedy *arr = r.Remedies;
+    r = MakeSymptom(0, 0, 0, 0, "");
+    r.Remedies = arr;
+    TblClearSymptom(&r);
+  }
   static void Make(R &r, int i) {
-    r = MakeSymptom(static_cast<uint32_t>(i / 3 + 1),
-                    static_cast<uint16_t>(i % 3), 0, 0, "s");
+    Blank(r);
+    r.Num = static_cast<uint32_t>(i / 3 + 1);
+    r.Sub = static_cast<uint16_t>(i % 3);
+    StrCopy(r.Text1, "s");
     StrFormat(r.CrossRef2, "ref %d", i);
   }
   static std::string Tag(const R &r) { return r.CrossRef2; }
@@ -887,6 +894,8 @@ TEST_F(StoreTest, HandlesOfOneFamilyRefuseAnother) {
   ASSERT_EQ(DbCloseFile(s), 0);
   EXPECT_EQ(TblOpenRemed("sym", 1, 1), 0);
   EXPECT_EQ(OrvixError, kErrDamaged);
+  EXPECT_EQ(TblRebuildRemed("sym", 0, 1), kErrDamaged); // not rewritten
+  EXPECT_NE(TblOpenSymptom("sym", 1, 1), 0);
 }
 
 } // namespace

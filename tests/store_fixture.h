@@ -70,3 +70,20 @@ inline Symptom MakeSymptom(uint32_t num, uint16_t sub, uint32_t pnum,
   StrCopy(s.Text1, text1);
   return s;
 }
+
+// A Symptom record that owns its remedy array: the store grows the array on
+// a read, and the record frees it when it goes. Copies get no array.
+struct SymRec : Symptom {
+  SymRec(const Symptom &o) : Symptom(o) { Remedies = nullptr; }
+  SymRec(const SymRec &o) : Symptom(o) { Remedies = nullptr; }
+  SymRec &operator=(const Symptom &o) {
+    SymptomRemedy *mine = Remedies;
+    static_cast<Symptom &>(*this) = o;
+    Remedies = mine;
+    return *this;
+  }
+  SymRec &operator=(const SymRec &o) {
+    return *this = static_cast<const Symptom &>(o);
+  }
+  ~SymRec() { TblFreeSymptomRemed(this); }
+};

@@ -33,7 +33,7 @@ protected:
   // Walks a key with mode 0 then 2 and answers the texts met.
   std::vector<std::string> Walk(int key) {
     std::vector<std::string> out;
-    Symptom s = MakeSymptom(0, 0, 0, 0, "");
+    SymRec s = MakeSymptom(0, 0, 0, 0, "");
     for (int rc = TblFindFullSymptom(h_, &s, key, kFindFirst); rc == 0;
          rc = TblFindFullSymptom(h_, &s, key, kFindNext))
       out.push_back(s.Text1);
@@ -58,7 +58,7 @@ TEST_F(SymptomTest, KeysGiveTheirOrders) {
   // Key 2 with every Num2 at 0: equal keys in book order.
   EXPECT_EQ(Walk(2), Walk(0));
   EXPECT_EQ(DbCountEntries(h_), 6);
-  Symptom s = MakeSymptom(0, 0, 0, 0, "");
+  SymRec s = MakeSymptom(0, 0, 0, 0, "");
   EXPECT_EQ(TblFindFullSymptom(h_, &s, 0, kFindLast), 0);
   EXPECT_STREQ(s.Text1, "MIND");
   EXPECT_EQ(TblFindFullSymptom(h_, &s, 0, kFindPrev), 0);
@@ -66,7 +66,7 @@ TEST_F(SymptomTest, KeysGiveTheirOrders) {
 }
 
 TEST_F(SymptomTest, EqualAndAtOrAfter) {
-  Symptom s = MakeSymptom(1, 2, 0, 0, "");
+  SymRec s = MakeSymptom(1, 2, 0, 0, "");
   ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
   EXPECT_STREQ(s.Text1, "Alpha");
   EXPECT_EQ(s.UniqueId, 12);
@@ -86,7 +86,7 @@ TEST_F(SymptomTest, EqualAndAtOrAfter) {
 }
 
 TEST_F(SymptomTest, FailedFindLeavesTheRecordAlone) {
-  Symptom s = MakeSymptom(1, 7, 1, 0, "zzz", 99);
+  SymRec s = MakeSymptom(1, 7, 1, 0, "zzz", 99);
   Symptom before = s;
   EXPECT_NE(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
   EXPECT_EQ(memcmp(&s, &before, sizeof s), 0);
@@ -103,7 +103,7 @@ TEST_F(SymptomTest, FailedFindLeavesTheRecordAlone) {
 }
 
 TEST_F(SymptomTest, FindByOneKeyStepByAnother) {
-  Symptom s = MakeSymptom(1, 0, 1, 0, "Alpha");
+  SymRec s = MakeSymptom(1, 0, 1, 0, "Alpha");
   ASSERT_EQ(TblFindFullSymptom(h_, &s, 1, kFindEqual), 0);
   EXPECT_EQ(s.Sub, 2);
   ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindNext), 0);
@@ -118,7 +118,7 @@ TEST_F(SymptomTest, FindByOneKeyStepByAnother) {
 }
 
 TEST_F(SymptomTest, FirstChildByKey4WithEmptyText) {
-  Symptom s = MakeSymptom(77, 7, 1, 0, "");
+  SymRec s = MakeSymptom(77, 7, 1, 0, "");
   ASSERT_EQ(TblFindFullSymptom(h_, &s, 4, kFindAtOrAfter), 0);
   EXPECT_STREQ(s.Text1, "beta");
   ASSERT_EQ(TblFindFullSymptom(h_, &s, 4, kFindNext), 0);
@@ -134,13 +134,13 @@ TEST_F(SymptomTest, FirstChildByKey4WithEmptyText) {
 }
 
 TEST_F(SymptomTest, ByTextIgnoresCase) {
-  Symptom s = MakeSymptom(0, 0, 1, 0, "ALPHA");
+  SymRec s = MakeSymptom(0, 0, 1, 0, "ALPHA");
   ASSERT_EQ(TblFindFullSymptomByText(h_, &s, 1, kFindEqual), 0);
   EXPECT_STREQ(s.Text1, "Alpha");
   s = MakeSymptom(0, 0, 1, 0, "BET");
   ASSERT_EQ(TblFindFullSymptomByText(h_, &s, 1, kFindAtOrAfter), 0);
   EXPECT_STREQ(s.Text1, "beta");
-  Symptom e = MakeSymptom(4, 0, 1, 0, "\xe9t\xe9"); // été
+  SymRec e = MakeSymptom(4, 0, 1, 0, "\xe9t\xe9"); // été
   ASSERT_EQ(TblSaveSymptom(h_, &e, kSaveAdd), 0);
   s = MakeSymptom(0, 0, 1, 0, "\xc9T\xc9"); // ÉTÉ
   ASSERT_EQ(TblFindFullSymptomByText(h_, &s, 1, kFindEqual), 0);
@@ -151,15 +151,15 @@ TEST_F(SymptomTest, ByTextIgnoresCase) {
 }
 
 TEST_F(SymptomTest, TextsCompareAsUnsignedBytes) {
-  Symptom e = MakeSymptom(1, 5, 1, 0, "\xe9p"); // é sorts after every ASCII
+  SymRec e = MakeSymptom(1, 5, 1, 0, "\xe9p"); // é sorts after every ASCII
   ASSERT_EQ(TblSaveSymptom(h_, &e, kSaveAdd), 0);
-  Symptom s = MakeSymptom(0, 0, 1, 0, "zzz");
+  SymRec s = MakeSymptom(0, 0, 1, 0, "zzz");
   ASSERT_EQ(TblFindFullSymptom(h_, &s, 1, kFindAtOrAfter), 0);
   EXPECT_EQ(s.Sub, 5);
 }
 
 TEST_F(SymptomTest, DuplicatePrimaryKeyIsRefused) {
-  Symptom s = MakeSymptom(1, 2, 1, 0, "other");
+  SymRec s = MakeSymptom(1, 2, 1, 0, "other");
   EXPECT_EQ(TblSaveSymptom(h_, &s, kSaveAdd), kErrDuplicate);
   EXPECT_EQ(DbCountEntries(h_), 6);
   // Secondary keys allow equal values.
@@ -174,7 +174,7 @@ TEST_F(SymptomTest, DuplicatePrimaryKeyIsRefused) {
 }
 
 TEST_F(SymptomTest, StepAfterReplaceGoesOnFromTheNewPlace) {
-  Symptom s = MakeSymptom(1, 1, 0, 0, "");
+  SymRec s = MakeSymptom(1, 1, 0, 0, "");
   ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
   s.Num = 2;
   s.Sub = 5; // beta moves behind delta
@@ -198,7 +198,7 @@ TEST_F(SymptomTest, StepAfterReplaceGoesOnFromTheNewPlace) {
 }
 
 TEST_F(SymptomTest, DeleteThenFindOldKeyGivesTheFollowingRecord) {
-  Symptom s = MakeSymptom(1, 2, 0, 0, "");
+  SymRec s = MakeSymptom(1, 2, 0, 0, "");
   ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
   ASSERT_EQ(TblDeleteSymptom(h_), 0);
   EXPECT_EQ(TblDeleteSymptom(h_), kErrNoCurrent);
@@ -261,11 +261,11 @@ TEST_F(SymptomTest, RemedyArraysGrowOnRead) {
 }
 
 TEST_F(SymptomTest, LongTextsAreCutAtTheirField) {
-  Symptom s = MakeSymptom(6, 0, 0, 0, "");
+  SymRec s = MakeSymptom(6, 0, 0, 0, "");
   memset(s.Text1, 'x', sizeof s.Text1); // no terminator at all
   memset(s.CrossRef1, 'r', sizeof s.CrossRef1 - 1);
   ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveAdd), 0);
-  Symptom r = MakeSymptom(6, 0, 0, 0, "");
+  SymRec r = MakeSymptom(6, 0, 0, 0, "");
   ASSERT_EQ(TblFindFullSymptom(h_, &r, 0, kFindEqual), 0);
   EXPECT_EQ(strlen(r.Text1), sizeof r.Text1 - 1);
   EXPECT_EQ(strlen(r.CrossRef1), sizeof r.CrossRef1 - 1);
@@ -277,7 +277,7 @@ TEST_F(SymptomTest, SurvivesCloseAndIndexLoss) {
   ASSERT_NE(h_, 0) << OrvixError;
   EXPECT_EQ(Walk(1),
             (Texts{"HEAD", "MIND", "Alpha", "beta", "delta", "gamma"}));
-  Symptom s = MakeSymptom(7, 0, 0, 0, "late");
+  SymRec s = MakeSymptom(7, 0, 0, 0, "late");
   ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveAdd), 0);
   ASSERT_EQ(DbCloseFile(h_), 0);
 
@@ -291,11 +291,37 @@ TEST_F(SymptomTest, SurvivesCloseAndIndexLoss) {
   EXPECT_EQ(Walk(0).back(), "late");
 }
 
+TEST_F(SymptomTest, SnapshotKeysNotYetUsedAreWrittenBack) {
+  // Keys come from the snapshot at their first use; a close after writes
+  // that touched none of them (a resource, an id) must still keep them all.
+  ASSERT_EQ(DbCloseFile(h_), 0);
+  h_ = TblOpenSymptom("sym", 1, 1);
+  ASSERT_NE(h_, 0);
+  Resource r{};
+  r.Type = kResAlmanacumType;
+  r.Id = kResAlmanacumId;
+  r.Length = 1;
+  r.Text[0] = 'y';
+  ASSERT_EQ(DbAddResource(h_, &r), 0);
+  EXPECT_GT(TblGetNewSptId(h_, 0), 30);
+  ASSERT_EQ(DbCloseFile(h_), 0);
+  h_ = TblOpenSymptom("sym", 1, 1);
+  ASSERT_NE(h_, 0) << OrvixError;
+  EXPECT_EQ(Walk(1),
+            (Texts{"HEAD", "MIND", "Alpha", "beta", "delta", "gamma"}));
+  EXPECT_EQ(Walk(4),
+            (Texts{"HEAD", "MIND", "beta", "Alpha", "delta", "gamma"}));
+  SymRec s = MakeSymptom(0, 0, 1, 0, "GAMMA");
+  EXPECT_EQ(TblFindFullSymptomByText(h_, &s, 1, kFindEqual), kErrEnd);
+  s.ParentSub = 2;
+  EXPECT_EQ(TblFindFullSymptomByText(h_, &s, 1, kFindEqual), 0);
+}
+
 TEST_F(SymptomTest, StaleIndexIsRefused) {
   ASSERT_EQ(DbCloseFile(h_), 0);
   std::string oldIdx = Slurp("sym.idx");
   h_ = TblOpenSymptom("sym", 1, 1);
-  Symptom s = MakeSymptom(7, 0, 0, 0, "late");
+  SymRec s = MakeSymptom(7, 0, 0, 0, "late");
   ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveAdd), 0);
   ASSERT_EQ(DbCloseFile(h_), 0);
   Spit("sym.idx", oldIdx); // the snapshot from before the save
@@ -311,7 +337,7 @@ TEST_F(SymptomTest, NewIdsRiseAndPersist) {
   EXPECT_EQ(b, 32); // an id given out is not given again
   EXPECT_EQ(TblGetNewSptId(h_, 1), 0);
   EXPECT_EQ(OrvixError, kErrBadArg);
-  Symptom s = MakeSymptom(9, 0, 0, 0, "big", 500);
+  SymRec s = MakeSymptom(9, 0, 0, 0, "big", 500);
   ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveAdd), 0);
   EXPECT_EQ(TblGetNewSptId(h_, 0), 501);
   ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
@@ -366,14 +392,14 @@ TEST_F(SymptomTest, Resources) {
 TEST_F(SymptomTest, HandlesShareTheTableAndKeepTheirCursors) {
   TblHandle g = TblOpenSymptom("SYM", 1, 1); // the same table, any case
   ASSERT_NE(g, 0) << OrvixError;
-  Symptom a = MakeSymptom(0, 0, 0, 0, ""), b = a;
+  SymRec a = MakeSymptom(0, 0, 0, 0, ""), b = a;
   ASSERT_EQ(TblFindFullSymptom(h_, &a, 0, kFindFirst), 0);
   ASSERT_EQ(TblFindFullSymptom(g, &b, 0, kFindLast), 0);
   ASSERT_EQ(TblFindFullSymptom(h_, &a, 0, kFindNext), 0);
   ASSERT_EQ(TblFindFullSymptom(g, &b, 0, kFindPrev), 0);
   EXPECT_STREQ(a.Text1, "beta");
   EXPECT_STREQ(b.Text1, "delta");
-  Symptom n = MakeSymptom(1, 1, 1, 0, "");
+  SymRec n = MakeSymptom(1, 1, 1, 0, "");
   ASSERT_EQ(TblFindFullSymptom(g, &n, 0, kFindEqual), 0);
   StrCopy(n.Text1, "BETA changed");
   ASSERT_EQ(TblSaveSymptom(g, &n, kSaveReplace), 0);
@@ -386,7 +412,7 @@ TEST_F(SymptomTest, HandlesShareTheTableAndKeepTheirCursors) {
 }
 
 TEST_F(SymptomTest, OpenWithoutIndexReadsInFileOrder) {
-  Symptom s = MakeSymptom(1, 1, 0, 0, "");
+  SymRec s = MakeSymptom(1, 1, 0, 0, "");
   ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
   StrCopy(s.Text2, "rewritten"); // a replace moves beta to the file's end
   ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), 0);
@@ -396,7 +422,7 @@ TEST_F(SymptomTest, OpenWithoutIndexReadsInFileOrder) {
   ASSERT_NE(h_, 0) << OrvixError;
   EXPECT_EQ(Walk(0),
             (Texts{"HEAD", "Alpha", "gamma", "delta", "MIND", "beta"}));
-  Symptom add = MakeSymptom(0, 5, 0, 0, "first in book order");
+  SymRec add = MakeSymptom(0, 5, 0, 0, "first in book order");
   ASSERT_EQ(TblSaveSymptom(h_, &add, kSaveAdd), 0);
   EXPECT_EQ(Walk(0).back(), "first in book order");
   ASSERT_EQ(DbCloseFile(h_), 0);

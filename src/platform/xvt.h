@@ -333,3 +333,13 @@ void xvt_dwin_set_fill_color(WINDOW win, COLOR color);
 void xvt_dwin_draw_rect(WINDOW win, const RCT *rct);
 // Asks for an E_UPDATE of the window.
 void xvt_dwin_invalidate_rect(WINDOW win, const RCT *rct);
+
+// -------------------------------------------------------- start-up picture
+
+// Shows an image file (a real path) centred on the screen in a plain window,
+// with up to four lines of text under it, until xvt_picture_hide, a key Esc
+// or a click in it. Answers 1 when it is shown; 0 when the file cannot be
+// read or the backend shows no pictures (console, scripted), which is no
+// failure.
+int xvt_picture_show(const char *path, const char *const *lines, int nlines);
+void xvt_picture_hide();

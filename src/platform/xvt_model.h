@@ -201,3 +201,9 @@ extern int XvtConsoleInteractive;
 extern int XvtScriptLine;
 // Nonzero once the script has run out or was stopped by a bad line.
 extern int XvtScriptDone;
+
+// The start-up picture, for a backend that can show one: it sets these in
+// start() and clears them in stop(). Null means no picture.
+extern int (*XvtPictureShowHook)(const char *path, const char *const *lines,
+                                 int nlines);
+extern void (*XvtPictureHideHook)();

@@ -93,9 +93,10 @@ int StoreEncodeRecord(const StoreFamily &fam, const void *rec,
                       std::vector<uint8_t> &out);
 
 // Fills the record from its bytes. Answers 0, kErrDamaged when the bytes do
-// not parse, or kErrNoMemory when a grown array cannot be had.
+// not parse, or kErrNoMemory when a grown array cannot be had. Without
+// `arrays` the entry arrays behind pointers are stepped over, not read.
 int StoreDecodeRecord(const StoreFamily &fam, const uint8_t *p, size_t len,
-                      void *rec);
+                      void *rec, bool arrays = true);
 
 // The key bytes of `rec` under one key, with the first `fields` fields
 // (-1: all). Answers the length.
@@ -111,5 +112,5 @@ void *StoreAllocEntries(int count, uint32_t entrySize);
 void StoreFreeEntries(void *array);
 int StoreEntriesRoom(const void *array);
 
-// Folds one byte of code page 1252 to its capital.
+// Folds one byte of code page 1252 to its capital, as DbToUpper does.
 uint8_t StoreFoldUpper(uint8_t c);

@@ -128,6 +128,12 @@ struct Table {
   uint64_t lastUse = 0;
   std::vector<Handle *> handles;
   std::vector<uint8_t> frame, payload, scratch; // reused buffers
+  // The index snapshot, mapped at open; each key's entries are taken from it
+  // at the key's first use, so an open costs little more than its checks.
+  const uint8_t *idxMap = nullptr;
+  size_t idxMapLen = 0;
+  uint64_t keyOff[kStoreMaxSlots] = {};
+  bool keyLoaded[kStoreMaxSlots] = {};
 };
 
 struct Handle {
@@ -135,6 +141,11 @@ struct Handle {
   uint32_t cur = 0;    // current record, 0 none
   uint64_t curOff = 0; // its last frame, kept for stepping after a delete
   bool seq = false;    // opened without index: modes 0 to 3 in file order
+  // Where the current record stood in the order last used; good while that
+  // index has not changed (its gen), and then a step needs no search.
+  int posOrder = -2;
+  IdxPos pos{0, 0};
+  uint64_t posGen = 0;
 };
 
 // Process-wide state of the store.
@@ -521,6 +532,9 @@ void FreeTable(Table *t) {
   if (t->map != nullptr)
     munmap(const_cast<uint8_t *>(t->map), t->mapLen);
   t->map = nullptr;
+  if (t->idxMap != nullptr)
+    munmap(const_cast<uint8_t *>(t->idxMap), t->idxMapLen);
+  t->idxMap = nullptr;
   CloseFd(t->ioFd);
   CloseFd(t->lockFd); // releases the lock
   delete t;
@@ -664,10 +678,14 @@ uint64_t FrameSizeAt(const Table &t, uint64_t off) {
   return kFrameHead + LoadLE32(t.map + off + 4) + kFrameTail;
 }
 
-// Sorts one index from the live records.
+// Sorts one index from the live records. Keys that the entry words do not
+// decide are compared on their composite keys, taken once into an arena.
 bool SortSlot(Table &t, int slot, std::vector<IdxEntry> &v) {
   v.clear();
   v.reserve(t.liveCount);
+  SortedIndex &ix = IndexOf(t, slot);
+  std::vector<uint8_t> arena;
+  std::vector<uint64_t> place; // arena offset << 16 | length, by position
   uint8_t buf[512];
   for (uint32_t rid = 1; rid < t.slots.size(); ++rid) {
     uint64_t off = t.slots[rid];
@@ -676,24 +694,44 @@ bool SortSlot(Table &t, int slot, std::vector<IdxEntry> &v) {
     size_t n = Composite(t, slot, off, rid, buf);
     IdxProbe p;
     IdxMakeProbe(buf, static_cast<uint32_t>(n), p);
-    v.push_back(IdxMakeEntry(p, rid));
+    IdxEntry e = IdxMakeEntry(p, rid);
+    if (!ix.complete) {
+      e.rid = static_cast<uint32_t>(place.size()); // sorted by place, below
+      place.push_back((static_cast<uint64_t>(arena.size()) << 16) | n);
+      arena.insert(arena.end(), buf, buf + n);
+    }
+    v.push_back(e);
   }
-  SortedIndex &ix = IndexOf(t, slot);
-  auto less = [&](const IdxEntry &a, const IdxEntry &b) {
+  if (ix.complete) {
+    std::sort(v.begin(), v.end(), [](const IdxEntry &a, const IdxEntry &b) {
+      uint64_t ah = a.hi, bh = b.hi, al = a.lo, bl = b.lo;
+      if (ah != bh)
+        return ah < bh;
+      if (al != bl)
+        return al < bl;
+      return a.rid < b.rid;
+    });
+    return true;
+  }
+  std::sort(v.begin(), v.end(), [&](const IdxEntry &a, const IdxEntry &b) {
     uint64_t ah = a.hi, bh = b.hi, al = a.lo, bl = b.lo;
     if (ah != bh)
       return ah < bh;
     if (al != bl)
       return al < bl;
-    if (ix.complete)
-      return a.rid < b.rid;
-    uint8_t x[512], y[512];
-    size_t nx = Composite(t, slot, t.slots[a.rid], a.rid, x);
-    size_t ny = Composite(t, slot, t.slots[b.rid], b.rid, y);
-    int c = memcmp(x, y, std::min(nx, ny));
-    return c != 0 ? c < 0 : nx < ny;
-  };
-  std::sort(v.begin(), v.end(), less);
+    uint64_t pa = place[a.rid], pb = place[b.rid];
+    size_t na = pa & 0xffff, nb = pb & 0xffff;
+    int c = memcmp(arena.data() + (pa >> 16), arena.data() + (pb >> 16),
+                   std::min(na, nb));
+    return c != 0 ? c < 0 : na < nb;
+  });
+  // Each composite key ends in its record id: give the entries theirs back.
+  for (IdxEntry &e : v) {
+    uint64_t pe = place[e.rid];
+    const uint8_t *k = arena.data() + (pe >> 16) + (pe & 0xffff) - 4;
+    e.rid =
+        (static_cast<uint32_t>(k[0]) << 24) | (k[1] << 16) | (k[2] << 8) | k[3];
+  }
   return true;
 }
 
@@ -867,10 +905,14 @@ int WriteIndexFile(const Table &t, const std::string &path) {
   return 0;
 }
 
+int EnsureAllKeys(Table &t);
+
 // Writes the snapshot beside the index and renames it into place.
-int SaveIndex(const Table &t) {
+int SaveIndex(Table &t) {
   std::string tmp = t.idxPath + "~new";
-  int err = WriteIndexFile(t, tmp);
+  int err = EnsureAllKeys(t);
+  if (err == 0)
+    err = WriteIndexFile(t, tmp);
   if (err != 0)
     return err;
   if (rename(tmp.c_str(), t.idxPath.c_str()) != 0) {
@@ -882,23 +924,24 @@ int SaveIndex(const Table &t) {
   return 0;
 }
 
-// Loads the snapshot; any doubt about it answers 14.
+// Maps and checks the snapshot; any doubt about it answers 14. The record
+// table and the resources are taken at once, the keys at their first use.
 int LoadIndex(Table &t) {
   int fd = OpenCounted(t.idxPath.c_str(), O_RDONLY);
   if (fd < 0)
     return errno == ENOENT ? kErrBadIndex : ErrnoToError(errno);
   struct stat st;
-  std::vector<uint8_t> file;
-  bool ok = fstat(fd, &st) == 0 && st.st_size >= kIndexHeaderSize;
-  if (ok) {
-    file.resize(static_cast<size_t>(st.st_size));
-    ok = ReadAll(fd, file.data(), file.size(), 0);
-  }
+  void *m = MAP_FAILED;
+  if (fstat(fd, &st) == 0 && st.st_size >= kIndexHeaderSize)
+    m = mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_SHARED,
+             fd, 0);
   close(fd);
   --gOpenFds;
-  if (!ok)
+  if (m == MAP_FAILED)
     return kErrBadIndex;
-  const uint8_t *h = file.data();
+  t.idxMap = static_cast<const uint8_t *>(m);
+  t.idxMapLen = static_cast<size_t>(st.st_size);
+  const uint8_t *h = t.idxMap;
   if (memcmp(h, kIndexMagic, 8) != 0 ||
       LoadLE32(h + 124) != StoreCrc32c(h, 124) ||
       LoadLE32(h + 8) != kFormatVersion || LoadLE32(h + 12) != t.fam->code ||
@@ -906,7 +949,7 @@ int LoadIndex(Table &t) {
       LoadLE32(h + 36) != static_cast<uint32_t>(t.fam->keyCount))
     return kErrBadIndex;
   uint64_t bodyLen = LoadLE64(h + 72);
-  if (bodyLen != file.size() - kIndexHeaderSize ||
+  if (bodyLen != t.idxMapLen - kIndexHeaderSize ||
       LoadLE32(h + 80) != StoreCrc32c(h + kIndexHeaderSize, bodyLen))
     return kErrBadIndex;
   t.dataEnd = t.fileSize;
@@ -917,7 +960,7 @@ int LoadIndex(Table &t) {
   t.metaOff = LoadLE64(h + 56);
   t.liveBytes = LoadLE64(h + 64);
   const uint8_t *p = h + kIndexHeaderSize;
-  const uint8_t *end = file.data() + file.size();
+  const uint8_t *end = t.idxMap + t.idxMapLen;
   if (slotCount == 0 || static_cast<uint64_t>(end - p) < slotCount * 8ull)
     return kErrBadIndex;
   t.slots.resize(slotCount);
@@ -932,25 +975,15 @@ int LoadIndex(Table &t) {
   }
   if (live != t.liveCount)
     return kErrBadIndex;
-  std::vector<IdxEntry> v;
   for (int s = 0; s < t.fam->keyCount; ++s) {
-    if (end - p < 8)
+    if (end - p < 8 || LoadLE64(p) != live)
       return kErrBadIndex;
-    uint64_t count = LoadLE64(p);
     p += 8;
-    if (count != live ||
-        static_cast<uint64_t>(end - p) < count * sizeof(IdxEntry))
+    if (static_cast<uint64_t>(end - p) < live * sizeof(IdxEntry))
       return kErrBadIndex;
-    v.resize(count);
-    memcpy(v.data(), p, count * sizeof(IdxEntry));
-    p += count * sizeof(IdxEntry);
-    for (const IdxEntry &e : v) {
-      uint32_t rid = e.rid;
-      if (rid >= slotCount || t.slots[rid] == 0)
-        return kErrBadIndex;
-    }
-    if (!IdxLoad(t.idx[s], v.data(), v.size()))
-      return kErrNoMemory;
+    t.keyOff[s] = static_cast<uint64_t>(p - t.idxMap);
+    t.keyLoaded[s] = false;
+    p += live * sizeof(IdxEntry);
   }
   if (static_cast<uint64_t>(end - p) != resCount * 16ull)
     return kErrBadIndex;
@@ -965,6 +998,32 @@ int LoadIndex(Table &t) {
   return 0;
 }
 
+// Takes one key's entries from the mapped snapshot at its first use. No
+// record has changed since the snapshot was mapped: a save or delete takes
+// every key first.
+int EnsureKey(Table &t, int slot) {
+  if (slot < 0 || t.idxMap == nullptr || t.keyLoaded[slot])
+    return 0;
+  const IdxEntry *e =
+      reinterpret_cast<const IdxEntry *>(t.idxMap + t.keyOff[slot]);
+  for (uint32_t i = 0; i < t.liveCount; ++i) {
+    uint32_t rid = e[i].rid;
+    if (rid >= t.slots.size() || t.slots[rid] == 0)
+      return kErrBadIndex;
+  }
+  if (!IdxLoad(t.idx[slot], e, t.liveCount))
+    return kErrNoMemory;
+  t.keyLoaded[slot] = true;
+  return 0;
+}
+
+int EnsureAllKeys(Table &t) {
+  for (int s = 0; s < t.fam->keyCount; ++s)
+    if (int err = EnsureKey(t, s))
+      return err;
+  return 0;
+}
+
 // ---------------------------------------------------------------- compaction
 
 // Writes the live records, resources and numbers of `t` into a new data file
@@ -972,6 +1031,8 @@ int LoadIndex(Table &t) {
 // place: data first, then index. A crash before the data rename leaves the
 // old files; between the renames the old index names the old file id and is
 // refused as stale.
+size_t BuildKeyBlock(const StoreFamily &fam, const void *rec, uint8_t *kb);
+
 int CompactAndIndex(Table &t) {
   std::string tmpDat = t.datPath + "~new";
   std::string tmpIdx = t.idxPath + "~new";
@@ -999,16 +1060,34 @@ int CompactAndIndex(Table &t) {
   w.put(head, sizeof head);
   uint32_t newRid = 0;
   std::vector<uint8_t> fr;
+  uint8_t kb[kStoreMaxSlots * (kStoreMaxKey + 1)];
   for (uint32_t rid = 1; rid < t.slots.size(); ++rid) {
     if (t.slots[rid] == 0)
       continue;
     FrameView fv;
     if (ReadFrame(t, t.slots[rid], fv) != 0)
       continue; // damaged since it was indexed: it cannot be kept
-    fr.assign(t.map + fv.off, t.map + fv.off + fv.size());
+    // The keys are derived again from the record, so that the index always
+    // follows the key rules of this program (folding included).
+    const uint8_t *keys = fv.keys;
+    size_t keyLen = fv.keyLen;
+    std::fill(t.scratch.begin(), t.scratch.end(), 0);
+    if (StoreDecodeRecord(*t.fam, fv.payload, fv.payloadLen, t.scratch.data(),
+                          false) == 0) {
+      keyLen = BuildKeyBlock(*t.fam, t.scratch.data(), kb);
+      keys = kb;
+    }
+    size_t body = keyLen + fv.payloadLen;
+    fr.resize(kFrameHead + body + kFrameTail);
+    memcpy(fr.data(), t.map + fv.off, kFrameHead);
+    StoreLE32(fr.data() + 4, static_cast<uint32_t>(body));
     StoreLE32(fr.data() + 8, ++newRid);
-    StoreLE32(fr.data() + kFrameHead + fv.body,
-              StoreCrc32c(fr.data(), kFrameHead + fv.body));
+    fr[14] = static_cast<uint8_t>(keyLen);
+    fr[15] = static_cast<uint8_t>(keyLen >> 8);
+    memcpy(fr.data() + kFrameHead, keys, keyLen);
+    memcpy(fr.data() + kFrameHead + keyLen, fv.payload, fv.payloadLen);
+    StoreLE32(fr.data() + kFrameHead + body,
+              StoreCrc32c(fr.data(), kFrameHead + body));
     w.put(fr.data(), fr.size());
   }
   for (auto &r : t.resources) {
@@ -1076,13 +1155,24 @@ int ReadHeader(Table &t) {
   return CheckDataHeader(h, sizeof h, *t.fam, t.fileId);
 }
 
+// A header that is intact as such (magic and checksum), whatever its version
+// and family.
+bool HeaderIsWhole(Table &t) {
+  uint8_t h[kDataHeaderSize];
+  return t.fileSize >= kDataHeaderSize && ReadAll(t.lockFd, h, sizeof h, 0) &&
+         memcmp(h, kDataMagic, 8) == 0 &&
+         LoadLE32(h + 60) == StoreCrc32c(h, 60);
+}
+
 int CloseTable(Table *t) {
   int err = 0;
   if (t->dirty) {
     uint64_t dead = t->dataEnd - kDataHeaderSize - t->liveBytes;
-    if (dead > t->liveBytes && dead >= (64u << 10)) {
-      err = CompactAndIndex(*t);
-    } else {
+    // A compaction that fails (a full disk) leaves the files as they were;
+    // the close then keeps them as they are.
+    bool compacted =
+        dead > t->liveBytes && dead >= (64u << 10) && CompactAndIndex(*t) == 0;
+    if (!compacted) {
       err = EnsureIo(*t);
       if (err == 0 && t->fileSize > t->dataEnd &&
           ftruncate(t->ioFd, static_cast<off_t>(t->dataEnd)) != 0)
@@ -1346,6 +1436,11 @@ int EngineRebuild(const StoreFamily &fam, const char *base) {
     return Fail(err);
   }
   bool headerGood = ReadHeader(*t) == 0;
+  if (!headerGood && HeaderIsWhole(*t)) {
+    // A whole header of another version or family: not ours to rewrite.
+    FreeTable(t);
+    return Fail(kErrDamaged);
+  }
   err = EnsureMapped(*t, std::max<uint64_t>(t->fileSize, 1));
   if (err == 0) {
     ScanFrames(*t, headerGood ? kDataHeaderSize : 0);
@@ -1389,6 +1484,8 @@ int EngineFind(TblHandle h, const StoreFamily &fam, void *rec, int key,
   int order = slot;
   if (hd->seq && mode <= kFindLast)
     order = -1;
+  if ((err = EnsureKey(t, slot)) != 0 || (err = EnsureKey(t, order)) != 0)
+    return Fail(err);
   if (order < 0 && !t.haveFileOrder && (err = BuildFileOrder(t)) != 0)
     return Fail(err);
   SortedIndex &ix = IndexOf(t, order);
@@ -1407,6 +1504,11 @@ int EngineFind(TblHandle h, const StoreFamily &fam, void *rec, int key,
   case kFindNext: {
     if (hd->cur == 0)
       return Fail(kErrNoCurrent);
+    if (hd->posOrder == order && hd->posGen == ix.gen &&
+        IdxValid(ix, hd->pos) && IdxAt(ix, hd->pos).rid == hd->cur) {
+      pos = mode == kFindNext ? IdxNext(ix, hd->pos) : IdxPrev(ix, hd->pos);
+      break;
+    }
     uint64_t off = t.slots[hd->cur] != 0 ? t.slots[hd->cur] : hd->curOff;
     size_t n = Composite(t, order, off, hd->cur, buf);
     IdxProbe p;
@@ -1430,15 +1532,18 @@ int EngineFind(TblHandle h, const StoreFamily &fam, void *rec, int key,
   }
   if (!IdxValid(ix, pos))
     return Fail(kErrEnd);
+  // The record becomes current even when it cannot be read, so that a scan
+  // can step past a damaged record; the caller's record is left alone then.
   uint32_t rid = IdxAt(ix, pos).rid;
+  hd->cur = rid;
+  hd->curOff = t.slots[rid];
+  hd->posOrder = order;
+  hd->pos = pos;
+  hd->posGen = ix.gen;
   FrameView fv;
   if ((err = ReadFrame(t, t.slots[rid], fv)) != 0)
     return Fail(err);
-  if ((err = DecodeInto(t, fv, rec, how, slot)) != 0)
-    return Fail(err);
-  hd->cur = rid;
-  hd->curOff = fv.off;
-  return Fail(0);
+  return Fail(DecodeInto(t, fv, rec, how, slot));
 }
 
 int EngineReadCurrent(TblHandle h, const StoreFamily &fam, void *rec) {
@@ -1465,6 +1570,8 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
   if (rec == nullptr || (mode != kSaveAdd && mode != kSaveReplace))
     return Fail(kErrBadArg);
   Table &t = *hd->t;
+  if ((err = EnsureAllKeys(t)) != 0)
+    return Fail(err);
   uint8_t kb[kStoreMaxSlots * (kStoreMaxKey + 1)];
   size_t kbLen = BuildKeyBlock(fam, rec, kb);
   uint32_t rid = 0;
@@ -1552,6 +1659,8 @@ int EngineDelete(TblHandle h, const StoreFamily &fam) {
   if (hd == nullptr)
     return Fail(err);
   Table &t = *hd->t;
+  if ((err = EnsureAllKeys(t)) != 0)
+    return Fail(err);
   uint32_t rid = hd->cur;
   if (rid == 0 || t.slots[rid] == 0)
     return Fail(kErrNoCurrent);
@@ -1596,6 +1705,10 @@ long EngineNextId(TblHandle h, const StoreFamily &fam, int keyNumber) {
   int slot = StoreKeySlot(fam, keyNumber);
   if (slot < 0 || fam.keys[slot].fields[0].kind != kFI32) {
     Fail(kErrBadKey);
+    return 0;
+  }
+  if ((err = EnsureKey(t, slot)) != 0) {
+    Fail(err);
     return 0;
   }
   int64_t top = 0;

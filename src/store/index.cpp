@@ -24,11 +24,10 @@ IdxPos Bound(const SortedIndex &ix, const IdxProbe &p, const IdxSource &src,
     int c = IdxCompare(ix, p, e, src);
     return strict ? c >= 0 : c > 0;
   };
-  size_t lo = 0, hi = ix.chunks.size();
+  size_t lo = 0, hi = ix.lasts.size();
   while (lo < hi) { // the first chunk whose last entry is not before p
     size_t mid = (lo + hi) / 2;
-    const IdxChunk *c = ix.chunks[mid];
-    if (before(c->e[c->n - 1]))
+    if (before(ix.lasts[mid]))
       lo = mid + 1;
     else
       hi = mid;
@@ -93,7 +92,9 @@ void IdxClear(SortedIndex &ix) {
   for (IdxChunk *c : ix.chunks)
     delete c;
   ix.chunks.clear();
+  ix.lasts.clear();
   ix.count = 0;
+  ++ix.gen;
 }
 
 bool IdxLoad(SortedIndex &ix, const IdxEntry *sorted, size_t n) {
@@ -101,6 +102,7 @@ bool IdxLoad(SortedIndex &ix, const IdxEntry *sorted, size_t n) {
   // Chunks are filled to three quarters, so the first inserts split none.
   const uint32_t fill = kIdxChunkCap * 3 / 4;
   ix.chunks.reserve(n / fill + 1);
+  ix.lasts.reserve(n / fill + 1);
   for (size_t i = 0; i < n; i += fill) {
     IdxChunk *c = new (std::nothrow) IdxChunk;
     if (c == nullptr) {
@@ -110,6 +112,7 @@ bool IdxLoad(SortedIndex &ix, const IdxEntry *sorted, size_t n) {
     c->n = static_cast<uint32_t>(n - i < fill ? n - i : fill);
     memcpy(c->e, sorted + i, sizeof(IdxEntry) * c->n);
     ix.chunks.push_back(c);
+    ix.lasts.push_back(c->e[c->n - 1]);
   }
   ix.count = n;
   return true;
@@ -128,6 +131,7 @@ IdxPos IdxUpperBound(const SortedIndex &ix, const IdxProbe &p,
 bool IdxInsert(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
                const IdxSource &src) {
   IdxEntry e = IdxMakeEntry(p, rid);
+  ++ix.gen;
   if (ix.chunks.empty()) {
     IdxChunk *c = new (std::nothrow) IdxChunk;
     if (c == nullptr)
@@ -135,6 +139,7 @@ bool IdxInsert(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
     c->n = 1;
     c->e[0] = e;
     ix.chunks.push_back(c);
+    ix.lasts.push_back(e);
     ix.count = 1;
     return true;
   }
@@ -154,14 +159,19 @@ bool IdxInsert(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
     c->n = half;
     ix.chunks.insert(ix.chunks.begin() + static_cast<long>(pos.chunk) + 1,
                      right);
+    ix.lasts.insert(ix.lasts.begin() + static_cast<long>(pos.chunk) + 1,
+                    right->e[right->n - 1]);
+    ix.lasts[pos.chunk] = c->e[c->n - 1];
     if (pos.at > half) {
       c = right;
+      ++pos.chunk;
       pos.at -= half;
     }
   }
   memmove(c->e + pos.at + 1, c->e + pos.at, sizeof(IdxEntry) * (c->n - pos.at));
   c->e[pos.at] = e;
   ++c->n;
+  ix.lasts[pos.chunk] = c->e[c->n - 1];
   ++ix.count;
   return true;
 }
@@ -171,6 +181,7 @@ bool IdxErase(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
   IdxPos pos = Bound(ix, p, src, false);
   if (!IdxValid(ix, pos) || IdxAt(ix, pos).rid != rid)
     return false;
+  ++ix.gen;
   IdxChunk *c = ix.chunks[pos.chunk];
   memmove(c->e + pos.at, c->e + pos.at + 1,
           sizeof(IdxEntry) * (c->n - pos.at - 1));
@@ -179,6 +190,9 @@ bool IdxErase(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
   if (c->n == 0) {
     delete c;
     ix.chunks.erase(ix.chunks.begin() + static_cast<long>(pos.chunk));
+    ix.lasts.erase(ix.lasts.begin() + static_cast<long>(pos.chunk));
+  } else {
+    ix.lasts[pos.chunk] = c->e[c->n - 1];
   }
   return true;
 }

@@ -41,11 +41,17 @@ struct IdxSource {
 
 struct SortedIndex {
   std::vector<IdxChunk *> chunks;
+  // The last entry of each chunk, side by side: the search among chunks
+  // stays within a few cache lines.
+  std::vector<IdxEntry> lasts;
   size_t count = 0;
   // Every composite key of this index is `fixedLen` bytes long, at most 16:
   // the words decide every comparison.
   bool complete = false;
   uint32_t fixedLen = 0;
+  // Raised by every change, so that a cursor can tell that its position in
+  // the chunks still holds.
+  uint64_t gen = 0;
 };
 
 struct IdxPos {
