@@ -1,17 +1,34 @@
 #!/usr/bin/env bash
-# The main job on the demo installation. Until the demo builder and the log
-# run exist, it lays out a bare installation (bin and the message table) and
-# runs the start-up of the program in it, with no one watching.
+# The main job on the demo installation: build it fresh with mkdemo, run the
+# sample log on it with no one watching, then show where the reports are and
+# print the statistics of the run. A second call gives the same result,
+# since the installation is built anew each time.
 set -euo pipefail
 build=${1:-build}
 top=$(cd "$(dirname "$0")/.." && pwd)
 bin="$top/$build/bin"
 demo="$top/demo"
-rm -rf "$demo"
-mkdir -p "$demo/bin" "$demo/system" "$demo/log"
-"$bin/mkmsg" "$demo/system/orvixmsg" "$top"/data/messages/{en,fr,de}.txt
+if [ ! -x "$bin/mkdemo" ]; then
+  echo "demo: $bin/mkdemo is not built; the demo installation needs it" >&2
+  exit 1
+fi
+"$bin/mkdemo" --sources "$top/data/demo" "$demo"
 cd "$demo/bin"
-echo "== mantrel, started in $demo/bin"
-MANTREL_UI=scripted "$bin/mantrel" || true
-echo "== files of the installation"
-(cd "$demo" && find . -type f | sort)
+echo "== mantrel /RUN ..\\log\\sample 1, in $demo/bin"
+# No viewer opens a report while no one watches.
+MANTREL_UI=scripted MANTREL_VIEWER=true "$bin/mantrel" /RUN '..\log\sample' 1 || true
+echo "== reports of the run, in $demo/log"
+for f in sample.edt sample.err sample.txt sample.rpt; do
+  if [ -f "$demo/log/$f" ]; then
+    printf '  %-12s %6d lines\n' "$f" "$(wc -l < "$demo/log/$f")"
+  else
+    printf '  %-12s missing\n' "$f"
+  fi
+done
+[ -f "$demo/log/done/sample.dat" ] && echo "  the log moved to $demo/log/done"
+echo "== statistics ($demo/log/sample.rpt)"
+iconv -f CP1252 -t UTF-8 "$demo/log/sample.rpt" 2>/dev/null || cat "$demo/log/sample.rpt"
+if [ -x "$bin/tbltool" ]; then
+  echo "== tbltool verify ..\\data\\salm2009"
+  "$bin/tbltool" verify '..\data\salm2009' || true
+fi

@@ -43,7 +43,7 @@ protected:
   void ExpectReports(const std::string &base) {
     EXPECT_EQ(std::string(RunOptions.StatisticsFile), base + ".rpt");
     EXPECT_EQ(std::string(RunOptions.ErrorsFile), base + ".err");
-    EXPECT_EQ(std::string(RunOptions.TextLogFile), base + ".edt");
+    EXPECT_EQ(std::string(RunOptions.TextLogFile), base + ".txt");
   }
   void ExpectFlags(int checkDouble, int replace, int keep) {
     EXPECT_EQ(RunOptions.CheckDoubleNotes, checkDouble);

@@ -1,5 +1,7 @@
 #include "frame/chooser.h"
 
+#include "logrun/runstart.h"
+
 #include "frame/app.h"
 #include "frame/config.h"
 #include "frame/help.h"
@@ -647,13 +649,4 @@ void DriverRunLog(const char *log, int language) {
   long lang = language > 0 ? language : 0;
   if (RepOpenChooser(WD_MODELESS, -(lang * 100 + 1)) == NULL_WIN)
     AppTerminate(); // with no chooser no one could end a batch run
-}
-
-void UpdateRepertoryRun(int id, int batch) {
-  CloseCatalog();
-  xvt_dm_post_error("The log run on repertory %d is not available in this "
-                    "version of Mantrel.",
-                    id);
-  if (batch)
-    AppTerminate();
 }

@@ -83,8 +83,3 @@ long TransferEvent(WINDOW win, EVENT *ev);
 // The /RUN verb after its arguments: rebuilds the log's index, opens the
 // catalogue and puts up the chooser in batch mode.
 void DriverRunLog(const char *log, int language);
-
-// The common start of a run on a repertory. The log run is not part of this
-// version: this says so, and in batch mode ends the program as a batch run
-// ends.
-void UpdateRepertoryRun(int id, int batch);

@@ -162,7 +162,9 @@ int AppLogDefaults(int kind) {
   }
   StrFormat(RunOptions.StatisticsFile, "%s.rpt", base);
   StrFormat(RunOptions.ErrorsFile, "%s.err", base);
-  StrFormat(RunOptions.TextLogFile, "%s.edt", base);
+  // The text log holds the entries that were not applied, in their text
+  // form; ".edt" is the edit log of every run, so the text log is ".txt".
+  StrFormat(RunOptions.TextLogFile, "%s.txt", base);
   return 0;
 }
 

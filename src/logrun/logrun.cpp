@@ -1,0 +1,449 @@
+#include "logrun/logrun.h"
+
+#include "frame/app.h"
+#include "frame/chooser.h"
+#include "frame/config.h"
+#include "frame/messages.h"
+#include "frame/work.h"
+#include "listings/statistics.h"
+#include "logrun/dispatch.h"
+#include "logrun/logentry.h"
+#include "logrun/logtext.h"
+#include "logrun/report.h"
+#include "logrun/runoptions.h"
+#include "ops/subject.h"
+#include "ops/views.h"
+#include "platform/files.h"
+#include "platform/process.h"
+#include "platform/strutil.h"
+#include "store/sptpath.h"
+#include "transfers/extractbuild.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+
+int32_t LogRunErrorCount = 0;
+int32_t LogRunWarningCount = 0;
+int LogRunNoteChanged = 0;
+FILE *LogRunTextLog = nullptr;
+FILE *LogRunEditLog = nullptr;
+FILE *LogRunErrors = nullptr;
+int32_t LogRunNextOwnNumber = 1;
+TblHandle LogPartnerSymptoms = 0;
+TblHandle LogPartnerExSp = 0;
+int LogRunOnConceptSide = 0;
+
+namespace {
+
+constexpr size_t kNoteBufferSize = 4097;
+
+// The tables of a run, in the order they are opened.
+struct RunTables {
+  TblHandle log, own, remed, author, symptoms, extract, word1, word2, notes,
+      links, views;
+};
+RunTables T;
+
+void CloseHandle(TblHandle &h) {
+  if (h != 0)
+    DbCloseFile(h);
+  h = 0;
+}
+
+void CloseFile(FILE *&f) {
+  if (f != nullptr)
+    fclose(f);
+  f = nullptr;
+}
+
+// The repertory's table, or folder plus name for the three that a
+// catalogue entry does not name.
+void FolderTable(char *out, size_t cap, const char *name) {
+  StrCopy(out, cap, CurrentCatalog.RepertoryBlock.Paths[kCatFolder]);
+  StrAppend(out, cap, name);
+}
+
+// Opens a table, creating it on error 12 when a creator is given; a
+// failure posts 2626 with the path.
+TblHandle OpenTable(const char *path,
+                    TblHandle (*opener)(const char *, int, int),
+                    TblHandle (*creator)(const char *, int, int), int a) {
+  TblHandle h = opener(path, a, 1);
+  if (OrvixError == kErrNoFile && creator != nullptr)
+    h = creator(path, a, 1);
+  if (OrvixError != 0 || h == 0) {
+    int err = OrvixError != 0 ? OrvixError : kErrNoFile;
+    xvt_dm_post_error(MsgText(2626), path, err);
+    OrvixError = err;
+    return 0;
+  }
+  return h;
+}
+
+// The partner concept repertory: abbreviations differ in the first letter,
+// "S" for the one, "C" for the other.
+void OpenPartner() {
+  CloseHandle(LogPartnerSymptoms);
+  CloseHandle(LogPartnerExSp);
+  LogRunOnConceptSide = 0;
+  TblHandle cat = TblOpenCatalog(CatalogCatalogName, 1, 1);
+  if (OrvixError != 0 || cat == 0)
+    return;
+  Catalog rec = CurrentCatalog;
+  uint8_t kind = rec.Kind;
+  uint16_t id = rec.Id;
+  if (rec.Abbrev[0] == 'S') {
+    rec.Abbrev[0] = 'C';
+  } else {
+    rec.Abbrev[0] = 'S';
+    LogRunOnConceptSide = 1;
+  }
+  if (TblFindFullCatalog(cat, &rec, 1, kFindEqual) == 0) {
+    LogPartnerSymptoms =
+        TblOpenSymptom(rec.RepertoryBlock.Paths[kCatSymptom], 0, 1);
+    if (OrvixError != 0) {
+      LogPartnerSymptoms = 0;
+    } else {
+      // The concept table lies with the concept repertory.
+      rec.Abbrev[0] = 'C';
+      if (TblFindFullCatalog(cat, &rec, 1, kFindEqual) == 0) {
+        char path[256];
+        StrCopy(path, rec.RepertoryBlock.Paths[kCatFolder]);
+        StrAppend(path, "extrspt");
+        LogPartnerExSp = TblOpenExSp(path, 0, 1);
+        if (OrvixError != 0) {
+          xvt_dm_post_error(MsgText(2626), path, OrvixError);
+          LogPartnerExSp = 0;
+        }
+      }
+    }
+  }
+  rec.Kind = kind;
+  rec.Id = id;
+  TblFindFullCatalog(cat, &rec, 0, kFindEqual);
+  DbCloseFile(cat);
+}
+
+FILE *OpenReport(const char *named, const char *extension) {
+  char path[300];
+  LogReportPath(path, sizeof path, named, extension);
+  DbVirtualClose(2);
+  FILE *f = PlatOpenFile(path, "wb");
+  if (f == nullptr)
+    xvt_dm_post_note(MsgText(2627), path);
+  return f;
+}
+
+// Tallies the last report and counts the entry as an error or a warning:
+// by the handler's result, which the run trusts over the severity.
+void CountOutcome(int op, bool error) {
+  LogTallyReport();
+  int row = op >= 1 && op <= kOpCount ? op - 1 : -1;
+  if (error) {
+    if (row >= 0)
+      ++OpErrors[row];
+    ++OpErrors[kOpTotalRow];
+    ++LogRunErrorCount;
+  } else {
+    if (row >= 0)
+      ++OpWarnings[row];
+    ++OpWarnings[kOpTotalRow];
+    ++LogRunWarningCount;
+  }
+}
+
+// Reads the entry in hand again from the log: handlers and reports leave
+// its text split.
+void ReadAgain(LogEntry *e, bool swapped) {
+  TblFindFullRlog(T.log, e, 0, kFindEqual);
+  if (swapped)
+    LogSwapLanguage(e->text);
+}
+
+void StoreInOwnLog(LogEntry *e, int32_t rememberedId) {
+  TblFindFullRlog(T.log, e, 0, kFindEqual);
+  int32_t number = e->number;
+  e->number = LogRunNextOwnNumber++;
+  if (e->symptomId < -2000000)
+    e->symptomId = 0;
+  if (e->symptomId == 0 && rememberedId > 0)
+    e->symptomId = rememberedId;
+  e->comment[0] = '\0';
+  TblSaveRlog(T.own, e, kSaveAdd);
+  e->number = number;
+  e->operation = 0;
+  TblFindFullRlog(T.log, e, 0, kFindEqual);
+  DbVirtualClose(1);
+}
+
+void ShowResult() {
+  char path[300];
+  if (LogRunErrorCount == 0 && LogRunWarningCount == 0) {
+    xvt_dm_post_note("%s", MsgText(7063));
+    LogReportPath(path, sizeof path, RunOptions.StatisticsFile, ".rpt");
+    WriteStatistics(path, 1);
+    PlatStartViewer(path);
+    return;
+  }
+  char question[300];
+  LogMessageFormat(5605, "%d",
+                   "The run ended with %d errors. Do you want to see the "
+                   "reports?",
+                   question, sizeof question);
+  char cancel[120];
+  StrCopy(cancel, MsgText(45));
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+  char text[400];
+  StrFormat(text, question, static_cast<int>(LogRunErrorCount));
+#pragma GCC diagnostic pop
+  if (xvt_dm_post_ask("OK", cancel, nullptr, "%s", text) != 1)
+    return;
+  LogReportPath(path, sizeof path, RunOptions.ErrorsFile, ".err");
+  PlatStartViewer(path);
+  LogReportPath(path, sizeof path, RunOptions.StatisticsFile, ".rpt");
+  WriteStatistics(path, 1);
+  PlatStartViewer(path);
+}
+
+} // namespace
+
+void LogReportPath(char *out, size_t cap, const char *named,
+                   const char *extension) {
+  if (named != nullptr && named[0] != '\0') {
+    StrCopy(out, cap, named);
+    return;
+  }
+  StrCopy(out, cap, LogPath);
+  StrAppend(out, cap, extension);
+}
+
+int LogMoveToDone(const char *logPath) {
+  char dir[300], name[300];
+  StrCopy(dir, logPath);
+  const char *base = logPath;
+  char *cut = strrchr(dir, '\\');
+  if (cut != nullptr) {
+    base = logPath + (cut - dir) + 1;
+    *cut = '\0';
+  } else {
+    StrCopy(dir, ".");
+  }
+  StrCopy(name, base);
+  char target[300];
+  StrFormat(target, "%s\\done", dir);
+  if (int err = PlatCreateDir(target); err != 0)
+    return err;
+  int result = 0;
+  for (const char *ext : {".dat", ".idx"}) {
+    char from[300], to[300];
+    StrFormat(from, "%s%s", logPath, ext);
+    StrFormat(to, "%s\\done\\%s%s", dir, name, ext);
+    if (int err = FileMove(from, to); err != 0 && result == 0)
+      result = err;
+  }
+  return result;
+}
+
+void LogRunTable(WINDOW) {
+  // The reference style matters to the handlers that normalise references.
+  StatisticsClear();
+  LogRunErrorCount = LogRunWarningCount = 0;
+  LogRunNoteChanged = 0;
+  LogLastMessage = LogLastSeverity = 0;
+  T = RunTables{};
+
+  std::unique_ptr<char[]> notes1(new (std::nothrow) char[kNoteBufferSize]);
+  std::unique_ptr<char[]> notes2(new (std::nothrow) char[kNoteBufferSize]);
+  if (!notes1 || !notes2) {
+    xvt_dm_post_error("Can't allocate space for symptom notes");
+    WorkClose();
+    return;
+  }
+  notes1[0] = notes2[0] = '\0';
+
+  T.log = TblOpenRlog(LogPath, 0, 1);
+  if (OrvixError == kErrBadIndex || OrvixError == kErrNoFile) {
+    TblRebuildRlog(LogPath, 0, 1);
+    T.log = TblOpenRlog(LogPath, 0, 1);
+  }
+  if (OrvixError != 0 || T.log == 0) {
+    xvt_dm_post_error(MsgText(3004), LogPath, OrvixError);
+    WorkClose();
+    return;
+  }
+  long count = DbCountEntries(T.log);
+
+  std::unique_ptr<char[]> text(new (std::nothrow) char[kLogTextSize]);
+  if (!text) {
+    xvt_dm_post_error("%s", MsgText(31));
+    CloseHandle(T.log);
+    WorkClose();
+    return;
+  }
+  text[0] = '\0';
+
+  if (RunOptions.AssociationMode != 0) {
+    // The translation to a new edition is not part of this version.
+    xvt_dm_post_error("The translation of a log to a new edition is not "
+                      "available in this version of Mantrel.");
+    CloseHandle(T.log);
+    WorkClose();
+    return;
+  }
+
+  if (RunOptions.KeepInOwnLog != 0) {
+    char own[300];
+    StrFormat(own, "%s\\%s", NetLogFileDir, CurrentCatalog.Abbrev);
+    T.own = TblOpenRlog(own, 0, 1);
+    if (OrvixError == kErrNoFile)
+      T.own = TblCreateRlog(own, 0, 1, 3);
+    if (OrvixError != 0 || T.own == 0) {
+      xvt_dm_post_error(MsgText(3004), own, OrvixError);
+      CloseHandle(T.log);
+      WorkClose();
+      return;
+    }
+    LogRunNextOwnNumber = LogNextNumber(T.own);
+  }
+
+  WorkProgress(0, 100, MsgText(3150) + (strlen(MsgText(3150)) > 5 ? 5 : 0),
+               nullptr);
+
+  char path[300];
+  bool opened = true;
+  auto open = [&](TblHandle &h, const char *p,
+                  TblHandle (*opener)(const char *, int, int),
+                  TblHandle (*creator)(const char *, int, int), int a) {
+    if (!opened)
+      return;
+    h = OpenTable(p, opener, creator, a);
+    opened = h != 0;
+  };
+  open(T.remed, RemedyCatalogName, TblOpenRemed, nullptr, 1);
+  open(T.author, AuthorCatalogName, TblOpenAuthor, nullptr, 1);
+  const auto &paths = CurrentCatalog.RepertoryBlock.Paths;
+  open(T.symptoms, paths[kCatSymptom], TblOpenSymptom, nullptr, 0);
+  open(T.extract, paths[kCatExtract], TblOpenExtract, nullptr, 0);
+  open(T.word1, paths[kCatWord1], TblOpenWord, nullptr, 0);
+  open(T.word2, paths[kCatWord2], TblOpenWord, nullptr, 0);
+  FolderTable(path, sizeof path, "Note");
+  open(T.notes, path, TblOpenNote, TblCreateNote, 0);
+  FolderTable(path, sizeof path, "Link");
+  open(T.links, path, TblOpenLink, TblCreateLink, 0);
+  FolderTable(path, sizeof path, "View");
+  open(T.views, path, TblOpenView, TblCreateView, 0);
+  if (!opened) {
+    // What stands open stays open, as a failed start has always left it;
+    // the handles are given back here so that nothing leaks.
+    for (TblHandle *h :
+         {&T.remed, &T.author, &T.symptoms, &T.extract, &T.word1, &T.word2,
+          &T.notes, &T.links, &T.views, &T.log, &T.own})
+      CloseHandle(*h);
+    WorkClose();
+    return;
+  }
+  OpRemedTable = T.remed;
+  OpAuthorTable = T.author;
+  ViewAuthorTable = T.author;
+  LogTextSymptomTable = T.symptoms;
+  OpenPartner();
+
+  LogRunTextLog = OpenReport(RunOptions.TextLogFile, ".txt");
+  LogRunEditLog = OpenReport(nullptr, ".edt");
+  LogRunErrors = OpenReport(RunOptions.ErrorsFile, ".err");
+
+  LogEntry entry;
+  LogClearEntry(&entry, text.get());
+  entry.number = RunOptions.From;
+  entry.operation = 0;
+  TblFindFullRlog(T.log, &entry, 0, kFindAtOrAfter);
+  int32_t c = RunOptions.From;
+  while (WorkKeepGoing && OrvixError == 0 && c <= RunOptions.To) {
+    xvt_app_process_pending_events();
+    if (LogRunTextLog != nullptr)
+      fflush(LogRunTextLog);
+    if (LogRunEditLog != nullptr)
+      fflush(LogRunEditLog);
+    int32_t rememberedId = 0;
+    int op = entry.operation;
+    if (op >= 1 && op <= kOpCount)
+      ++OpRead[op - 1];
+    ++OpRead[kOpTotalRow];
+
+    TblHandle main = T.symptoms, second = LogPartnerSymptoms;
+    if ((op == OpAddConcept || op == OpDeleteConcept) && LogRunOnConceptSide)
+      std::swap(main, second);
+    bool swapped = RunOptions.SameLanguage == 0;
+    if (swapped)
+      LogSwapLanguage(entry.text);
+
+    if (!LogHasNoPath(entry.text)) {
+      int result;
+      if (op < 1 || op > kOpCount) {
+        // A code that no log of this system holds.
+        LogReportEntry(LogRunErrors, 5347, &entry, nullptr, 1);
+        result = 1;
+      } else {
+        result =
+            LogDispatch(&entry, LogRunErrors, main, T.extract, T.word1, T.word2,
+                        T.notes, T.links, LogPartnerExSp, second, 0,
+                        op == OpChangeNote ? RunOptions.ReplaceNotes : 1,
+                        RunOptions.Comment, T.views);
+      }
+      if (result == 0) {
+        rememberedId = entry.symptomId;
+        ++OpDone[op - 1];
+        ++OpDone[kOpTotalRow];
+        if (op == OpChangeNote)
+          LogRunNoteChanged = 1;
+        ReadAgain(&entry, swapped);
+        LogReportEntry(LogRunEditLog, kMsgOperationDone, &entry, nullptr, 0);
+        if (T.own != 0)
+          StoreInOwnLog(&entry, rememberedId);
+      } else {
+        if (result == 1 && op == OpDeleteSymptom) {
+          // A deletion that failed counts as done, and is not tallied.
+          ++OpDone[OpDeleteSymptom - 1];
+          ++OpDone[kOpTotalRow];
+        } else {
+          CountOutcome(op, result == 1);
+        }
+        ReadAgain(&entry, swapped);
+        DbVirtualClose(1);
+        LogWriteEntry(LogRunTextLog, nullptr, &entry, nullptr);
+      }
+    }
+    WorkProgress(c - RunOptions.From, count, nullptr, nullptr);
+    ++c;
+    TblFindFullRlog(T.log, &entry, 0, kFindNext);
+  }
+
+  // The end of the run: everything closes, whatever ended the loop.
+  CloseHandle(T.log);
+  CloseHandle(T.own);
+  for (TblHandle *h : {&T.remed, &T.author, &T.symptoms, &T.extract, &T.word1,
+                       &T.word2, &T.notes, &T.links, &T.views})
+    CloseHandle(*h);
+  OpRemedTable = OpAuthorTable = ViewAuthorTable = 0;
+  LogTextSymptomTable = 0;
+  OpReleaseRecords();
+  CloseFile(LogRunErrors);
+  CloseFile(LogRunEditLog);
+  CloseFile(LogRunTextLog);
+  WorkProgress(100, 100, nullptr, nullptr);
+  WorkClose();
+
+  if (RunOptions.CheckDoubleNotes != 0 && LogRunNoteChanged != 0)
+    xvt_dm_post_note("The clean-up of doubled notes is not available in "
+                     "this version of Mantrel.");
+  if (RunOptions.BatchMode != 0 && RunExtract != 0)
+    ExtractRebuild();
+  ShowResult();
+  if (RunOptions.BatchMode != 0) {
+    LogMoveToDone(LogPath);
+    AppTerminate();
+  }
+}

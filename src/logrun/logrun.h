@@ -1,0 +1,48 @@
+// The replay of a log table on the current repertory. LogRunTable reads
+// RunOptions, LogPath and CurrentCatalog, applies the entries one by one
+// through LogDispatch and writes four reports beside the log: the edit log
+// "%s.edt" (a block for each entry applied), the errors file (a block for
+// each refusal or failure), the text log (the entries not applied, in their
+// text form) and, at the end, the statistics. A failed entry never stops
+// the run; only the end of the log, a store error on the next read, Cancel
+// or the range bound do. Nothing is rolled back.
+#pragma once
+
+#include "platform/xvt.h"
+#include "store/store.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+// The run in hand: its error and warning counts, whether a note changed,
+// and the reports while they are open (null when absent).
+extern int32_t LogRunErrorCount;
+extern int32_t LogRunWarningCount;
+extern int LogRunNoteChanged;
+extern FILE *LogRunTextLog;
+extern FILE *LogRunEditLog;
+extern FILE *LogRunErrors;
+// The next number of the repertory's own log.
+extern int32_t LogRunNextOwnNumber;
+
+// The partner concept repertory's symptom table and its concept table. They
+// stay open after a run, for the program's later commands; the next run
+// closes them before it opens them again.
+extern TblHandle LogPartnerSymptoms;
+extern TblHandle LogPartnerExSp;
+// 1 when the current repertory is the concept side of the pair.
+extern int LogRunOnConceptSide;
+
+// The job of WorkRun: the whole run, from the options to the result shown.
+// In batch mode it ends the program.
+void LogRunTable(WINDOW win);
+
+// The path of a report: the named file, or the log path with `extension`
+// when the name is empty.
+void LogReportPath(char *out, size_t cap, const char *named,
+                   const char *extension);
+
+// Moves the log's "%s.dat" and "%s.idx" into the folder "done" beside it
+// (created when missing). Answers 0 or a code of platform/files.h.
+int LogMoveToDone(const char *logPath);

@@ -1,0 +1,49 @@
+#include "logrun/runstart.h"
+
+#include "frame/app.h"
+#include "frame/chooser.h"
+#include "frame/config.h"
+#include "frame/messages.h"
+#include "frame/work.h"
+#include "logrun/logrun.h"
+#include "logrun/runoptions.h"
+#include "platform/files.h"
+#include "platform/strutil.h"
+#include "store/store.h"
+
+#include <cstring>
+
+namespace {
+
+void NotInThisVersion(const char *what) {
+  xvt_dm_post_note("%s is not available in this version of Mantrel; the run "
+                   "goes on without it.",
+                   what);
+}
+
+} // namespace
+
+void UpdateRepertoryRun(int id, int batch) {
+  if (RunRemedyLog[0] != '\0')
+    NotInThisVersion("Loading the remedies given to the run");
+  if (RunAuthorLog[0] != '\0')
+    NotInThisVersion("Loading the authors given to the run");
+  TblHandle cat = TblOpenCatalog(CatalogCatalogName, 1, 1);
+  if (OrvixError != 0 || cat == 0) {
+    xvt_dm_post_error(MsgText(74), OrvixError);
+    if (batch != 0)
+      AppTerminate();
+    return;
+  }
+  CurrentCatalog.Kind = 1;
+  CurrentCatalog.Id = static_cast<uint16_t>(id);
+  TblFindFullCatalog(cat, &CurrentCatalog, 0, kFindEqual);
+  DbCloseFile(cat);
+  RunOptions.From = 0;
+  RunOptions.To = kRunToLast;
+  RunOptions.Comment[0] = '\0';
+  RunOptions.BatchMode = batch;
+  if (RunOptions.BackupRepertory != 0 || RunOptions.BackupLog != 0)
+    NotInThisVersion("The backup before a run");
+  WorkRun(LogRunTable);
+}

@@ -1,0 +1,55 @@
+// The three operations on a symptom's remedies: change a degree, delete a
+// remedy, add a remedy. Each takes the log entry, the errors file and the
+// tables it needs; it splits the entry's text in place, reports a failure
+// through LogReportEntry and leaves the text split then, and on success
+// joins the text again. Results: 0 done, 1 error, 2 warning.
+//
+// Fields: [0] language, [1] path, [2] remedy abbreviation, [3] author
+// abbreviation; OpChangeDegree [4] old and [5] new degree; the other two
+// [4] degree.
+#pragma once
+
+#include "logrun/logentry.h"
+#include "store/store.h"
+
+#include <cstdio>
+
+int OpChangeDegreeRun(LogEntry *entry, FILE *errors, TblHandle symptoms,
+                      TblHandle extract, TblHandle assoc, int silent);
+
+int OpDeleteRemedyRun(LogEntry *entry, FILE *errors, TblHandle symptoms,
+                      TblHandle extract, TblHandle notes, TblHandle assoc,
+                      int silent);
+
+// The run's addition: OpAddRemedyEntry with mark 1 and merge 4, and after
+// a success one more in the repertory's counter of additions.
+int OpAddRemedyRun(LogEntry *entry, FILE *errors, TblHandle symptoms,
+                   TblHandle extract, TblHandle notes, TblHandle assoc,
+                   int silent, const char *comment, TblHandle views);
+
+// How an addition meets an entry of the same remedy by another author.
+inline constexpr int kMergeLower = 1; // the entry is lowered to the degree
+inline constexpr int kMergeRaise = 2; // the entry is raised to the degree
+inline constexpr int kMergeCheck = 4; // differing degrees are refused (5364),
+                                      // unless the tag is kTagTakeDegree
+// A log entry with this tag ('c') takes the degree that stands already.
+inline constexpr uint8_t kTagTakeDegree = 99;
+
+// The inner addition, for the run and for the handlers that copy remedies.
+// mark 1 sets the user bit on the new entry, 2 leaves it. A non-empty
+// comment goes into the note of kind 3 of the new entry; with a View
+// handle the entry gets its view bits.
+int OpAddRemedyEntry(LogEntry *entry, FILE *errors, TblHandle symptoms,
+                     TblHandle extract, TblHandle notes, TblHandle assoc,
+                     int silent, int mark, int merge, const char *comment,
+                     TblHandle views);
+
+// The comparison of the places of remedies in a symptom: by abbreviation
+// with every "-" read as "/", then by author abbreviation. Negative when
+// (ra, aa) goes before (rb, ab).
+int OpCompareRemedyPlace(const char *ra, const char *aa, const char *rb,
+                         const char *ab);
+
+// The number of distinct remedies of an array grouped by remedy: the count
+// of changes of RemedyId along it.
+int OpCountRemedies(const SymptomRemedy *remedies);

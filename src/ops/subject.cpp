@@ -1,0 +1,122 @@
+#include "ops/subject.h"
+
+#include "logrun/report.h"
+#include "platform/strutil.h"
+#include "store/sptpath.h"
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+Symptom SymptomRecord;
+Remed RemedRecord;
+Author AuthorRecord;
+TblHandle OpRemedTable = 0;
+TblHandle OpAuthorTable = 0;
+
+namespace {
+
+// Abbreviations by id; a slot holds "\x01" until it has been looked up.
+std::vector<std::string> RemedyNames;
+std::vector<std::string> AuthorNames;
+const std::string kUnknown = "\x01";
+
+template <typename Rec, typename Find>
+const char *CachedName(std::vector<std::string> &cache, uint16_t id,
+                       TblHandle table, Find find) {
+  if (cache.size() <= id)
+    cache.resize(static_cast<size_t>(id) + 1, kUnknown);
+  if (cache[id] == kUnknown) {
+    int saved = OrvixError;
+    Rec rec;
+    memset(&rec, 0, sizeof rec);
+    rec.CursorState = 0xff;
+    rec.Id = id;
+    if (table != 0 && find(table, &rec, 0, kFindEqual) == 0)
+      cache[id] = rec.Abbrev;
+    else
+      cache[id].clear();
+    OrvixError = saved;
+  }
+  return cache[id].c_str();
+}
+
+} // namespace
+
+void OpReleaseRecords() {
+  TblFreeSymptomRemed(&SymptomRecord);
+  RemedyNames.clear();
+  AuthorNames.clear();
+}
+
+int OpEntryLanguage(const char *text, const int *offsets) {
+  const char *digit = LogField(text, offsets, 0);
+  return digit[0] == '1' ? 2 : 1;
+}
+
+int OpResolveSubject(LogEntry *entry, FILE *errors, TblHandle symptoms,
+                     int *offsets) {
+  Symptom &s = SymptomRecord;
+  SymptomRemedy *keep = s.Remedies;
+  memset(&s, 0, sizeof s);
+  s.Remedies = keep;
+  s.CursorState = 0xff;
+  int32_t id = entry->symptomId;
+  bool haveNumber = false;
+  if (id > 0 && id < kLogIdLimit) {
+    s.UniqueId = id;
+    if (TblFindFullSymptom(symptoms, &s, 8, kFindEqual) == 0)
+      haveNumber = true;
+    else
+      entry->symptomId = id = 0;
+  }
+  if (id < 1 || id > kLogIdLimit) {
+    uint32_t num = 0;
+    uint16_t sub = 0;
+    if (GetSptNumFromExactText(symptoms, OpEntryLanguage(entry->text, offsets),
+                               LogField(entry->text, offsets, 1), &num,
+                               &sub) == 0) {
+      s.Num = num;
+      s.Sub = sub;
+      haveNumber = true;
+    }
+  }
+  // An id of exactly 1000000 names nothing; it is told as not found.
+  if (!haveNumber) {
+    LogReportEntry(errors, 2628, entry, offsets, 1);
+    return 1;
+  }
+  if (TblFindFullSymptom(symptoms, &s, 0, kFindEqual) != 0) {
+    LogReportEntry(errors, 2628, entry, offsets, 1);
+    return 1;
+  }
+  if (entry->symptomId == 0)
+    entry->symptomId = s.UniqueId;
+  return 0;
+}
+
+int OpFindRemedy(const char *abbrev) {
+  memset(&RemedRecord, 0, sizeof RemedRecord);
+  RemedRecord.CursorState = 0xff;
+  StrCopy(RemedRecord.Abbrev, abbrev);
+  if (OpRemedTable == 0)
+    return kErrNotOpen;
+  return TblFindFullRemed(OpRemedTable, &RemedRecord, 1, kFindEqual);
+}
+
+int OpFindAuthor(const char *abbrev) {
+  memset(&AuthorRecord, 0, sizeof AuthorRecord);
+  AuthorRecord.CursorState = 0xff;
+  StrCopy(AuthorRecord.Abbrev, abbrev);
+  if (OpAuthorTable == 0)
+    return kErrNotOpen;
+  return TblFindFullAuthor(OpAuthorTable, &AuthorRecord, 1, kFindEqual);
+}
+
+const char *OpRemedyAbbrev(uint16_t id) {
+  return CachedName<Remed>(RemedyNames, id, OpRemedTable, TblFindFullRemed);
+}
+
+const char *OpAuthorAbbrev(uint16_t id) {
+  return CachedName<Author>(AuthorNames, id, OpAuthorTable, TblFindFullAuthor);
+}

@@ -1,0 +1,48 @@
+// What every handler of a log operation shares: the shared records, the
+// remedy and author tables of the run, and the first step of each handler,
+// finding the symptom that the entry names.
+#pragma once
+
+#include "logrun/logentry.h"
+#include "store/records.h"
+#include "store/store.h"
+
+#include <cstdio>
+
+// The one Symptom record of the handlers. An operation that calls another
+// leaves it changed; its remedy array belongs to the record and lives until
+// OpReleaseRecords.
+extern Symptom SymptomRecord;
+extern Remed RemedRecord;
+extern Author AuthorRecord;
+
+// The remedy and author tables while a run lasts (0 otherwise); the run
+// opens and closes them.
+extern TblHandle OpRemedTable;
+extern TblHandle OpAuthorTable;
+
+// Frees the remedy array of SymptomRecord and forgets the cached remedy and
+// author names; the run calls it at its end.
+void OpReleaseRecords();
+
+// Finds the symptom of the entry into SymptomRecord. The text must be split
+// (offsets). By unique id first when it lies in (0, 1000000) (a miss clears
+// the entry's id), else by the exact path in the entry's language. A path
+// that is not found is reported with 2628, severity 1, and answers 1. When
+// the entry had no id the symptom's id is copied into it. Answers 0 when
+// found.
+int OpResolveSubject(LogEntry *entry, FILE *errors, TblHandle symptoms,
+                     int *offsets);
+
+// The language of the entry's text, 1 or 2, from its split field 0.
+int OpEntryLanguage(const char *text, const int *offsets);
+
+// Finds a remedy or an author by abbreviation (key 1, exact) into the shared
+// record. Answers 0 when found.
+int OpFindRemedy(const char *abbrev);
+int OpFindAuthor(const char *abbrev);
+
+// The abbreviations of a remedy and an author by id, cached for the run;
+// the empty text when not in their tables.
+const char *OpRemedyAbbrev(uint16_t id);
+const char *OpAuthorAbbrev(uint16_t id);

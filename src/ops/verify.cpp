@@ -1,0 +1,291 @@
+#include "ops/verify.h"
+
+#include "ops/chainlist.h"
+#include "ops/wordindex.h"
+#include "platform/strutil.h"
+#include "store/records.h"
+#include "store/store.h"
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <set>
+#include <string>
+#include <tuple>
+#include <unordered_map>
+#include <vector>
+
+namespace {
+
+using SymptomKey = uint64_t; // Num << 16 | Sub
+SymptomKey KeyOf(uint32_t num, uint16_t sub) {
+  return (static_cast<uint64_t>(num) << 16) | sub;
+}
+
+struct Checker {
+  VerifyReport report;
+  void *context;
+  int faults = 0;
+
+  void Fault(const char *fmt, ...) __attribute__((format(printf, 2, 3))) {
+    ++faults;
+    if (faults > kVerifyMaxReported || report == nullptr)
+      return;
+    char text[600];
+    va_list ap;
+    va_start(ap, fmt);
+    StrFormatV(text, sizeof text, fmt, ap);
+    va_end(ap);
+    report(text, context);
+  }
+};
+
+struct SymptomInfo {
+  uint32_t parentNum;
+  uint16_t parentSub;
+  uint8_t level;
+  uint8_t chapter;
+};
+
+// The texts of a symptom in one language that the word index takes.
+struct WordTexts {
+  std::string text, synonym, crossRef;
+};
+
+bool InWords(const char *t) {
+  return t[0] != '\0' && !(t[0] >= '1' && t[0] <= '9');
+}
+
+void CollectToken(const char *token, void *ctx) {
+  std::string word(token);
+  if (word.size() > static_cast<size_t>(kWordKeyMax))
+    word.resize(kWordKeyMax);
+  static_cast<std::set<std::string> *>(ctx)->insert(word);
+}
+
+void TablePath(char *out, size_t cap, const char *folder, const char *name) {
+  StrCopy(out, cap, folder);
+  size_t n = strlen(out);
+  if (n > 0 && out[n - 1] != '\\' && out[n - 1] != '/')
+    StrAppend(out, cap, "\\");
+  StrAppend(out, cap, name);
+}
+
+// (remedy, num, sub, author) of an entry, with its degree.
+using ExtractKey = std::tuple<uint16_t, uint32_t, uint16_t, uint16_t>;
+
+void CheckExtract(Checker &c, TblHandle h,
+                  std::map<ExtractKey, uint8_t> &entries) {
+  Extract rec;
+  memset(&rec, 0, sizeof rec);
+  rec.CursorState = 0xff;
+  int lastRemedy = -1;
+  int expectSeq = 0;
+  uint64_t lastKey = 0;
+  bool any = false;
+  for (int err = TblFindFullExtract(h, &rec, 0, kFindFirst, nullptr); err == 0;
+       err = TblFindFullExtract(h, &rec, 0, kFindNext, nullptr)) {
+    if (rec.RemedyId != lastRemedy) {
+      lastRemedy = rec.RemedyId;
+      expectSeq = 0;
+      any = false;
+    }
+    if (rec.Seq != expectSeq)
+      c.Fault("extract: remedy %u has record Seq %u where %d was due",
+              rec.RemedyId, rec.Seq, expectSeq);
+    expectSeq = rec.Seq + 1;
+    int n = 0;
+    while (n < kListEntries && TblIsLastExtractSymptom(&rec.Entries[n]) != 2)
+      ++n;
+    if (n >= kListEntries - 1) {
+      c.Fault("extract: remedy %u record Seq %u is not terminated",
+              rec.RemedyId, rec.Seq);
+      n = kListEntries - 1;
+    }
+    for (int i = 0; i < n; ++i) {
+      const ExtractEntry &e = rec.Entries[i];
+      uint64_t k = KeyOf(e.Num, e.Sub);
+      if (any && k < lastKey)
+        c.Fault("extract: remedy %u: symptom %u.%u stands after %u.%u",
+                rec.RemedyId, e.Num, e.Sub,
+                static_cast<unsigned>(lastKey >> 16),
+                static_cast<unsigned>(lastKey & 0xffff));
+      lastKey = k;
+      any = true;
+      ExtractKey key{rec.RemedyId, e.Num, e.Sub,
+                     static_cast<uint16_t>(e.AuthorId & kAuthorMask)};
+      if (!entries.emplace(key, e.Degree).second)
+        c.Fault("extract: remedy %u lists symptom %u.%u author %u twice",
+                rec.RemedyId, e.Num, e.Sub, e.AuthorId & kAuthorMask);
+    }
+  }
+}
+
+} // namespace
+
+int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
+  Checker c{report, context};
+  char path[300];
+  auto open = [&](const char *name, TblHandle (*opener)(const char *, int, int),
+                  bool required) -> TblHandle {
+    TablePath(path, sizeof path, folder, name);
+    TblHandle h = opener(path, 1, 1);
+    if (OrvixError != 0 || h == 0) {
+      if (required || OrvixError != kErrNoFile)
+        c.Fault("%s: the table cannot be opened (H-%d)", path, OrvixError);
+      return 0;
+    }
+    return h;
+  };
+  TblHandle symptoms = open("symptom", TblOpenSymptom, true);
+  TblHandle extract = open("extract", TblOpenExtract, true);
+  TblHandle word1 = open("word1", TblOpenWord, true);
+  TblHandle word2 = open("word2", TblOpenWord, true);
+  TblHandle notes = open("Note", TblOpenNote, false);
+  TblHandle links = open("Link", TblOpenLink, false);
+
+  std::unordered_map<SymptomKey, SymptomInfo> tree;
+  std::unordered_map<SymptomKey, WordTexts> texts[2];
+  std::map<ExtractKey, uint8_t> extractEntries;
+  if (extract != 0)
+    CheckExtract(c, extract, extractEntries);
+
+  if (symptoms != 0) {
+    Symptom s;
+    memset(&s, 0, sizeof s);
+    s.CursorState = 0xff;
+    std::set<ExtractKey> seen;
+    for (int err = TblFindFullSymptom(symptoms, &s, 0, kFindFirst); err == 0;
+         err = TblFindFullSymptom(symptoms, &s, 0, kFindNext)) {
+      SymptomKey k = KeyOf(s.Num, s.Sub);
+      tree[k] = {s.ParentNum, s.ParentSub, s.Level, s.Chapter};
+      texts[0][k] = {s.Text1, InWords(s.Synonym1) ? s.Synonym1 : "",
+                     InWords(s.CrossRef1) ? s.CrossRef1 : ""};
+      texts[1][k] = {s.Text2, InWords(s.Synonym2) ? s.Synonym2 : "",
+                     InWords(s.CrossRef2) ? s.CrossRef2 : ""};
+      std::set<uint16_t> distinct;
+      std::set<std::pair<uint16_t, uint16_t>> pairs;
+      for (int i = 0;
+           s.Remedies != nullptr && TblIsLastSymptomRemed(&s.Remedies[i]) != 2;
+           ++i) {
+        const SymptomRemedy &r = s.Remedies[i];
+        uint16_t author = r.AuthorId & kAuthorMask;
+        distinct.insert(r.RemedyId);
+        if (!pairs.insert({r.RemedyId, author}).second)
+          c.Fault("symptom %u.%u '%s': remedy %u author %u stands twice", s.Num,
+                  s.Sub, s.Text1, r.RemedyId, author);
+        ExtractKey key{r.RemedyId, s.Num, s.Sub, author};
+        seen.insert(key);
+        auto it = extractEntries.find(key);
+        if (extract == 0)
+          continue;
+        if (it == extractEntries.end())
+          c.Fault("symptom %u.%u '%s': remedy %u author %u has no extract "
+                  "entry",
+                  s.Num, s.Sub, s.Text1, r.RemedyId, author);
+        else if (it->second != r.Degree)
+          c.Fault("symptom %u.%u '%s': remedy %u author %u has degree %u, "
+                  "its extract entry %u",
+                  s.Num, s.Sub, s.Text1, r.RemedyId, author, r.Degree,
+                  it->second);
+      }
+      if (s.RemedyCount != distinct.size())
+        c.Fault("symptom %u.%u '%s': RemedyCount %u, distinct remedies %zu",
+                s.Num, s.Sub, s.Text1, s.RemedyCount, distinct.size());
+    }
+    TblFreeSymptomRemed(&s);
+    for (const auto &[key, degree] : extractEntries)
+      if (!seen.count(key))
+        c.Fault("extract: remedy %u lists symptom %u.%u author %u, which the "
+                "symptom does not hold",
+                std::get<0>(key), std::get<1>(key), std::get<2>(key),
+                std::get<3>(key));
+
+    for (const auto &[k, info] : tree) {
+      unsigned num = static_cast<unsigned>(k >> 16),
+               sub = static_cast<unsigned>(k & 0xffff);
+      if (info.parentNum == 0 && info.parentSub == 0) {
+        if (info.level != 1)
+          c.Fault("symptom %u.%u: a chapter at level %u", num, sub, info.level);
+        continue;
+      }
+      auto p = tree.find(KeyOf(info.parentNum, info.parentSub));
+      if (p == tree.end()) {
+        c.Fault("symptom %u.%u: parent %u.%u does not exist", num, sub,
+                info.parentNum, info.parentSub);
+        continue;
+      }
+      if (info.level != p->second.level + 1)
+        c.Fault("symptom %u.%u: level %u below a parent of level %u", num, sub,
+                info.level, p->second.level);
+      if (info.chapter != p->second.chapter)
+        c.Fault("symptom %u.%u: chapter %u, its parent's %u", num, sub,
+                info.chapter, p->second.chapter);
+    }
+  }
+
+  if (symptoms != 0 && notes != 0) {
+    Note n;
+    memset(&n, 0, sizeof n);
+    n.CursorState = 0xff;
+    for (int err = TblFindFullNote(notes, &n, 0, kFindFirst); err == 0;
+         err = TblFindFullNote(notes, &n, 0, kFindNext))
+      if (!tree.count(KeyOf(n.Num, n.Sub)))
+        c.Fault("note of symptom %u.%u remedy %u: no such symptom", n.Num,
+                n.Sub, n.RemedyId);
+  }
+  if (symptoms != 0 && links != 0) {
+    Link l;
+    memset(&l, 0, sizeof l);
+    l.CursorState = 0xff;
+    for (int err = TblFindFullLink(links, &l, 0, kFindFirst); err == 0;
+         err = TblFindFullLink(links, &l, 0, kFindNext))
+      if (!tree.count(KeyOf(l.Num, l.Sub)))
+        c.Fault("link '%s' of symptom %u.%u: no such symptom", l.Title, l.Num,
+                l.Sub);
+  }
+
+  TblHandle words[2] = {word1, word2};
+  for (int lang = 0; lang < 2 && symptoms != 0; ++lang) {
+    if (words[lang] == 0)
+      continue;
+    std::unordered_map<SymptomKey, std::set<std::string>> tokens;
+    Word w;
+    memset(&w, 0, sizeof w);
+    w.CursorState = 0xff;
+    for (int err = TblFindFullWord(words[lang], &w, 0, kFindFirst, nullptr);
+         err == 0;
+         err = TblFindFullWord(words[lang], &w, 0, kFindNext, nullptr)) {
+      for (int i = 0;
+           i < kListEntries - 1 && TblIsLastWordSymptom(&w.Entries[i]) != 2;
+           ++i) {
+        const WordEntry &e = w.Entries[i];
+        SymptomKey k = KeyOf(e.Num, e.Sub);
+        auto t = texts[lang].find(k);
+        if (t == texts[lang].end()) {
+          c.Fault("word%d '%s': symptom %u.%u does not exist", lang + 1, w.Text,
+                  e.Num, e.Sub);
+          continue;
+        }
+        auto have = tokens.find(k);
+        if (have == tokens.end()) {
+          std::set<std::string> set;
+          for (const std::string *src :
+               {&t->second.text, &t->second.synonym, &t->second.crossRef})
+            WordIndexTokens(src->c_str(), 0, CollectToken, &set);
+          have = tokens.emplace(k, std::move(set)).first;
+        }
+        if (!have->second.count(w.Text))
+          c.Fault("word%d '%s': symptom %u.%u '%s' does not hold the word",
+                  lang + 1, w.Text, e.Num, e.Sub, t->second.text.c_str());
+      }
+    }
+  }
+
+  for (TblHandle h : {symptoms, extract, word1, word2, notes, links})
+    if (h != 0)
+      DbCloseFile(h);
+  return c.faults;
+}

@@ -1,0 +1,35 @@
+// The consistency check of a repertory: whether its tables agree with one
+// another as the operations keep them in step. Every fault is named through
+// the caller's report function, one text a fault:
+//
+// - every remedy entry of a symptom has its Extract entry (same remedy,
+//   symptom and author) with the same degree, and every Extract entry its
+//   remedy entry;
+// - each remedy's Extract chain runs Seq 0, 1, ... with every record
+//   terminated, its entries in (Num, Sub) order through the whole chain;
+// - RemedyCount is the number of distinct remedies of the symptom, and the
+//   remedy array holds each (remedy, author) pair once;
+// - a symptom's parent exists, its level is one below its parent's (1 for
+//   a chapter) and its chapter is its parent's;
+// - notes and links name existing symptoms;
+// - every Word entry names an existing symptom whose text, synonym or
+//   reference in words holds the word (word1 the first language, word2 the
+//   second).
+//
+// Operations that keep further tables in step extend the check with them.
+#pragma once
+
+#include <cstddef>
+
+// Receives one fault as a text of code page 1252.
+typedef void (*VerifyReport)(const char *fault, void *context);
+
+// Checks the repertory whose tables lie in `folder` (a stored path, with or
+// without its closing backslash: symptom, extract, word1, word2, Note,
+// Link). The store must be started. Answers 0 when all agree, else the
+// number of faults; a table that cannot be opened is a fault (Note and Link
+// may be missing: a repertory gets them with its first note or link).
+int VerifyRepertory(const char *folder, VerifyReport report, void *context);
+
+// At most this many faults are named; the count goes on beyond.
+inline constexpr int kVerifyMaxReported = 200;

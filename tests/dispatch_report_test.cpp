@@ -1,0 +1,184 @@
+// The report blocks, the histogram of report codes, the counter of
+// additions and the dispatch of operations without a handler.
+#include "listings/statistics.h"
+#include "logrun/dispatch.h"
+#include "logrun/report.h"
+#include "logrun_support.h"
+
+namespace {
+
+class ReportTest : public RepertoryTest {
+protected:
+  std::string Report(LogEntry *e, int message, int severity) {
+    FILE *f = fopen("block.txt", "wb");
+    EXPECT_NE(f, nullptr);
+    LogReportEntry(f, message, e, nullptr, severity);
+    fclose(f);
+    return Slurp("block.txt");
+  }
+};
+
+const std::string kDashes(76, '-');
+
+TEST_F(ReportTest, SuccessAndErrorBlocksHaveTheirLinesInOrder) {
+  LogEntry *e =
+      Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Acon.", "Kent", "3"}, 101, 7);
+  e->number = 42;
+  std::string ok = Report(e, kMsgOperationDone, 0);
+  EXPECT_EQ(ok, "Operation done\n"
+                "Log entry number: 42   Date: 15.03.2024   Time: 14:05:09   "
+                "User: 7\n"
+                "Language: 0   Symptom: Mind \x02 fear\n"
+                "Operation: Add remedy\n"
+                "Remedy: Acon.   Author: Kent   Degree: 3\n" +
+                    kDashes + "\n");
+
+  OrvixError = 12;
+  std::string err = Report(e, 2736, 1);
+  EXPECT_EQ(OrvixError, 12) << "the report leaves the store's error alone";
+  EXPECT_EQ(err.substr(0, err.find('\n')),
+            "Error: Remedy not found in the remedy table (H-12)");
+  OrvixError = 0;
+  std::string warn = Report(e, 2745, 2);
+  EXPECT_EQ(warn.rfind("Warning: ", 0), 0u) << warn;
+  EXPECT_EQ(LogLastMessage, 2745);
+  EXPECT_EQ(LogLastSeverity, 2);
+}
+
+TEST_F(ReportTest, LinesByOperation) {
+  LogEntry *degree = Entry(
+      OpChangeDegree, {"1", "Psychisme \x02 peur", "Acon.", "Kent", "2", "4"});
+  EXPECT_NE(Report(degree, kMsgOperationDone, 0)
+                .find("Remedy: Acon.   Author: Kent   Old degree: 2   New "
+                      "degree: 4\n"),
+            std::string::npos);
+  // The concept operations name the partner's symptom first and have no
+  // line of their own path.
+  LogEntry *conceptEntry =
+      Entry(OpAddConcept, {"0", "Sensations \x02 Burning", "Mind \x02 fear"});
+  std::string c = Report(conceptEntry, kMsgOperationDone, 0);
+  EXPECT_EQ(c.find("Language: 0   Symptom: Sensations"), std::string::npos);
+  EXPECT_NE(c.find("Language: 0   Symptom: Mind \x02 fear\n"),
+            std::string::npos);
+  EXPECT_NE(c.find("Language: 0   Concept symptom: Sensations \x02 Burning\n"),
+            std::string::npos);
+  LogEntry *kind = Entry(OpChangeSymptomKind, {"0", "Mind", "00", "20"});
+  EXPECT_NE(Report(kind, 2628, 1)
+                .find("Old symptom type: 00   New symptom type: 20\n"),
+            std::string::npos);
+  // An empty path still makes a whole block.
+  LogEntry *empty = Entry(OpDeleteSymptom, {"0", ""});
+  std::string d = Report(empty, 2628, 1);
+  EXPECT_EQ(std::count(d.begin(), d.end(), '\n'), 5);
+}
+
+TEST_F(ReportTest, NoFileWritesNothingAndKeepsTheLastSeverity) {
+  LogEntry *e = Entry(OpAddRemedy, {"0", "Mind", "Acon.", "Kent", "3"});
+  Report(e, 2736, 1);
+  LogReportEntry(nullptr, 5402, e, nullptr, 2);
+  EXPECT_EQ(LogLastMessage, 2736);
+  EXPECT_EQ(LogLastSeverity, 1);
+  StatisticsClear();
+  LogTallyReport();
+  EXPECT_EQ(MessageCount[0].message, 2736);
+  EXPECT_EQ(MessageCount[0].severity, 1);
+}
+
+TEST_F(ReportTest, TallyCountsPairsAndDropsTheTwentySixthCode) {
+  StatisticsClear();
+  LogEntry *e = Entry(OpAddRemedy, {"0", "Mind", "Acon.", "Kent", "3"});
+  LogReportEntry(nullptr, 0, e, nullptr, 0);
+  for (int i = 0; i < 26; ++i) {
+    LogLastMessage = 3000 + i;
+    LogLastSeverity = 1;
+    LogTallyReport();
+  }
+  LogLastMessage = 3000;
+  LogLastSeverity = 1;
+  LogTallyReport();
+  LogLastSeverity = 2; // the same code as a warning has a row of its own
+  LogTallyReport();
+  EXPECT_EQ(MessageCount[0].count, 2);
+  for (int i = 1; i < kMessageCountRows; ++i) {
+    EXPECT_EQ(MessageCount[i].count, 1) << i;
+    EXPECT_EQ(MessageCount[i].message, 3000 + i);
+  }
+  for (const MessageTally &row : MessageCount)
+    EXPECT_FALSE(row.message == 3025 || row.severity == 2);
+}
+
+TEST_F(ReportTest, CounterOfAdditionsStartsAtOneAndSurvives) {
+  TblHandle s = TblOpenSymptom("rep\\symptom", 0, 1);
+  ASSERT_EQ(LogCountAddition(s), 0);
+  ASSERT_EQ(LogCountAddition(s), 0);
+  DbCloseFile(s);
+  s = TblOpenSymptom("rep\\symptom", 0, 1);
+  ASSERT_EQ(LogCountAddition(s), 0);
+  Resource r;
+  memset(&r, 0, sizeof r);
+  r.Type = kResAddedType;
+  r.Id = kResAddedId;
+  ASSERT_EQ(DbGetResource(s, &r, &r, 2), 0);
+  EXPECT_STREQ(r.Text, "3");
+  DbCloseFile(s);
+}
+
+TEST_F(ReportTest, OperationsWithoutHandlerAreRefusedAndChangeNothing) {
+  OpenTables();
+  FILE *err = fopen("errors.txt", "wb");
+  for (int op = OpChangeNote; op <= OpChangeSymptomKind; ++op) {
+    LogEntry *e = Entry(op, {"0", "Mind \x02 fear", "x", "y"}, 101);
+    std::string before = e->text;
+    EXPECT_EQ(LogDispatch(e, err, sym_, ext_, 0, 0, notes_, 0, 0, 0, 0, 1, "",
+                          views_),
+              1)
+        << op;
+    EXPECT_EQ(std::string(e->text), before) << "the text is whole again";
+    EXPECT_EQ(LogLastSeverity, 1);
+    EXPECT_EQ(LogLastMessage, kMsgOperationNotAvailable);
+    EXPECT_FALSE(LogHasHandler(op));
+  }
+  fclose(err);
+  std::string text = Slurp("errors.txt");
+  EXPECT_NE(text.find("Error: This operation is not available in this "
+                      "version of Mantrel (H-0)\n"),
+            std::string::npos);
+  EXPECT_NE(text.find("Operation: Add link\n"), std::string::npos);
+  ExpectConsistent();
+}
+
+TEST_F(ReportTest, CommentReachesTheAdditionAsANote) {
+  OpenTables();
+  LogEntry *e =
+      Entry(OpAddRemedy, {"0", "Head \x02 pain", "Sulph.", "Kent", "2"});
+  ASSERT_EQ(LogDispatch(e, nullptr, sym_, ext_, 0, 0, notes_, 0, 0, 0, 0, 1,
+                        "from Hering's notes", views_),
+            0);
+  // The text is whole again for the run that stores it.
+  EXPECT_NE(strchr(e->text, kLogFieldSep), nullptr);
+  static char t1[kNoteTextSize], t2[kNoteTextSize];
+  Note n;
+  memset(&n, 0, sizeof n);
+  n.CursorState = 0xff;
+  n.Num = 5;
+  n.Sub = 1;
+  n.RemedyId = kSulph;
+  n.Degree = 2;
+  n.AuthorId = kKent;
+  n.NoteKind = 3;
+  n.Text1 = t1;
+  n.Text2 = t2;
+  ASSERT_EQ(TblFindFullNote(notes_, &n, 0, kFindEqual), 0);
+  EXPECT_STREQ(t1, "<<from Hering's notes>>");
+  // With the note flag 0 no comment is written.
+  LogEntry *f =
+      Entry(OpAddRemedy, {"0", "Head \x02 pain", "Acon.", "Kent", "2"});
+  ASSERT_EQ(LogDispatch(f, nullptr, sym_, ext_, 0, 0, notes_, 0, 0, 0, 0, 0,
+                        "ignored", views_),
+            0);
+  n.RemedyId = kAcon;
+  EXPECT_NE(TblFindFullNote(notes_, &n, 0, kFindEqual), 0);
+  ExpectConsistent();
+}
+
+} // namespace

@@ -1,0 +1,235 @@
+// A small repertory for the tests of the run, the dispatch and the remedy
+// operations: remedy and author tables, a symptom tree with remedies in
+// two languages, its extraction table built to match, empty word, note and
+// link tables, and a view table. Built in the scratch folder of
+// LogTextTest, with the message table of the team's message files.
+#pragma once
+
+#include "logtext_support.h"
+#include "ops/subject.h"
+#include "ops/verify.h"
+#include "store_fixture.h"
+
+#include <deque>
+#include <map>
+#include <set>
+#include <tuple>
+
+// Remedies and authors of the small repertory.
+enum : uint16_t { kAcon = 1, kBell = 2, kNuxV = 3, kNuxA = 4, kSulph = 5 };
+enum : uint16_t { kKent = 1, kBoer = 2, kHering = 3 };
+
+class RepertoryTest : public LogTextTest {
+protected:
+  void SetUp() override {
+    // A test before may have left the process in a folder it removed.
+    std::error_code ec;
+    (void)std::filesystem::current_path(ec);
+    if (ec)
+      std::filesystem::current_path(std::filesystem::temp_directory_path());
+    LogTextTest::SetUp();
+    BuildRepertory();
+  }
+  void TearDown() override {
+    CloseTables();
+    OpReleaseRecords();
+    LogTextTest::TearDown();
+  }
+
+  void BuildRepertory() {
+    std::filesystem::create_directory("rep");
+    TblHandle r = TblCreateRemed("rem", 1, 1);
+    ASSERT_NE(r, 0);
+    const std::pair<uint16_t, const char *> rems[] = {{kAcon, "Acon."},
+                                                      {kBell, "Bell."},
+                                                      {kNuxV, "Nux-v."},
+                                                      {kNuxA, "Nux.a"},
+                                                      {kSulph, "Sulph."}};
+    for (auto [id, ab] : rems) {
+      Remed x;
+      memset(&x, 0, sizeof x);
+      x.CursorState = 0xff;
+      x.Id = id;
+      StrCopy(x.Abbrev, ab);
+      ASSERT_EQ(TblSaveRemed(r, &x, kSaveAdd), 0);
+    }
+    DbCloseFile(r);
+    TblHandle a = TblCreateAuthor("aut", 1, 1);
+    ASSERT_NE(a, 0);
+    const std::pair<uint16_t, const char *> auts[] = {
+        {kKent, "Kent"}, {kBoer, "Boer"}, {kHering, "Hering"}};
+    for (auto [id, ab] : auts) {
+      Author x;
+      memset(&x, 0, sizeof x);
+      x.CursorState = 0xff;
+      x.Id = id;
+      StrCopy(x.Abbrev, ab);
+      ASSERT_EQ(TblSaveAuthor(a, &x, kSaveAdd), 0);
+    }
+    DbCloseFile(a);
+
+    // Mind 1.0 > fear 1.1 > night 1.2; Head 5.0 > pain 5.1.
+    TblHandle s = TblCreateSymptom("rep\\symptom", 1, 1);
+    ASSERT_NE(s, 0);
+    struct Row {
+      uint32_t num;
+      uint16_t sub;
+      uint32_t pnum;
+      uint16_t psub;
+      uint8_t level, chapter;
+      const char *t1, *t2;
+      int32_t id;
+      std::vector<SymptomRemedy> rems;
+    };
+    const Row rows[] = {
+        {1, 0, 0, 0, 1, 1, "Mind", "Psychisme", 100, {}},
+        {1,
+         1,
+         1,
+         0,
+         2,
+         1,
+         "fear",
+         "peur",
+         101,
+         {{kAcon, 3, kKent, 0}, {kBell, 1, kBoer, 0}, {kBell, 2, kKent, 0}}},
+        {1, 2, 1, 1, 3, 1, "night", "nuit", 102, {}},
+        {5, 0, 0, 0, 1, 2, "Head", "T\xeate", 200, {}},
+        {5, 1, 5, 0, 2, 2, "pain", "douleur", 201, {{kNuxV, 2, kKent, 0}}},
+    };
+    for (const Row &row : rows) {
+      Symptom x =
+          MakeSymptom(row.num, row.sub, row.pnum, row.psub, row.t1, row.id);
+      StrCopy(x.Text2, row.t2);
+      x.Level = row.level;
+      x.Chapter = row.chapter;
+      x.Remedies = TblAllocSymptomRemed(static_cast<int>(row.rems.size()) + 1);
+      std::set<uint16_t> distinct;
+      for (size_t i = 0; i < row.rems.size(); ++i) {
+        x.Remedies[i] = row.rems[i];
+        distinct.insert(row.rems[i].RemedyId);
+        extract_[{row.rems[i].RemedyId, row.num, row.sub,
+                  row.rems[i].AuthorId}] = row.rems[i];
+      }
+      x.RemedyCount = static_cast<uint16_t>(distinct.size());
+      ASSERT_EQ(TblSaveSymptom(s, &x, kSaveAdd), 0);
+      TblFreeSymptomRemed(&x);
+    }
+    DbCloseFile(s);
+
+    TblHandle e = TblCreateExtract("rep\\extract", 1, 1);
+    ASSERT_NE(e, 0);
+    std::map<uint16_t, std::vector<ExtractEntry>> lists;
+    for (const auto &[k, r] : extract_)
+      lists[std::get<0>(k)].push_back(
+          {std::get<1>(k), std::get<2>(k), r.Degree, r.AuthorId, 0});
+    for (auto &[remedy, list] : lists) {
+      Extract x;
+      memset(&x, 0, sizeof x);
+      x.CursorState = 0xff;
+      x.RemedyId = remedy;
+      for (size_t i = 0; i < list.size(); ++i)
+        x.Entries[i] = list[i];
+      x.Entries[list.size()] = ExtractEntry{0, 0, 0, 0, 0xffff};
+      ASSERT_EQ(TblSaveExtract(e, &x, kSaveAdd), 0);
+    }
+    DbCloseFile(e);
+    for (const char *w : {"rep\\word1", "rep\\word2"})
+      DbCloseFile(TblCreateWord(w, 1, 1));
+    DbCloseFile(TblCreateNote("rep\\Note", 1, 1));
+    DbCloseFile(TblCreateLink("rep\\Link", 1, 1));
+    // View 1 holds Kent, view 2 Kent and Hering.
+    TblHandle v = TblCreateView("rep\\View", 1, 1);
+    ASSERT_NE(v, 0);
+    for (uint8_t n : {1, 2}) {
+      View x;
+      memset(&x, 0, sizeof x);
+      x.CursorState = 0xff;
+      x.ViewNumber = n;
+      x.AuthorBits[kKent / 8] |= static_cast<uint8_t>(0x80 >> (kKent % 8));
+      if (n == 2)
+        x.AuthorBits[kHering / 8] |=
+            static_cast<uint8_t>(0x80 >> (kHering % 8));
+      ASSERT_EQ(TblSaveView(v, &x, kSaveAdd), 0);
+    }
+    DbCloseFile(v);
+  }
+
+  // Opens what the handlers need, as a run does.
+  void OpenTables() {
+    OpRemedTable = TblOpenRemed("rem", 1, 1);
+    OpAuthorTable = TblOpenAuthor("aut", 1, 1);
+    sym_ = TblOpenSymptom("rep\\symptom", 0, 1);
+    ext_ = TblOpenExtract("rep\\extract", 0, 1);
+    notes_ = TblOpenNote("rep\\Note", 0, 1);
+    views_ = TblOpenView("rep\\View", 0, 1);
+    ASSERT_NE(sym_, 0);
+    ASSERT_NE(ext_, 0);
+  }
+  void CloseTables() {
+    for (TblHandle *h :
+         {&OpRemedTable, &OpAuthorTable, &sym_, &ext_, &notes_, &views_}) {
+      if (*h != 0)
+        DbCloseFile(*h);
+      *h = 0;
+    }
+  }
+
+  // The repertory's faults, as the check names them.
+  std::vector<std::string> Verify(const char *folder = "rep") {
+    std::vector<std::string> faults;
+    VerifyRepertory(
+        folder,
+        [](const char *fault, void *ctx) {
+          static_cast<std::vector<std::string> *>(ctx)->push_back(fault);
+        },
+        &faults);
+    return faults;
+  }
+  void ExpectConsistent() {
+    CloseTables();
+    std::vector<std::string> faults = Verify();
+    std::string all;
+    for (const std::string &f : faults)
+      all += f + "\n";
+    EXPECT_TRUE(faults.empty()) << all;
+  }
+
+  // An entry of the operation with its fields, in its own buffer.
+  LogEntry *Entry(int op, std::vector<std::string> fields, int32_t id = 0,
+                  uint8_t tag = 1) {
+    entries_.emplace_back();
+    buffers_.emplace_back(kLogTextSize, '\0');
+    FillEntry(&entries_.back(), buffers_.back().data(),
+              {op, std::move(fields), id, tag},
+              static_cast<int32_t>(entries_.size()));
+    return &entries_.back();
+  }
+
+  // The symptom by number, with its remedies as (remedy, author, degree).
+  std::vector<std::tuple<uint16_t, uint16_t, int>>
+  Remedies(uint32_t num, uint16_t sub, Symptom *out = nullptr) {
+    TblHandle s = sym_ != 0 ? sym_ : TblOpenSymptom("rep\\symptom", 1, 1);
+    Symptom x = MakeSymptom(num, sub, 0, 0, "");
+    std::vector<std::tuple<uint16_t, uint16_t, int>> list;
+    EXPECT_EQ(TblFindFullSymptom(s, &x, 0, kFindEqual), 0);
+    for (int i = 0; x.Remedies && TblIsLastSymptomRemed(&x.Remedies[i]) != 2;
+         ++i)
+      list.emplace_back(x.Remedies[i].RemedyId, x.Remedies[i].AuthorId,
+                        x.Remedies[i].Degree);
+    if (out != nullptr) {
+      *out = x;
+      out->Remedies = nullptr;
+    }
+    TblFreeSymptomRemed(&x);
+    if (s != sym_)
+      DbCloseFile(s);
+    return list;
+  }
+
+  TblHandle sym_ = 0, ext_ = 0, notes_ = 0, views_ = 0;
+  std::map<std::tuple<uint16_t, uint32_t, uint16_t, uint16_t>, SymptomRemedy>
+      extract_;
+  std::deque<LogEntry> entries_;
+  std::deque<std::string> buffers_;
+};

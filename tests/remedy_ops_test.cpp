@@ -1,0 +1,322 @@
+// The remedy operations on the small repertory: what each changes in the
+// Symptom, Extract and Note tables, what it refuses, and that the tables
+// agree afterwards.
+#include "logrun/report.h"
+#include "logrun_support.h"
+#include "ops/chainlist.h"
+#include "ops/remedy.h"
+#include "ops/views.h"
+
+namespace {
+
+using Rem = std::tuple<uint16_t, uint16_t, int>;
+
+class RemedyTest : public RepertoryTest {
+protected:
+  void SetUp() override {
+    RepertoryTest::SetUp();
+    OpenTables();
+    errors_ = fopen("errors.txt", "wb");
+  }
+  void TearDown() override {
+    if (errors_ != nullptr)
+      fclose(errors_);
+    RepertoryTest::TearDown();
+  }
+  int Degree(uint16_t remedy, uint16_t author, uint32_t num, uint16_t sub) {
+    Extract x;
+    memset(&x, 0, sizeof x);
+    x.CursorState = 0xff;
+    x.RemedyId = remedy;
+    for (int err = TblFindFullExtract(ext_, &x, 0, kFindEqual, nullptr);
+         err == 0 && x.RemedyId == remedy;
+         err = TblFindFullExtract(ext_, &x, 0, kFindNext, nullptr))
+      for (int i = 0; TblIsLastExtractSymptom(&x.Entries[i]) != 2; ++i)
+        if (x.Entries[i].Num == num && x.Entries[i].Sub == sub &&
+            x.Entries[i].AuthorId == author)
+          return x.Entries[i].Degree;
+    return -1;
+  }
+  FILE *errors_ = nullptr;
+};
+
+const uint16_t U = kAuthorUserBit;
+
+TEST_F(RemedyTest, ChangeDegreeMarksTheEntryAndFollowsInExtract) {
+  LogEntry *e = Entry(OpChangeDegree,
+                      {"1", "Psychisme \x02 peur", "Bell.", "Boer", "1", "4"});
+  std::string whole = e->text;
+  ASSERT_EQ(OpChangeDegreeRun(e, errors_, sym_, ext_, 0, 1), 0);
+  EXPECT_EQ(std::string(e->text), whole);
+  EXPECT_EQ(e->symptomId, 101) << "the symptom's id goes into the entry";
+  EXPECT_EQ(Remedies(1, 1),
+            (std::vector<Rem>{
+                {kAcon, kKent, 3}, {kBell, kBoer | U, 4}, {kBell, kKent, 2}}));
+  EXPECT_EQ(Degree(kBell, kBoer, 1, 1), 4);
+  EXPECT_EQ(Degree(kBell, kKent, 1, 1), 2);
+  ExpectConsistent();
+}
+
+TEST_F(RemedyTest, ChangeDegreeRefusals) {
+  // A pair the symptom lacks is a warning report with result 1.
+  LogEntry *e = Entry(OpChangeDegree,
+                      {"0", "Mind \x02 fear", "Nux-v.", "Kent", "1", "2"});
+  EXPECT_EQ(OpChangeDegreeRun(e, errors_, sym_, ext_, 0, 1), 1);
+  EXPECT_EQ(LogLastMessage, 2738);
+  EXPECT_EQ(LogLastSeverity, 2);
+  LogEntry *f = Entry(OpChangeDegree,
+                      {"0", "Mind \x02 fear", "Xanth.", "Kent", "1", "2"});
+  EXPECT_EQ(OpChangeDegreeRun(f, errors_, sym_, ext_, 0, 1), 1);
+  EXPECT_EQ(LogLastMessage, 2736);
+  EXPECT_EQ(LogLastSeverity, 2);
+  LogEntry *g = Entry(OpChangeDegree,
+                      {"0", "Mind \x02 fear", "Acon.", "Nobody", "1", "2"});
+  EXPECT_EQ(OpChangeDegreeRun(g, errors_, sym_, ext_, 0, 1), 1);
+  EXPECT_EQ(LogLastMessage, 2737);
+  // A path that is not there, and an id that names nothing: not found.
+  LogEntry *h = Entry(OpChangeDegree,
+                      {"0", "Mind \x02 fright", "Acon.", "Kent", "3", "2"});
+  EXPECT_EQ(OpChangeDegreeRun(h, errors_, sym_, ext_, 0, 1), 1);
+  EXPECT_EQ(LogLastMessage, 2628);
+  LogEntry *i =
+      Entry(OpChangeDegree, {"0", "Mind \x02 fear", "Acon.", "Kent", "3", "2"},
+            1000000);
+  EXPECT_EQ(OpChangeDegreeRun(i, errors_, sym_, ext_, 0, 1), 1);
+  EXPECT_EQ(LogLastMessage, 2628);
+  // A wrong id that names no symptom falls back to the path.
+  LogEntry *j = Entry(OpChangeDegree,
+                      {"0", "Mind \x02 fear", "Acon.", "Kent", "3", "1"}, 555);
+  EXPECT_EQ(OpChangeDegreeRun(j, errors_, sym_, ext_, 0, 1), 0);
+  EXPECT_EQ(j->symptomId, 101);
+  EXPECT_EQ(Degree(kAcon, kKent, 1, 1), 1);
+  ExpectConsistent();
+}
+
+TEST_F(RemedyTest, DeleteRemedyRecountsAndTakesItsNotesAlong) {
+  static char t1[kNoteTextSize], t2[kNoteTextSize];
+  auto note = [&](uint16_t author, uint8_t kind) {
+    Note n;
+    memset(&n, 0, sizeof n);
+    n.CursorState = 0xff;
+    n.Num = 1;
+    n.Sub = 1;
+    n.RemedyId = kBell;
+    n.AuthorId = author;
+    n.NoteKind = kind;
+    n.Text1 = t1;
+    n.Text2 = t2;
+    return n;
+  };
+  StrCopy(t1, "a note");
+  for (auto [a, k] :
+       {std::pair<uint16_t, uint8_t>{kBoer, 1}, {kKent, 1}, {kBoer, 3}}) {
+    Note n = note(a, k);
+    ASSERT_EQ(TblSaveNote(notes_, &n, kSaveAdd), 0);
+  }
+  // The second author of a remedy goes: the count of remedies stays.
+  LogEntry *e =
+      Entry(OpDeleteRemedy, {"0", "Mind \x02 fear", "Bell.", "Boer", "1"});
+  ASSERT_EQ(OpDeleteRemedyRun(e, errors_, sym_, ext_, notes_, 0, 1), 0);
+  Symptom s;
+  EXPECT_EQ(Remedies(1, 1, &s),
+            (std::vector<Rem>{{kAcon, kKent, 3}, {kBell, kKent, 2}}));
+  EXPECT_EQ(s.RemedyCount, 2);
+  EXPECT_EQ(Degree(kBell, kBoer, 1, 1), -1);
+  Note k = note(kKent, 1);
+  EXPECT_EQ(TblFindFullNote(notes_, &k, 0, kFindEqual), 0) << "Kent's stays";
+  for (uint8_t kind : {1, 3}) {
+    Note b = note(kBoer, kind);
+    EXPECT_NE(TblFindFullNote(notes_, &b, 0, kFindEqual), 0) << int(kind);
+  }
+  // The last entry of a remedy goes: one remedy fewer.
+  LogEntry *f =
+      Entry(OpDeleteRemedy, {"0", "Mind \x02 fear", "Acon.", "Kent", "3"});
+  ASSERT_EQ(OpDeleteRemedyRun(f, errors_, sym_, ext_, notes_, 0, 1), 0);
+  EXPECT_EQ(Remedies(1, 1, &s), (std::vector<Rem>{{kBell, kKent, 2}}));
+  EXPECT_EQ(s.RemedyCount, 1);
+  // Deleting it again is a warning.
+  LogEntry *g =
+      Entry(OpDeleteRemedy, {"0", "Mind \x02 fear", "Acon.", "Kent", "3"});
+  EXPECT_EQ(OpDeleteRemedyRun(g, errors_, sym_, ext_, notes_, 0, 1), 2);
+  EXPECT_EQ(LogLastMessage, 2738);
+  ExpectConsistent();
+}
+
+TEST_F(RemedyTest, AddRemedyPlacesByNameWithDashAsSlash) {
+  // "Nux.a" sorts before "Nux-v." once "-" reads as "/".
+  LogEntry *e =
+      Entry(OpAddRemedy, {"0", "Head \x02 pain", "Nux.a", "Kent", "1"});
+  ASSERT_EQ(OpAddRemedyRun(e, errors_, sym_, ext_, notes_, 0, 1, "", 0), 0);
+  LogEntry *f =
+      Entry(OpAddRemedy, {"0", "Head \x02 pain", "Acon.", "Hering", "2"});
+  ASSERT_EQ(OpAddRemedyRun(f, errors_, sym_, ext_, notes_, 0, 1, "", 0), 0);
+  LogEntry *g =
+      Entry(OpAddRemedy, {"0", "Head \x02 pain", "Sulph.", "Boer", "3"});
+  ASSERT_EQ(OpAddRemedyRun(g, errors_, sym_, ext_, notes_, 0, 1, "", 0), 0);
+  Symptom s;
+  EXPECT_EQ(Remedies(5, 1, &s), (std::vector<Rem>{{kAcon, kHering | U, 2},
+                                                  {kNuxA, kKent | U, 1},
+                                                  {kNuxV, kKent, 2},
+                                                  {kSulph, kBoer | U, 3}}));
+  EXPECT_EQ(s.RemedyCount, 4);
+  EXPECT_EQ(Degree(kNuxA, kKent, 5, 1), 1) << "a new Extract record";
+  EXPECT_EQ(Degree(kAcon, kHering, 5, 1), 2) << "inserted after 1.1";
+  EXPECT_LT(OpCompareRemedyPlace("Nux.a", "Kent", "Nux-v.", "Kent"), 0);
+  EXPECT_GT(OpCompareRemedyPlace("Bell.", "Kent", "Bell.", "Boer"), 0);
+  ExpectConsistent();
+}
+
+TEST_F(RemedyTest, AddRemedyAgainstExistingEntries) {
+  // The same pair: a warning, nothing changes.
+  LogEntry *e =
+      Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Acon.", "Kent", "3"});
+  EXPECT_EQ(OpAddRemedyRun(e, errors_, sym_, ext_, notes_, 0, 1, "", 0), 2);
+  EXPECT_EQ(LogLastMessage, 2745);
+  // A second author at another degree: refused with 5364...
+  LogEntry *f =
+      Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Acon.", "Hering", "1"});
+  EXPECT_EQ(OpAddRemedyRun(f, errors_, sym_, ext_, notes_, 0, 1, "", 0), 2);
+  EXPECT_EQ(LogLastMessage, 5364);
+  EXPECT_EQ(LogLastSeverity, 2);
+  // ...unless the entry's tag is 99: it takes the degree standing.
+  LogEntry *g =
+      Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Acon.", "Hering", "1"}, 0,
+            kTagTakeDegree);
+  ASSERT_EQ(OpAddRemedyRun(g, errors_, sym_, ext_, notes_, 0, 1, "", 0), 0);
+  Symptom s;
+  EXPECT_EQ(Remedies(1, 1, &s), (std::vector<Rem>{{kAcon, kHering | U, 3},
+                                                  {kAcon, kKent, 3},
+                                                  {kBell, kBoer, 1},
+                                                  {kBell, kKent, 2}}));
+  EXPECT_EQ(s.RemedyCount, 2) << "a second author is no new remedy";
+  EXPECT_EQ(Degree(kAcon, kHering, 1, 1), 3);
+  ExpectConsistent();
+}
+
+TEST_F(RemedyTest, InnerAdditionMergesAndLeavesTheMarkWhenAsked) {
+  LogEntry *e =
+      Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Bell.", "Hering", "1"});
+  ASSERT_EQ(OpAddRemedyEntry(e, errors_, sym_, ext_, notes_, 0, 2, 2,
+                             kMergeLower, "", 0),
+            0);
+  // merge 1 lowers the other authors' entries of the remedy to the degree.
+  EXPECT_EQ(Remedies(1, 1), (std::vector<Rem>{{kAcon, kKent, 3},
+                                              {kBell, kBoer, 1},
+                                              {kBell, kHering, 1},
+                                              {kBell, kKent, 1}}));
+  LogEntry *f =
+      Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Acon.", "Boer", "4"});
+  ASSERT_EQ(OpAddRemedyEntry(f, errors_, sym_, ext_, notes_, 0, 2, 2,
+                             kMergeRaise, "", 0),
+            0);
+  EXPECT_EQ(std::get<2>(Remedies(1, 1)[1]), 4) << "Acon./Kent raised";
+  // The raised and lowered entries are written to the symptom only: the
+  // check names them.
+  CloseTables();
+  EXPECT_FALSE(Verify().empty());
+}
+
+TEST_F(RemedyTest, DegreeZeroTakesTheFirstEntrysDegreeOrStaysZero) {
+  LogEntry *e = Entry(
+      OpAddRemedy, {"0", "Mind \x02 fear \x02 night", "Sulph.", "Kent", "0"});
+  ASSERT_EQ(OpAddRemedyRun(e, errors_, sym_, ext_, notes_, 0, 1, "", 0), 0);
+  EXPECT_EQ(Remedies(1, 2), (std::vector<Rem>{{kSulph, kKent | U, 0}}));
+  LogEntry *f =
+      Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Sulph.", "Kent", "0"});
+  ASSERT_EQ(OpAddRemedyRun(f, errors_, sym_, ext_, notes_, 0, 1, "", 0), 0);
+  EXPECT_EQ(std::get<2>(Remedies(1, 1).back()), 3) << "Acon.'s degree";
+  ExpectConsistent();
+}
+
+TEST_F(RemedyTest, ViewBitsOfTheAuthorGoIntoEntryAndMask) {
+  LogEntry *e =
+      Entry(OpAddRemedy, {"0", "Head \x02 pain", "Acon.", "Hering", "2"});
+  ASSERT_EQ(OpAddRemedyRun(e, errors_, sym_, ext_, notes_, 0, 1, "", views_),
+            0);
+  Symptom s;
+  Remedies(5, 1, &s);
+  EXPECT_EQ(s.ViewMask, 2);
+  EXPECT_EQ(OpViewBits(views_, kKent), 3);
+  EXPECT_EQ(OpViewBits(views_, kKent | U), 3) << "the user bit is no author";
+  EXPECT_EQ(OpViewBits(views_, kBoer), 0) << "an author in no view";
+  EXPECT_EQ(OpViewBits(0, kKent), 0);
+  ExpectConsistent();
+}
+
+TEST_F(RemedyTest, CommentIsAppendedToAnExistingNote) {
+  LogEntry *e =
+      Entry(OpAddRemedy, {"0", "Head \x02 pain", "Acon.", "Kent", "2"});
+  ASSERT_EQ(OpAddRemedyRun(e, errors_, sym_, ext_, notes_, 0, 1, "<<one>>", 0),
+            0);
+  LogEntry *d =
+      Entry(OpDeleteRemedy, {"0", "Head \x02 pain", "Acon.", "Kent", "2"});
+  // The note is kept by hand this time: put it back after the deletion.
+  static char t1[kNoteTextSize], t2[kNoteTextSize];
+  Note n;
+  memset(&n, 0, sizeof n);
+  n.CursorState = 0xff;
+  n.Num = 5;
+  n.Sub = 1;
+  n.RemedyId = kAcon;
+  n.Degree = 2;
+  n.AuthorId = kKent;
+  n.NoteKind = 3;
+  n.Text1 = t1;
+  n.Text2 = t2;
+  ASSERT_EQ(OpDeleteRemedyRun(d, errors_, sym_, ext_, notes_, 0, 1), 0);
+  EXPECT_NE(TblFindFullNote(notes_, &n, 0, kFindEqual), 0);
+  StrCopy(t1, "<<one>>");
+  t2[0] = '\0';
+  ASSERT_EQ(TblSaveNote(notes_, &n, kSaveAdd), 0);
+  LogEntry *f =
+      Entry(OpAddRemedy, {"0", "Head \x02 pain", "Acon.", "Kent", "2"});
+  ASSERT_EQ(OpAddRemedyRun(f, errors_, sym_, ext_, notes_, 0, 1, "<<two>>", 0),
+            0);
+  ASSERT_EQ(TblFindFullNote(notes_, &n, 0, kFindEqual), 0);
+  EXPECT_STREQ(t1, "<<one>>\n<<two>>");
+  ExpectConsistent();
+}
+
+TEST_F(RemedyTest, ExtractSplitsAtTwoHundredFortyNine) {
+  // Remedy Sulph. gets a chain of one record of 248 entries for symptoms
+  // 1.100 ..., then two additions: the first fills it to 249, the second
+  // splits it.
+  Extract x;
+  memset(&x, 0, sizeof x);
+  x.CursorState = 0xff;
+  x.RemedyId = kSulph;
+  for (int i = 0; i < 248; ++i)
+    x.Entries[i] = ExtractEntry{9, static_cast<uint16_t>(i), 1, kKent, 0};
+  x.Entries[248] = ChainExtractTerminator();
+  ASSERT_EQ(TblSaveExtract(ext_, &x, kSaveAdd), 0);
+  LogEntry *e =
+      Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Sulph.", "Kent", "2"});
+  ASSERT_EQ(OpAddRemedyRun(e, errors_, sym_, ext_, notes_, 0, 1, "", 0), 0);
+  auto records = [&]() {
+    int n = 0;
+    Extract r;
+    memset(&r, 0, sizeof r);
+    r.CursorState = 0xff;
+    r.RemedyId = kSulph;
+    for (int err = TblFindFullExtract(ext_, &r, 0, kFindEqual, nullptr);
+         err == 0 && r.RemedyId == kSulph;
+         err = TblFindFullExtract(ext_, &r, 0, kFindNext, nullptr))
+      ++n;
+    return n;
+  };
+  EXPECT_EQ(records(), 1) << "248 entries take one more";
+  LogEntry *f =
+      Entry(OpAddRemedy, {"0", "Head \x02 pain", "Sulph.", "Kent", "2"});
+  ASSERT_EQ(OpAddRemedyRun(f, errors_, sym_, ext_, notes_, 0, 1, "", 0), 0);
+  EXPECT_EQ(records(), 2) << "249 entries split";
+  EXPECT_EQ(Degree(kSulph, kKent, 5, 1), 2);
+  EXPECT_EQ(Degree(kSulph, kKent, 1, 1), 2);
+  // The made-up entries name no symptom: the check says so, and nothing
+  // else.
+  CloseTables();
+  for (const std::string &fault : Verify())
+    EXPECT_NE(fault.find("which the symptom does not hold"), std::string::npos)
+        << fault;
+}
+
+} // namespace
