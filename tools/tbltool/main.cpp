@@ -5,10 +5,13 @@
 //   tbltool check KIND PATH         data and index; exit 1 on any fault
 //   tbltool rebuild KIND PATH       the index from the data file
 //   tbltool stat KIND PATH          counts and sizes
+//   tbltool verify FOLDER           a repertory's tables against each other
 //
 // PATH is a table's path without extension, as the installation stores it
 // (backslashes allowed, letter case free). Exit 0 on success, 1 on a fault
 // or failure, 2 on a wrong command line.
+#include "ops/verify.h"
+#include "platform/cp1252.h"
 #include "store/store.h"
 #include "store/tbljson.h"
 
@@ -21,6 +24,7 @@ constexpr const char *kModule = "A-Mantrel";
 
 void Usage(FILE *out) {
   fprintf(out, "usage: tbltool dump|load|check|rebuild|stat KIND PATH [FILE]\n"
+               "       tbltool verify REPERTORY-FOLDER\n"
                "KIND is one of:");
   for (int i = 0; TjFamilyKind(i) != nullptr; ++i)
     fprintf(out, " %s", TjFamilyKind(i));
@@ -83,9 +87,29 @@ int Run(const char *verb, const TjFamily *fam, const char *path,
   return 2;
 }
 
+void PrintFault(const char *fault, void *) {
+  printf("fault: %s\n", Cp1252ToUtf8(fault).c_str());
+}
+
+// The repertory's tables against each other; exit 1 on any fault.
+int Verify(const char *folder) {
+  if (DbInitialize(50, 90, 4, kModule, "", 0) != 0) {
+    fprintf(stderr, "tbltool: the store does not start (%d)\n", OrvixError);
+    return 1;
+  }
+  int faults = VerifyRepertory(folder, PrintFault, nullptr);
+  DbTerminate(kModule);
+  if (faults > kVerifyMaxReported)
+    printf("... %d faults in all\n", faults);
+  printf("%s: %s\n", folder, faults == 0 ? "consistent" : "faults found");
+  return faults == 0 ? 0 : 1;
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
+  if (argc == 3 && strcmp(argv[1], "verify") == 0)
+    return Verify(argv[2]);
   if (argc == 2 &&
       (strcmp(argv[1], "-h") == 0 || strcmp(argv[1], "--help") == 0)) {
     Usage(stdout);
