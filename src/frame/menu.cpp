@@ -130,7 +130,7 @@ int AppLogDefaults(int kind) {
     break;
   case kRunOtherLog: {
     // The chooser's answer is not looked at: on Cancel the path is made of
-    // what the specification holds.
+    // what the file spec holds.
     FileChooseOpen("dat", &spec, 3154, LogFileDir);
     PathOfFileSpec(&spec, LogPath, sizeof LogPath);
     size_t n = strlen(LogPath);

@@ -34,9 +34,9 @@ inline constexpr int kRunUpgrade = 6;     // /UPGRADE
 // Gives RunOptions and LogPath their defaults for a kind of run (1 to 6):
 // the backup folders from the current folder's parent, the common options,
 // then the log path, the report base and three options by kind; the report
-// names are the report base with ".rpt", ".err" and ".edt". Kinds 3 and 4
+// names are the report base with ".rpt", ".err" and ".txt". Kinds 3 and 4
 // ask for the log with the file chooser and take what the chooser's
-// specification holds even on Cancel. Answers 0, or 1 for an unknown kind
+// file spec holds even on Cancel. Answers 0, or 1 for an unknown kind
 // (nothing is changed).
 int AppLogDefaults(int kind);
 

@@ -15,10 +15,10 @@
 
 // ---------------------------------------------------------------- choosers
 
-// The open chooser: the spec's name is emptied and its type set; the
+// The open chooser: the file spec's name is emptied and its type set; the
 // chooser starts in startFolder (a stored path) when it is given and
 // exists, else in the current folder; the prompt is message `message`.
-// The current folder is the same afterwards. Answers 1 for OK (the spec
+// The current folder is the same afterwards. Answers 1 for OK (the file spec
 // then holds folder and name), 0 otherwise.
 int FileChooseOpen(const char *type, FILE_SPEC *spec, int message,
                    const char *startFolder);
