@@ -170,9 +170,9 @@ TEST_F(DemoTest, ARebuildWritesTheSameTables) {
     std::string a = Slurp(first / n), b = Slurp(again / n);
     ASSERT_EQ(a.size(), b.size()) << n;
     std::string ext = fs::path(n).extension().string();
-    tables += ext.size() == 4 && (ext == ".dat" || ext == ".idx" ||
-                                  ext.compare(0, 3, ".da") == 0 ||
-                                  ext.compare(0, 3, ".id") == 0);
+    tables += ext.size() == 4 &&
+              (ext == ".dat" || ext == ".idx" ||
+               ext.compare(0, 3, ".da") == 0 || ext.compare(0, 3, ".id") == 0);
     EXPECT_TRUE(a == b) << n;
   }
   EXPECT_GT(tables, 60);
@@ -679,6 +679,67 @@ TEST_F(DemoTest, CasesCountTheSymptomsOfTheirClipboards) {
     EXPECT_GE(cases, 4) << name;
     EXPECT_EQ(counted, told) << name;
   }
+}
+
+} // namespace
+
+namespace {
+
+// The family of a table of the installation, by its file name.
+const char *KindOf(const std::string &name, const std::string &folder) {
+  static const std::pair<const char *, const char *> kKinds[] = {
+      {"symptom", "symptom"}, {"extract", "extract"},  {"word1", "word"},
+      {"word2", "word"},      {"view", "view"},        {"note", "note"},
+      {"link", "link"},       {"extrspt", "exsp"},     {"remed", "remed"},
+      {"author", "author"},   {"catalog", "catalog"},  {"orvixmsg", "message"},
+      {"histoid", "histoid"}, {"keynotes", "keynote"}, {"personal", "keynote"}};
+  std::string lower = name;
+  for (char &c : lower)
+    c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+  for (auto [n, k] : kKinds)
+    if (lower == n)
+      return k;
+  if (lower.rfind("diag", 0) == 0)
+    return "defdiag";
+  if (folder == "at")
+    return "at";
+  if (folder == "log")
+    return "rlog";
+  return nullptr;
+}
+
+TEST_F(DemoTest, TbltoolCheckPassesOnEveryTable) {
+  fs::path root = base_ / "demo";
+  int checked = 0;
+  for (auto &e : fs::recursive_directory_iterator(root)) {
+    std::string ext = e.path().extension().string();
+    if (!e.is_regular_file() || (ext != ".dat" && ext != ".da1"))
+      continue;
+    std::string stem = e.path().stem().string();
+    std::string folder = e.path().parent_path().filename().string();
+    std::vector<const char *> kinds;
+    if (ext == ".da1")
+      kinds = {"cas1", "cas2"};
+    else if (const char *k = KindOf(stem, folder))
+      kinds = {k};
+    ASSERT_FALSE(kinds.empty()) << e.path();
+    for (const char *kind : kinds) {
+      std::string cmd = std::string("\"") + MANTREL_BIN_DIR +
+                        "/tbltool\" check " + kind + " \"" +
+                        (e.path().parent_path() / stem).string() +
+                        "\" >/dev/null 2>&1";
+      EXPECT_EQ(std::system(cmd.c_str()), 0) << kind << " " << e.path();
+      ++checked;
+    }
+  }
+  for (const char *kind : {"patient", "consultation", "diag", "prem"}) {
+    std::string cmd =
+        std::string("\"") + MANTREL_BIN_DIR + "/tbltool\" check " + kind +
+        " \"" + (root / "patient" / "patient").string() + "\" >/dev/null 2>&1";
+    EXPECT_EQ(std::system(cmd.c_str()), 0) << kind;
+    ++checked;
+  }
+  EXPECT_GT(checked, 40);
 }
 
 } // namespace
