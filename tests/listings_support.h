@@ -3,6 +3,8 @@
 // toolkit, and a viewer that notes what it was asked to show.
 #pragma once
 
+#include <sys/wait.h>
+
 #include "frame/chooser.h"
 #include "frame/work.h"
 #include "listings/listings.h"
@@ -43,6 +45,10 @@ protected:
     unsetenv("MANTREL_UI");
     unsetenv("MANTREL_SCRIPT");
     PlatViewerProgram[0] = '\0';
+    // A viewer started by the job may still be writing into the folder:
+    // wait for it before the folder goes.
+    while (waitpid(-1, nullptr, 0) > 0) {
+    }
     PlatReapChildren();
     LogTextTest::TearDown();
   }
