@@ -2,6 +2,7 @@
 // folder to write them to (scripts/screenshots.sh does that, under Xvfb when
 // it is there). Each picture is checked for tidiness before it is written.
 #include "frame/work.h"
+#include "gui_demo.h"
 #include "gui_support.h"
 
 #include <QAbstractButton>
@@ -134,6 +135,40 @@ TEST_F(GuiShots, ViewerOfATextReport) {
   v->resize(560, 220);
   Shot("viewer.png");
   v->close();
+}
+
+// The repertory chooser of the start, on the demo installation.
+class DemoShots : public DemoTest {
+protected:
+  void SetUp() override {
+    const char *d = getenv("MANTREL_SHOT_DIR");
+    if (d == nullptr || *d == '\0')
+      GTEST_SKIP() << "MANTREL_SHOT_DIR names no folder for the screenshots";
+    gShotsDir = d;
+    DemoTest::SetUp();
+    ASSERT_TRUE(QDir().mkpath(QString::fromStdString(gShotsDir)));
+    QtIdleLimitMs = 20000;
+  }
+};
+
+TEST_F(DemoShots, RepertoryChooserOfTheDemo) {
+  int rows = 0;
+  RunDemoProgram([&rows] {
+    When([] { return ChooserRow("2012") >= 0; },
+         [&rows] {
+           WINDOW dlg = OpenWindowOf(kChooserRes);
+           rows = ChooserList()->count();
+           EXPECT_EQ("", QtLayoutProblems(dlg));
+           EXPECT_EQ(
+               0, QtSaveScreen((gShotsDir + "/repertory-chooser.png").c_str()));
+           QTest::mouseClick(Ctl<QPushButton>(dlg, kChooserCancel),
+                             Qt::LeftButton);
+         });
+    RepOpenChooser(WD_MODAL, kChooserPerson);
+    xvtv_app_destroy();
+  });
+  EXPECT_GE(rows, 2);
+  AppFinish();
 }
 
 } // namespace
