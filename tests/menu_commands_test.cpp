@@ -126,15 +126,41 @@ TEST_F(DefaultsTest, UnknownKindsChangeNothing) {
 
 using MenuTest = DefaultsTest;
 
-TEST_F(MenuTest, UpdateRowsSetTheirDefaultsAndSayTheRunIsMissing) {
+TEST_F(MenuTest, UpdateRowsSetTheirDefaultsThenOpenThePreferences) {
+  // 1031: the own log's defaults stand in the dialog; a click on "keep in
+  // own log" and OK store it and start the run, which finds no log.
+  Script("click 12\nclick 1\n");
   testing::internal::CaptureStderr();
   MenuCommand(1031);
   std::string err = testing::internal::GetCapturedStderr();
   EXPECT_STREQ(LogPath, "..\\log\\SALM");
-  EXPECT_EQ(RunOptions.KeepInOwnLog, 0);
-  EXPECT_NE(err.find("error: The log run is not available in this version"),
+  EXPECT_EQ(RunOptions.KeepInOwnLog, 1); // 0 by default, ticked
+  EXPECT_NE(err.find("cannot be opened"), std::string::npos) << err;
+  EXPECT_EQ(err.find("Enter the comment"), std::string::npos) << err;
+
+  // 1033: chooser, dialog, comment and range prompts; the range cancelled.
+  Script("cancel\nclick 1\ntext c\ncancel\n");
+  testing::internal::CaptureStderr();
+  MenuCommand(1033);
+  err = testing::internal::GetCapturedStderr();
+  EXPECT_STREQ(RunOptions.Comment, "c");
+  EXPECT_NE(err.find(MsgText(5326)), std::string::npos) << err;
+  EXPECT_EQ(err.find("cannot be opened"), std::string::npos) << err;
+
+  // 1037: chooser, dialog, and the text-file run is said to be missing;
+  // Cancel in the dialog says nothing.
+  Script("cancel\nclick 1\n");
+  testing::internal::CaptureStderr();
+  MenuCommand(1037);
+  err = testing::internal::GetCapturedStderr();
+  EXPECT_NE(err.find("The update from a text file is not available"),
             std::string::npos)
       << err;
+  Script("cancel\nclick 2\n");
+  testing::internal::CaptureStderr();
+  MenuCommand(1037);
+  err = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(err.find("not available"), std::string::npos) << err;
 }
 
 TEST_F(MenuTest, RowsOfMissingPartsSaySoAndOtherCommandsDoNothing) {

@@ -7,6 +7,7 @@
 #include "frame/messages.h"
 #include "frame/paths.h"
 #include "listings/listings.h"
+#include "logrun/logprefs.h"
 #include "logrun/runoptions.h"
 #include "platform/strutil.h"
 
@@ -180,19 +181,19 @@ void OpenRepertory() {
   RepOpenChooser(WD_MODELESS, kChooserPerson);
 }
 
-// The Update menu's runs: their defaults stand, and the run itself, with
-// its preferences dialog, comes with the log run.
+// The Update menu's runs: their defaults, then the Log file preferences,
+// whose OK starts the run.
 void RunFromOwnLog() {
   AppLogDefaults(kRunOwnLog);
-  CommandNotAvailable("The log run");
+  LogPrefsOpen(kLogPrefsOwnLog);
 }
 void RunFromOtherLog() {
   AppLogDefaults(kRunOtherLog);
-  CommandNotAvailable("The log run");
+  LogPrefsOpen(kLogPrefsOtherLog);
 }
 void RunFromText() {
   AppLogDefaults(kRunTextFile);
-  CommandNotAvailable("The update from a text file");
+  LogPrefsOpen(kLogPrefsTextFile);
 }
 
 void TransferAdditions() {

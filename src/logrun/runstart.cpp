@@ -23,6 +23,11 @@ void NotInThisVersion(const char *what) {
 
 } // namespace
 
+void BackupBeforeRun() {
+  if (RunOptions.BackupRepertory != 0 || RunOptions.BackupLog != 0)
+    NotInThisVersion("The backup before a run");
+}
+
 void UpdateRepertoryRun(int id, int batch) {
   if (RunRemedyLog[0] != '\0')
     NotInThisVersion("Loading the remedies given to the run");
@@ -43,7 +48,6 @@ void UpdateRepertoryRun(int id, int batch) {
   RunOptions.To = kRunToLast;
   RunOptions.Comment[0] = '\0';
   RunOptions.BatchMode = batch;
-  if (RunOptions.BackupRepertory != 0 || RunOptions.BackupLog != 0)
-    NotInThisVersion("The backup before a run");
+  BackupBeforeRun();
   WorkRun(LogRunTable);
 }
