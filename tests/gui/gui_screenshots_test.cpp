@@ -4,6 +4,8 @@
 #include "frame/work.h"
 #include "gui_demo.h"
 #include "gui_support.h"
+#include "logrun/logprefs.h"
+#include "platform/strutil.h"
 
 #include <QAbstractButton>
 #include <QDir>
@@ -168,6 +170,28 @@ TEST_F(DemoShots, RepertoryChooserOfTheDemo) {
     xvtv_app_destroy();
   });
   EXPECT_GE(rows, 2);
+  AppFinish();
+}
+
+TEST_F(DemoShots, LogPreferencesOfTheDemo) {
+  bool shown = false;
+  RunDemoProgram([&shown] {
+    When([] { return OpenWindowOf(kLogPrefsRes) != NULL_WIN; },
+         [&shown] {
+           WINDOW dlg = OpenWindowOf(kLogPrefsRes);
+           shown = true;
+           EXPECT_EQ("", QtLayoutProblems(dlg));
+           EXPECT_EQ(
+               0, QtSaveScreen((gShotsDir + "/log-preferences.png").c_str()));
+           QTest::mouseClick(Ctl<QPushButton>(dlg, 2), Qt::LeftButton);
+         });
+    // As after choosing the demo's repertory: the run defaults name its log.
+    StrCopy(CurrentCatalog.Abbrev, "SALM2009");
+    AppLogDefaults(kRunOwnLog);
+    LogPrefsOpen(kLogPrefsOwnLog);
+    xvtv_app_destroy();
+  });
+  EXPECT_TRUE(shown);
   AppFinish();
 }
 
