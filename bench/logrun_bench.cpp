@@ -1,0 +1,414 @@
+// How fast a log run goes on a repertory of the size people use: builds in a
+// scratch folder a repertory of 250,000 symptoms (bench_repertory.h) with
+// its Extract table built to match, Remed and Author tables, a catalogue
+// entry and the message table of data/messages; writes a log of 10,000
+// remedy operations (add, change degree, delete, some of them failing) on
+// distinct random symptoms; replays it with LogRunTable as /RUN does (the
+// options of /RUN, the own log kept) with no Progress window; times the
+// replay, checks the repertory with VerifyRepertory, and removes its files.
+//
+//   logrun_bench [--count N] [--entries N] [--keep]
+//
+// Build in Release for figures worth quoting; docs/performance.md holds them.
+#include "bench_repertory.h"
+#include "frame/app.h"
+#include "frame/chooser.h"
+#include "frame/config.h"
+#include "frame/menu.h"
+#include "frame/messages.h"
+#include "frame/msgdata.h"
+#include "frame/work.h"
+#include "listings/statistics.h"
+#include "logrun/logentry.h"
+#include "logrun/logrun.h"
+#include "logrun/runoptions.h"
+#include "ops/verify.h"
+#include "platform/files.h"
+#include "platform/process.h"
+#include "platform/strutil.h"
+#include "platform/xvt_model.h"
+#include "store/store.h"
+#include "store/strdate.h"
+#include "transfers/extractbuild.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using namespace bench;
+using Clock = std::chrono::steady_clock;
+
+double Seconds(Clock::time_point from) {
+  return std::chrono::duration<double>(Clock::now() - from).count();
+}
+
+double CpuNow() {
+  timespec ts;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
+  return static_cast<double>(ts.tv_sec) + ts.tv_nsec * 1e-9;
+}
+
+bool Check(bool ok, const char *what) {
+  if (!ok)
+    fprintf(stderr, "logrun_bench: %s failed (%d)\n", what, OrvixError);
+  return ok;
+}
+
+bool BuildMessages() {
+  MsgDataSet set;
+  for (const char *lang : {"en", "fr", "de"}) {
+    std::string path =
+        std::string(MANTREL_SOURCE_DIR) + "/data/messages/" + lang + ".txt";
+    if (!Check(MsgDataReadFile(&set, path.c_str()) == 0, path.c_str()))
+      return false;
+  }
+  MsgTable = MsgCreate("msg");
+  if (!Check(MsgTable != 0, "message table"))
+    return false;
+  for (const MsgDataEntry &m : set.Entries) {
+    MsgRecord rec;
+    memset(&rec, 0, sizeof rec);
+    rec.CursorState = 0xff;
+    rec.Number = m.Number;
+    rec.Language = m.Language;
+    StrCopy(rec.Text, m.Text);
+    if (!Check(MsgSave(MsgTable, &rec, kSaveAdd) == 0, "message"))
+      return false;
+  }
+  return true;
+}
+
+void RemedyAbbrev(char *out, size_t cap, int id) {
+  StrFormat(out, cap, "R%d.", id);
+}
+void AuthorAbbrev(char *out, size_t cap, int id) {
+  StrFormat(out, cap, "A%d", id);
+}
+
+bool BuildCatalogues() {
+  TblHandle r = TblCreateRemed("rem", 1, 1);
+  if (!Check(r != 0, "Remed table"))
+    return false;
+  for (int id = 1; id <= kRemedyIds; ++id) {
+    Remed x;
+    memset(&x, 0, sizeof x);
+    x.CursorState = 0xff;
+    x.Id = static_cast<uint16_t>(id);
+    RemedyAbbrev(x.Abbrev, sizeof x.Abbrev, id);
+    if (!Check(TblSaveRemed(r, &x, kSaveAdd) == 0, "remedy"))
+      return false;
+  }
+  DbCloseFile(r);
+  TblHandle a = TblCreateAuthor("aut", 1, 1);
+  if (!Check(a != 0, "Author table"))
+    return false;
+  for (int id = 1; id <= kAuthorIds; ++id) {
+    Author x;
+    memset(&x, 0, sizeof x);
+    x.CursorState = 0xff;
+    x.Id = static_cast<uint16_t>(id);
+    AuthorAbbrev(x.Abbrev, sizeof x.Abbrev, id);
+    if (!Check(TblSaveAuthor(a, &x, kSaveAdd) == 0, "author"))
+      return false;
+  }
+  DbCloseFile(a);
+
+  TblHandle cat = TblCreateCatalog("cat", 1, 1);
+  if (!Check(cat != 0, "catalogue"))
+    return false;
+  memset(&CurrentCatalog, 0, sizeof CurrentCatalog);
+  CurrentCatalog.CursorState = 0xff;
+  CurrentCatalog.Kind = 1;
+  CurrentCatalog.Id = 1;
+  StrCopy(CurrentCatalog.Abbrev, "BREP");
+  StrCopy(CurrentCatalog.RepertoryBlock.Title, "Repertorium bench");
+  const char *tables[] = {"symptom", "chapter", "extract", "word1",
+                          "word2",   "view",    ""};
+  for (int i = 0; i < kCatPathCount; ++i)
+    StrFormat(CurrentCatalog.RepertoryBlock.Paths[i], "rep\\%s", tables[i]);
+  bool ok = TblSaveCatalog(cat, &CurrentCatalog, kSaveAdd) == 0;
+  DbCloseFile(cat);
+  return Check(ok, "catalogue entry");
+}
+
+bool BuildRepertory(const std::vector<Planned> &plan) {
+  std::filesystem::create_directory("rep");
+  TblHandle h = TblCreateSymptom("rep\\symptom", 1, 1);
+  if (!Check(h != 0, "Symptom table"))
+    return false;
+  Symptom s;
+  SymptomRemedy *arr = TblAllocSymptomRemed(64);
+  for (const Planned &p : plan) {
+    memset(static_cast<void *>(&s), 0, sizeof s);
+    s.CursorState = 0xff;
+    s.Remedies = arr;
+    s.Num = p.at.num;
+    s.Sub = p.at.sub;
+    s.ParentNum = p.parent.num;
+    s.ParentSub = p.parent.sub;
+    s.Level = p.level;
+    s.Chapter = p.chapter;
+    s.UniqueId = p.uniqueId;
+    StrCopy(s.Text1, p.text1);
+    StrCopy(s.Text2, p.text2);
+    StrCopy(s.CrossRef1, p.crossRef1.c_str());
+    StrCopy(s.Synonym1, p.synonym1.c_str());
+    s.RemedyCount = static_cast<uint16_t>(p.remedies.size() - 1);
+    std::copy(p.remedies.begin(), p.remedies.end(), arr);
+    if (!Check(TblSaveSymptom(h, &s, kSaveAdd) == 0, "symptom"))
+      return false;
+  }
+  TblFreeSymptomRemed(&s);
+  if (!Check(DbCloseFile(h) == 0, "Symptom close"))
+    return false;
+
+  ExtractBuildHooks hooks{nullptr, nullptr, nullptr, nullptr};
+  if (!Check(ExtractBuild("rep\\symptom", "rep\\extract", "rem", "rep\\",
+                          hooks) == kExtractOk,
+             "Extract build"))
+    return false;
+  for (const char *w : {"rep\\word1", "rep\\word2"})
+    DbCloseFile(TblCreateWord(w, 1, 1));
+  DbCloseFile(TblCreateNote("rep\\Note", 1, 1));
+  DbCloseFile(TblCreateLink("rep\\Link", 1, 1));
+  // One view of the first hundred authors.
+  TblHandle v = TblCreateView("rep\\View", 1, 1);
+  if (!Check(v != 0, "View table"))
+    return false;
+  View x;
+  memset(&x, 0, sizeof x);
+  x.CursorState = 0xff;
+  x.ViewNumber = 1;
+  for (int id = 1; id <= 100; ++id)
+    x.AuthorBits[id / 8] |= static_cast<uint8_t>(0x80 >> (id % 8));
+  bool ok = TblSaveView(v, &x, kSaveAdd) == 0;
+  DbCloseFile(v);
+  return Check(ok, "view");
+}
+
+// The stored path of planned symptom i: its ancestors' Text1 from the
+// chapter down. Index i sits at Num i / 1000 + 1, Sub i % 1000.
+std::string PathOf(const std::vector<Planned> &plan, size_t i) {
+  std::vector<const char *> levels;
+  for (;;) {
+    levels.push_back(plan[i].text1);
+    const Numbered &up = plan[i].parent;
+    if (up.num == 0)
+      break;
+    i = (up.num - 1) * 1000 + up.sub;
+  }
+  std::string path;
+  for (size_t k = levels.size(); k-- > 0;) {
+    if (!path.empty())
+      path += " \x02 ";
+    path += levels[k];
+  }
+  return path;
+}
+
+struct Mix {
+  int add = 0, change = 0, remove = 0, failing = 0;
+};
+
+// The log: entries 1 to n, each on its own symptom so that every entry
+// finds the symptom as planned.
+bool WriteLog(const std::vector<Planned> &plan, int entries, Mix &mix) {
+  TblHandle log = TblCreateRlog("logs\\bench", 0, 1, 3);
+  if (!Check(log != 0, "log"))
+    return false;
+  std::vector<size_t> order(plan.size());
+  for (size_t i = 0; i < order.size(); ++i)
+    order[i] = i;
+  std::shuffle(order.begin(), order.end(), gRandom);
+  long date = 0;
+  DateYMDToLong(2024, 3, 15, &date);
+  static char buffer[kLogTextSize];
+  for (int n = 0; n < entries; ++n) {
+    size_t i = order[static_cast<size_t>(n) % order.size()];
+    const Planned &p = plan[i];
+    int present = static_cast<int>(p.remedies.size()) - 1;
+    const SymptomRemedy &old =
+        p.remedies[static_cast<size_t>(Pick(0, present - 1))];
+    char rem[32], aut[32];
+    RemedyAbbrev(rem, sizeof rem, old.RemedyId);
+    AuthorAbbrev(aut, sizeof aut, old.AuthorId);
+    std::string fields[6];
+    int count = 5, op;
+    int r = Pick(0, 99);
+    int degree = old.Degree;
+    if (r < 40) {
+      // A remedy the symptom lacks.
+      op = OpAddRemedy;
+      int id;
+      do
+        id = Pick(1, kRemedyIds);
+      while (std::any_of(
+          p.remedies.begin(), p.remedies.end(),
+          [&](const SymptomRemedy &x) { return x.RemedyId == id; }));
+      RemedyAbbrev(rem, sizeof rem, id);
+      AuthorAbbrev(aut, sizeof aut, Pick(1, kAuthorIds));
+      degree = Pick(1, 4);
+      ++mix.add;
+    } else if (r < 70) {
+      op = OpChangeDegree;
+      count = 6;
+      fields[5] = std::to_string(old.Degree % 4 + 1);
+      ++mix.change;
+    } else if (r < 92) {
+      op = OpDeleteRemedy;
+      ++mix.remove;
+    } else {
+      // A remedy no catalogue knows, to add or to delete.
+      op = r < 96 ? OpAddRemedy : OpDeleteRemedy;
+      StrFormat(rem, sizeof rem, "Xq%d.", n);
+      ++mix.failing;
+    }
+    fields[0] = "0";
+    fields[1] = PathOf(plan, i);
+    fields[2] = rem;
+    fields[3] = aut;
+    fields[4] = std::to_string(degree);
+    std::string text;
+    for (int f = 0; f < count; ++f) {
+      if (f > 0)
+        text += kLogFieldSep;
+      text += fields[f];
+    }
+    LogEntry e;
+    LogClearEntry(&e, buffer);
+    StrCopy(buffer, kLogTextSize, text.c_str());
+    e.number = n + 1;
+    e.operation = static_cast<uint16_t>(op);
+    e.date = static_cast<uint32_t>(date);
+    e.time = static_cast<uint32_t>(36000 + n);
+    e.symptomId = p.uniqueId;
+    e.tag = 1;
+    if (!Check(TblSaveRlog(log, &e, kSaveAdd) == 0, "log entry"))
+      return false;
+  }
+  return Check(DbCloseFile(log) == 0, "log close");
+}
+
+void CountFault(const char *fault, void *ctx) {
+  int &n = *static_cast<int *>(ctx);
+  if (n++ < 10)
+    fprintf(stderr, "  fault: %s\n", fault);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+  int count = 250000, entries = 10000;
+  bool keep = false;
+  for (int i = 1; i < argc; ++i) {
+    if (strcmp(argv[i], "--keep") == 0) {
+      keep = true;
+      continue;
+    }
+    long v = i + 1 < argc ? strtol(argv[i + 1], nullptr, 10) : 0;
+    if (strcmp(argv[i], "--count") == 0 && i + 1 < argc)
+      count = static_cast<int>(std::clamp(v, 1000L, 5000000L));
+    else if (strcmp(argv[i], "--entries") == 0 && i + 1 < argc)
+      entries = static_cast<int>(std::clamp(v, 1L, 10000000L));
+    else {
+      fprintf(stderr,
+              "usage: logrun_bench [--count N] [--entries N] [--keep]\n");
+      return 2;
+    }
+    ++i;
+  }
+
+  char dir[] = "/tmp/mantrel-logrun-bench-XXXXXX";
+  if (mkdtemp(dir) == nullptr) {
+    perror("logrun_bench: mkdtemp");
+    return 1;
+  }
+  std::filesystem::path old = std::filesystem::current_path();
+  std::filesystem::current_path(dir);
+  if (DbInitialize(50, 90, 4, "A-Mantrel", "", 0) != 0)
+    return 1;
+  XvtReset();
+  setenv("MANTREL_UI", "scripted", 1);
+  unsetenv("MANTREL_SCRIPT");
+  StrCopy(PlatViewerProgram, "true");
+  StrCopy(RemedyCatalogName, "rem");
+  StrCopy(AuthorCatalogName, "aut");
+  StrCopy(CatalogCatalogName, "cat");
+  StrCopy(NetLogFileDir, "logs");
+  StrCopy(DateFormat, "dd.mm.yyyy");
+  Language = 1;
+  std::filesystem::create_directory("logs");
+
+  int rc = 1;
+  do {
+    auto t0 = Clock::now();
+    fprintf(stderr, "planning %d symptoms, building them in %s\n", count, dir);
+    std::vector<Planned> plan = Plan(count);
+    Mix mix;
+    if (!BuildMessages() || !BuildCatalogues() || !BuildRepertory(plan) ||
+        !WriteLog(plan, entries, mix))
+      break;
+    fprintf(stderr,
+            "built in %.1f s; log: %d add, %d change degree, %d "
+            "delete, %d with an unknown remedy\n",
+            Seconds(t0), mix.add, mix.change, mix.remove, mix.failing);
+
+    // What /RUN does before the run: a fresh index of the log, the options
+    // of its kind, the log path; then the run without a window.
+    StrCopy(LogPath, "logs\\bench");
+    PlatDeleteFile("logs\\bench.idx");
+    if (!Check(TblRebuildRlog(LogPath, 0, 1) == 0, "log index"))
+      break;
+    RunOptionsClear();
+    AppLogDefaults(kRunVerb);
+    RunOptions.KeepInOwnLog = 1;
+    RunOptions.BatchMode = 0;
+    StrCopy(LogPath, "logs\\bench");
+    WorkKeepGoing = 1;
+
+    auto w0 = Clock::now();
+    double c0 = CpuNow();
+    LogRunTable(NULL_WIN);
+    double cpu = CpuNow() - c0, wall = Seconds(w0);
+
+    int read = OpRead[kOpTotalRow];
+    printf("log run: %d entries in %.3f s wall (CPU %.3f s): %.0f entries/s "
+           "wall, %.0f entries/s CPU\n",
+           read, wall, cpu, read / std::max(wall, 1e-9),
+           read / std::max(cpu, 1e-9));
+    printf("  done %d, errors %d, warnings %d\n", OpDone[kOpTotalRow],
+           OpErrors[kOpTotalRow], OpWarnings[kOpTotalRow]);
+    if (read != entries) {
+      fprintf(stderr, "logrun_bench: the run read %d of %d entries\n", read,
+              entries);
+      break;
+    }
+
+    w0 = Clock::now();
+    int faults = 0;
+    VerifyRepertory("rep", CountFault, &faults);
+    printf("  verify: %d faults (%.1f s)\n", faults, Seconds(w0));
+    rc = faults == 0 ? 0 : 1;
+  } while (false);
+
+  if (MsgTable != 0)
+    DbCloseFile(MsgTable);
+  MsgTable = 0;
+  DbTerminate("A-Mantrel");
+  std::filesystem::current_path(old);
+  std::error_code ec;
+  if (keep)
+    fprintf(stderr, "files kept in %s\n", dir);
+  else
+    std::filesystem::remove_all(dir, ec);
+  return rc;
+}
