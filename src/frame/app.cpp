@@ -67,12 +67,6 @@ const char *const kHelpLines[] = {
     "/? \t\t\t\t\t\t\t: See this help",
 };
 
-// Where a driver of a later release would run, the program says so plainly
-// rather than pretending that the work was done.
-void NotAvailable(const char *what) {
-  xvt_dm_post_error("%s is not available in this version of Mantrel.", what);
-}
-
 // A word of the command line, or the empty text past the end.
 const char *Arg(int i) {
   return i < ArgCount ? ArgValues[i] : "";
@@ -213,19 +207,19 @@ void AppDispatchCommandLine() {
   }
   if (strcmp(verb, "/BACKUP") == 0) {
     RepOpenChooser(WD_MODAL, kChooserPerson);
-    NotAvailable("The backup window (/BACKUP)");
+    CommandNotAvailable("The backup window (/BACKUP)");
     return;
   }
   if (strcmp(verb, "/AUTREM") == 0) {
     TakeArg(RunRemedyLog, 2);
     TakeArg(RunAuthorLog, 3);
-    NotAvailable("Loading user-defined remedies and authors (/AUTREM)");
+    CommandNotAvailable("Loading user-defined remedies and authors (/AUTREM)");
     AppTerminate();
     return;
   }
   if (strcmp(verb, "/BUILD") == 0) {
     TakeArg(LogPath, 2);
-    NotAvailable("Rebuilding a list of tables (/BUILD)");
+    CommandNotAvailable("Rebuilding a list of tables (/BUILD)");
     AppTerminate();
     return;
   }
@@ -236,14 +230,14 @@ void AppDispatchCommandLine() {
   if (strcmp(verb, "/NOTES") == 0) {
     TakeArg(NotesFolder, 2);
     TakeArg(NotesFile, 3);
-    NotAvailable("The notes upload (/NOTES)");
+    CommandNotAvailable("The notes upload (/NOTES)");
     AppTerminate();
     return;
   }
   if (strcmp(verb, "/UPGRADERESET") == 0 || strcmp(verb, "/UPGRADE") == 0 ||
       strcmp(verb, "/UPGRADEASSOC") == 0) {
     TakeArg(UpgradeLog, 2);
-    NotAvailable("The transfer to a new repertory (/UPGRADE...)");
+    CommandNotAvailable("The transfer to a new repertory (/UPGRADE...)");
     AppTerminate();
     return;
   }
