@@ -319,4 +319,46 @@ TEST_F(RemedyTest, ExtractSplitsAtTwoHundredFortyNine) {
         << fault;
 }
 
+TEST_F(RemedyTest, ChangeAndDeleteFindTheirEntryDeepInALongChain) {
+  // Nux-v.'s chain gets four records; the entry of Head > pain (5.1) sits
+  // in the third, behind records of made-up symptoms that sort before it.
+  Extract x;
+  memset(&x, 0, sizeof x);
+  x.CursorState = 0xff;
+  x.RemedyId = kNuxV;
+  ASSERT_EQ(TblFindFullExtract(ext_, &x, 0, kFindEqual, nullptr), 0);
+  ASSERT_EQ(TblDeleteExtract(ext_), 0);
+  auto save = [&](uint8_t seq, std::vector<ExtractEntry> list) {
+    Extract r;
+    TblClearExtract(&r);
+    r.CursorState = 0xff;
+    r.RemedyId = kNuxV;
+    r.Seq = seq;
+    for (size_t i = 0; i < list.size(); ++i)
+      r.Entries[i] = list[i];
+    ASSERT_EQ(TblSaveExtract(ext_, &r, kSaveAdd), 0);
+  };
+  std::vector<ExtractEntry> many;
+  for (uint16_t i = 0; i < 200; ++i)
+    many.push_back({3, i, 1, kBoer, 0});
+  save(0, {{1, 7, 1, kBoer, 0}, {2, 0, 1, kBoer, 0}});
+  save(1, many);
+  save(2, {{5, 1, 1, kBoer, 0}, {5, 1, 2, kKent, 0}, {9, 0, 1, kBoer, 0}});
+  save(3, {{9, 5, 1, kBoer, 0}});
+
+  LogEntry *e = Entry(OpChangeDegree,
+                      {"0", "Head \x02 pain", "Nux-v.", "Kent", "2", "4"});
+  ASSERT_EQ(OpChangeDegreeRun(e, errors_, sym_, ext_, 0, 1), 0);
+  EXPECT_EQ(Degree(kNuxV, kKent, 5, 1), 4);
+  EXPECT_EQ(Degree(kNuxV, kBoer, 5, 1), 1) << "the other author's entry";
+
+  LogEntry *f =
+      Entry(OpDeleteRemedy, {"0", "Head \x02 pain", "Nux-v.", "Kent", "4"});
+  ASSERT_EQ(OpDeleteRemedyRun(f, errors_, sym_, ext_, notes_, 0, 1), 0);
+  EXPECT_EQ(Degree(kNuxV, kKent, 5, 1), -1);
+  EXPECT_EQ(Degree(kNuxV, kBoer, 5, 1), 1);
+  EXPECT_EQ(Degree(kNuxV, kBoer, 9, 5), 1) << "the last record stays";
+  EXPECT_EQ(Degree(kNuxV, kBoer, 3, 199), 1) << "the long record stays";
+}
+
 } // namespace

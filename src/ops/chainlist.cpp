@@ -1,6 +1,6 @@
 // The sorted insert, written once for the three chained lists. A small
-// traits struct per record type says how to find, save and compare; the
-// walk and the split are the same for all.
+// traits struct per record type says how to find, peek, save and compare;
+// the walk and the split are the same for all.
 #include "ops/chainlist.h"
 
 #include <cstring>
@@ -16,8 +16,9 @@ struct ExtractTraits {
   static int Save(TblHandle h, Rec *r, int mode) {
     return TblSaveExtract(h, r, mode);
   }
-  static bool SameKey(const Rec &a, const Rec &b) {
-    return a.RemedyId == b.RemedyId;
+  static int Peek(TblHandle h, const Rec *key, Entry *first, Entry *last,
+                  int *count) {
+    return TblPeekExtract(h, key, first, last, count);
   }
   static void CopyKey(Rec *dst, const Rec &src) {
     dst->RemedyId = src.RemedyId;
@@ -35,8 +36,9 @@ struct ExSpTraits {
   static int Save(TblHandle h, Rec *r, int mode) {
     return TblSaveExSp(h, r, mode);
   }
-  static bool SameKey(const Rec &a, const Rec &b) {
-    return a.Num == b.Num && a.Sub == b.Sub && a.Direction == b.Direction;
+  static int Peek(TblHandle h, const Rec *key, Entry *first, Entry *last,
+                  int *count) {
+    return TblPeekExSp(h, key, first, last, count);
   }
   static void CopyKey(Rec *dst, const Rec &src) {
     dst->Num = src.Num;
@@ -56,8 +58,9 @@ struct WordTraits {
   static int Save(TblHandle h, Rec *r, int mode) {
     return TblSaveWord(h, r, mode);
   }
-  static bool SameKey(const Rec &a, const Rec &b) {
-    return strncmp(a.Text, b.Text, sizeof a.Text) == 0;
+  static int Peek(TblHandle h, const Rec *key, Entry *first, Entry *last,
+                  int *count) {
+    return TblPeekWord(h, key, first, last, count);
   }
   static void CopyKey(Rec *dst, const Rec &src) {
     memcpy(dst->Text, src.Text, sizeof dst->Text);
@@ -83,6 +86,33 @@ template <class T> int FindAt(TblHandle h, typename T::Rec *rec, int seq) {
   return T::Find(h, rec, kFindEqual) != 0 || OrvixError != 0;
 }
 
+// The first entry of the record not before `entry` among those a scan
+// looks at, or -1.
+template <class T>
+int Scan(const typename T::Rec &rec, const typename T::Entry &entry) {
+  for (int i = 0; i < kChainScanMax; ++i) {
+    if (T::IsEnd(rec.Entries[i]))
+      return -1;
+    if (!Before(rec.Entries[i], entry))
+      return i;
+  }
+  return -1;
+}
+
+// The Seq of the chain's last record, from `seq` on, by peeking.
+template <class T> int LastSeq(TblHandle h, const typename T::Rec &rec) {
+  static typename T::Rec key;
+  typename T::Entry first, last;
+  int n, seq = rec.Seq;
+  T::CopyKey(&key, rec);
+  for (; seq < 255; ++seq) {
+    key.Seq = static_cast<uint8_t>(seq + 1);
+    if (T::Peek(h, &key, &first, &last, &n) != 0)
+      break;
+  }
+  return seq;
+}
+
 template <class T>
 int Insert(TblHandle h, typename T::Rec *rec, const typename T::Entry &entry) {
   using Rec = typename T::Rec;
@@ -91,31 +121,34 @@ int Insert(TblHandle h, typename T::Rec *rec, const typename T::Entry &entry) {
   // 1-2: the place is the first entry not before the new one. A record
   // that holds none hands over to the next record of the key, unless that
   // one starts behind the new entry: then the entry goes at this one's end.
-  int place = -1;
-  for (;;) {
-    for (int i = 0; i < kChainScanMax; ++i) {
-      if (T::IsEnd(rec->Entries[i]))
-        break;
-      if (!Before(rec->Entries[i], entry)) {
-        place = i;
-        break;
-      }
-    }
-    if (place >= 0)
+  // The records passed over are only peeked at: in a chain kept in order a
+  // record holds the place exactly when its last entry is not before the
+  // new one, so only the record that changes is read whole. A long chain
+  // (a remedy of many thousand symptoms) costs a peek a record.
+  int place = Scan<T>(*rec, entry);
+  int seq = rec->Seq;
+  bool loaded = true; // *rec is the record at seq, and the current one
+  while (place < 0) {
+    static Rec key;
+    Entry first, last;
+    int n = 0;
+    T::CopyKey(&key, *rec);
+    key.Seq = static_cast<uint8_t>(seq + 1);
+    bool more = seq < 255 && T::Peek(h, &key, &first, &last, &n) == 0;
+    if (!more || first.Num > entry.Num) {
+      if (!loaded && FindAt<T>(h, rec, seq))
+        return 1;
+      place = Count<T>(*rec);
       break;
-    static Rec next; // big records stay off the stack
-    next = *rec;
-    int seq = rec->Seq;
-    T::Find(h, &next, kFindNext);
-    if (OrvixError == 0 && T::SameKey(next, *rec) &&
-        !(next.Entries[0].Num > entry.Num)) {
-      *rec = next;
-      continue;
     }
-    if (FindAt<T>(h, rec, seq))
-      return 1;
-    place = Count<T>(*rec);
-    break;
+    ++seq;
+    loaded = false;
+    if (n > 0 && !Before(last, entry)) {
+      if (FindAt<T>(h, rec, seq))
+        return 1;
+      loaded = true;
+      place = Scan<T>(*rec, entry);
+    }
   }
 
   // 3: room in the record.
@@ -128,13 +161,12 @@ int Insert(TblHandle h, typename T::Rec *rec, const typename T::Entry &entry) {
   }
 
   // 4: split. The records behind move up by one Seq, from the last down.
-  int seq = rec->Seq;
   static Rec probe;
-  probe = *rec;
-  int last = seq;
-  while (T::Find(h, &probe, kFindNext) == 0 && OrvixError == 0 &&
-         T::SameKey(probe, *rec))
-    last = probe.Seq;
+  int last = LastSeq<T>(h, *rec);
+  if (last >= 255) { // Seq is one byte: the chain cannot grow a record
+    OrvixError = kErrTooLarge;
+    return 1;
+  }
   for (int s = last; s > seq; --s) {
     T::CopyKey(&probe, *rec);
     if (FindAt<T>(h, &probe, s))

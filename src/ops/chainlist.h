@@ -5,6 +5,10 @@
 // (249 entries or more) splits it: the records behind move up by one Seq,
 // and the tail of the full record goes into a new record right behind it.
 //
+// The walk peeks at the records it passes (their first and last entries)
+// and reads whole only the record it changes, so it relies on the chain
+// being in order, as every writer here keeps it.
+//
 // Each call takes the table and the record as the caller found it: the
 // first record of the key (Seq 0, found with mode 4), which is also the
 // table's current record. It may walk on to later records of the chain.

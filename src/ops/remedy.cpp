@@ -49,16 +49,30 @@ int CommonStart(LogEntry *entry, FILE *errors, TblHandle symptoms, int *off,
   return 0;
 }
 
-// Finds the Extract entry of the symptom and author under the remedy, from
-// the chain's first record on. Answers the entry's index in `rec`, or -1.
+// Finds the Extract entry of the symptom and author under the remedy and
+// makes its record the current one. The chain is in (Num, Sub) order, so a
+// record is read whole only when its first and last entries (peeked) hold
+// the symptom between them. Answers the entry's index in `rec`, or -1.
 int FindExtractEntry(TblHandle extract, Extract *rec, uint16_t remedyId,
                      uint32_t num, uint16_t sub, uint16_t authorId) {
+  auto before = [](uint32_t n1, uint16_t s1, uint32_t n2, uint16_t s2) {
+    return n1 < n2 || (n1 == n2 && s1 < s2);
+  };
   memset(rec, 0, sizeof *rec);
   rec->CursorState = 0xff;
   rec->RemedyId = remedyId;
-  rec->Seq = 0;
-  int err = TblFindFullExtract(extract, rec, 0, kFindEqual, nullptr);
-  while (err == 0 && rec->RemedyId == remedyId) {
+  for (int seq = 0; seq <= 255; ++seq) {
+    rec->Seq = static_cast<uint8_t>(seq);
+    ExtractEntry first, last;
+    int count = 0;
+    if (TblPeekExtract(extract, rec, &first, &last, &count) != 0)
+      return -1;
+    if (count == 0 || before(last.Num, last.Sub, num, sub))
+      continue;
+    if (before(num, sub, first.Num, first.Sub))
+      return -1;
+    if (TblFindFullExtract(extract, rec, 0, kFindEqual, nullptr) != 0)
+      return -1;
     for (int i = 0;
          i < kListEntries - 1 && TblIsLastExtractSymptom(&rec->Entries[i]) != 2;
          ++i) {
@@ -67,7 +81,6 @@ int FindExtractEntry(TblHandle extract, Extract *rec, uint16_t remedyId,
           (e.AuthorId & kAuthorMask) == authorId)
         return i;
     }
-    err = TblFindFullExtract(extract, rec, 0, kFindNext, nullptr);
   }
   return -1;
 }

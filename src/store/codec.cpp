@@ -99,6 +99,100 @@ int CountEntries(const uint8_t *arr, int room, const StoreEntryDesc &e) {
   return n;
 }
 
+// ---------------------------------------------------------------- fixed
+// entries
+
+// Most entry arrays (remedies, Extract, ExSp, Word, links) hold numbers
+// only, so every entry takes the same number of bytes. Such arrays are the
+// bulk of a repertory's bytes and are read on every step of a chain walk;
+// they get a plan that checks the length once and moves the numbers without
+// a bounds test per field.
+struct FixedPlan {
+  int count;
+  uint32_t packed; // bytes of one entry on disk
+  uint8_t width[kStoreMaxEntryFields];
+  uint32_t off[kStoreMaxEntryFields];
+};
+
+bool PlanFixed(const StoreEntryDesc &e, FixedPlan &plan) {
+  if (e.fieldCount > kStoreMaxEntryFields)
+    return false;
+  plan.count = e.fieldCount;
+  plan.packed = 0;
+  for (int k = 0; k < e.fieldCount; ++k) {
+    const StoreFieldDesc &f = e.fields[k];
+    uint8_t w = f.kind == kFU8                       ? 1
+                : f.kind == kFU16                    ? 2
+                : f.kind == kFU32 || f.kind == kFI32 ? 4
+                                                     : 0;
+    if (w == 0)
+      return false;
+    plan.width[k] = w;
+    plan.off[k] = f.off;
+    plan.packed += w;
+  }
+  return true;
+}
+
+void DecodeFixed(const FixedPlan &plan, const uint8_t *in, uint32_t n,
+                 uint8_t *arr, uint32_t entrySize) {
+  for (uint32_t i = 0; i < n; ++i) {
+    uint8_t *entry = arr + static_cast<size_t>(i) * entrySize;
+    for (int k = 0; k < plan.count; ++k) {
+      switch (plan.width[k]) {
+      case 1:
+        entry[plan.off[k]] = *in;
+        break;
+      case 2:
+        FieldStore<uint16_t>(entry, plan.off[k], LoadU16(in));
+        break;
+      default:
+        FieldStore<uint32_t>(entry, plan.off[k], LoadU32(in));
+        break;
+      }
+      in += plan.width[k];
+    }
+  }
+}
+
+void EncodeFixed(const FixedPlan &plan, const uint8_t *arr, int n,
+                 uint32_t entrySize, std::vector<uint8_t> &out) {
+  size_t at = out.size();
+  out.resize(at + static_cast<size_t>(n) * plan.packed);
+  uint8_t *o = out.data() + at;
+  for (int i = 0; i < n; ++i) {
+    const uint8_t *entry = arr + static_cast<size_t>(i) * entrySize;
+    for (int k = 0; k < plan.count; ++k) {
+      switch (plan.width[k]) {
+      case 1:
+        *o = entry[plan.off[k]];
+        break;
+      case 2: {
+        uint16_t v = FieldLoad<uint16_t>(entry, plan.off[k]);
+        o[0] = static_cast<uint8_t>(v);
+        o[1] = static_cast<uint8_t>(v >> 8);
+        break;
+      }
+      default: {
+        uint32_t v = FieldLoad<uint32_t>(entry, plan.off[k]);
+        for (int b = 0; b < 4; ++b)
+          o[b] = static_cast<uint8_t>(v >> (8 * b));
+        break;
+      }
+      }
+      o += plan.width[k];
+    }
+  }
+}
+
+// Writes the count and the entries of an array.
+void EncodeEntries(const StoreEntryDesc &e, const uint8_t *arr, int n,
+                   std::vector<uint8_t> &out, int &err);
+
+// Reads `n` entries into `arr`, the count already read.
+void DecodeEntries(const StoreEntryDesc &e, Reader &r, uint32_t n, uint8_t *arr,
+                   int &err);
+
 // ---------------------------------------------------------------- encode
 
 void EncodeFields(const StoreFieldDesc *fields, int count, const void *base,
@@ -133,6 +227,11 @@ void SkipField(const StoreFieldDesc &f, Reader &r) {
     uint32_t n = GetVar(r);
     if (f.kind == kFEntries && n > f.size)
       r.ok = false;
+    FixedPlan plan;
+    if (PlanFixed(*f.entries, plan)) {
+      Take(r, static_cast<size_t>(n) * plan.packed, b);
+      break;
+    }
     for (uint32_t i = 0; i < n && r.ok; ++i)
       for (int k = 0; k < f.entries->fieldCount; ++k)
         SkipField(f.entries->fields[k], r);
@@ -172,11 +271,7 @@ void EncodeField(const StoreFieldDesc &f, const void *base, Reader *old,
   }
   case kFEntries: {
     int n = CountEntries(b, static_cast<int>(f.size), *f.entries);
-    PutVar(out, static_cast<uint32_t>(n));
-    for (int i = 0; i < n; ++i)
-      EncodeFields(f.entries->fields, f.entries->fieldCount,
-                   b + static_cast<size_t>(i) * f.entries->entrySize, nullptr,
-                   out, err);
+    EncodeEntries(*f.entries, b, n, out, err);
     break;
   }
   case kFPtrStr: {
@@ -214,11 +309,7 @@ void EncodeField(const StoreFieldDesc &f, const void *base, Reader *old,
       break;
     }
     int n = CountEntries(arr, h->room, *f.entries);
-    PutVar(out, static_cast<uint32_t>(n));
-    for (int i = 0; i < n; ++i)
-      EncodeFields(f.entries->fields, f.entries->fieldCount,
-                   arr + static_cast<size_t>(i) * f.entries->entrySize, nullptr,
-                   out, err);
+    EncodeEntries(*f.entries, arr, n, out, err);
     break;
   }
   }
@@ -293,9 +384,7 @@ void DecodeField(const StoreFieldDesc &f, Reader &r, void *base, int &err) {
       r.ok = false;
       break;
     }
-    for (uint32_t i = 0; i < n && r.ok; ++i)
-      DecodeFields(f.entries->fields, f.entries->fieldCount, r,
-                   b + static_cast<size_t>(i) * f.entries->entrySize, err);
+    DecodeEntries(*f.entries, r, n, b, err);
     FillTerminators(b, static_cast<int>(n), static_cast<int>(f.size),
                     *f.entries);
     break;
@@ -341,9 +430,7 @@ void DecodeField(const StoreFieldDesc &f, Reader &r, void *base, int &err) {
       room = want;
       FieldStore<uint8_t *>(base, f.off, arr);
     }
-    for (uint32_t i = 0; i < n && r.ok; ++i)
-      DecodeFields(f.entries->fields, f.entries->fieldCount, r,
-                   arr + static_cast<size_t>(i) * f.entries->entrySize, err);
+    DecodeEntries(*f.entries, r, n, arr, err);
     FillTerminators(arr, static_cast<int>(n), room, *f.entries);
     break;
   }
@@ -354,6 +441,33 @@ void DecodeFields(const StoreFieldDesc *fields, int count, Reader &r,
                   void *base, int &err) {
   for (int i = 0; i < count && r.ok; ++i)
     DecodeField(fields[i], r, base, err);
+}
+
+void EncodeEntries(const StoreEntryDesc &e, const uint8_t *arr, int n,
+                   std::vector<uint8_t> &out, int &err) {
+  PutVar(out, static_cast<uint32_t>(n));
+  FixedPlan plan;
+  if (PlanFixed(e, plan)) {
+    EncodeFixed(plan, arr, n, e.entrySize, out);
+    return;
+  }
+  for (int i = 0; i < n; ++i)
+    EncodeFields(e.fields, e.fieldCount,
+                 arr + static_cast<size_t>(i) * e.entrySize, nullptr, out, err);
+}
+
+void DecodeEntries(const StoreEntryDesc &e, Reader &r, uint32_t n, uint8_t *arr,
+                   int &err) {
+  FixedPlan plan;
+  if (PlanFixed(e, plan)) {
+    const uint8_t *at;
+    if (Take(r, static_cast<size_t>(n) * plan.packed, at))
+      DecodeFixed(plan, at, n, arr, e.entrySize);
+    return;
+  }
+  for (uint32_t i = 0; i < n && r.ok; ++i)
+    DecodeFields(e.fields, e.fieldCount, r,
+                 arr + static_cast<size_t>(i) * e.entrySize, err);
 }
 
 // ---------------------------------------------------------------- folding
@@ -412,6 +526,44 @@ int StoreDecodeRecord(const StoreFamily &fam, const uint8_t *p, size_t len,
   if (err != 0)
     return err;
   return r.ok ? 0 : kErrDamaged;
+}
+
+int StorePeekEntries(const StoreFamily &fam, const uint8_t *p, size_t len,
+                     void *first, void *last, int *count) {
+  Reader r{p, p + len, true};
+  for (int i = 0; i < fam.fieldCount && r.ok; ++i) {
+    const StoreFieldDesc &f = fam.fields[i];
+    if (f.kind != kFEntries) {
+      SkipField(f, r);
+      continue;
+    }
+    const StoreEntryDesc &e = *f.entries;
+    uint32_t n = GetVar(r);
+    if (!r.ok || n > f.size)
+      return kErrDamaged;
+    *count = static_cast<int>(n);
+    e.setLast(first);
+    e.setLast(last);
+    if (n == 0)
+      return 0;
+    int err = 0;
+    FixedPlan plan;
+    const uint8_t *at;
+    if (PlanFixed(e, plan)) {
+      if (!Take(r, static_cast<size_t>(n) * plan.packed, at))
+        return kErrDamaged;
+      DecodeFixed(plan, at, 1, static_cast<uint8_t *>(first), e.entrySize);
+      DecodeFixed(plan, at + static_cast<size_t>(n - 1) * plan.packed, 1,
+                  static_cast<uint8_t *>(last), e.entrySize);
+      return 0;
+    }
+    DecodeFields(e.fields, e.fieldCount, r, first, err);
+    memcpy(last, first, e.entrySize);
+    for (uint32_t k = 1; k < n && r.ok; ++k)
+      DecodeFields(e.fields, e.fieldCount, r, last, err);
+    return err != 0 ? err : r.ok ? 0 : kErrDamaged;
+  }
+  return r.ok ? kErrBadArg : kErrDamaged; // a family without a list
 }
 
 size_t StoreEncodeKey(const StoreKeyDesc &key, const void *rec, int fields,

@@ -51,6 +51,7 @@ struct StoreFieldDesc {
 };
 
 inline constexpr int kStoreMaxKeyFields = 6;
+inline constexpr int kStoreMaxEntryFields = 8; // fields of one array entry
 inline constexpr int kStoreMaxKey = 240; // longest key in bytes, all fields
 
 struct StoreKeyDesc {
@@ -97,6 +98,13 @@ int StoreEncodeRecord(const StoreFamily &fam, const void *rec,
 // `arrays` the entry arrays behind pointers are stepped over, not read.
 int StoreDecodeRecord(const StoreFamily &fam, const uint8_t *p, size_t len,
                       void *rec, bool arrays = true);
+
+// The first and the last entry of the record's inline entry array and how
+// many it holds, from the record's bytes, without decoding the rest. With
+// no entries both are terminators. Answers 0, kErrDamaged, or kErrBadArg
+// for a family without such an array.
+int StorePeekEntries(const StoreFamily &fam, const uint8_t *p, size_t len,
+                     void *first, void *last, int *count);
 
 // The key bytes of `rec` under one key, with the first `fields` fields
 // (-1: all). Answers the length.

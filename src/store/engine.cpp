@@ -116,6 +116,11 @@ struct Table {
   uint64_t fileSize = 0; // bytes on disk
   uint64_t fileId = 0;
   std::vector<uint64_t> slots; // record id -> its put frame, 0 when none
+  // Record id -> the offset of the frame whose checksum was last found
+  // good. Frames are never rewritten in place and the file does not change
+  // under the table's lock, so a frame needs its checksum computed once in
+  // the table's life; chain walks read the same frames again and again.
+  mutable std::vector<uint64_t> checked;
   uint32_t liveCount = 0;
   uint64_t liveBytes = 0; // bytes of frames still in use
   SortedIndex idx[kStoreMaxSlots];
@@ -382,7 +387,7 @@ int EnsureIo(Table &t) {
 // Checks the frame at `off` against `end`: sync word, length, family, kind
 // and checksum. Fills `fv` when it is good.
 bool ParseFrame(const uint8_t *base, uint64_t end, uint64_t off, uint8_t family,
-                FrameView &fv) {
+                FrameView &fv, bool checksum = true) {
   if (off + kFrameHead + kFrameTail > end)
     return false;
   const uint8_t *h = base + off;
@@ -395,7 +400,8 @@ bool ParseFrame(const uint8_t *base, uint64_t end, uint64_t off, uint8_t family,
   uint16_t keyLen = static_cast<uint16_t>(h[14] | (h[15] << 8));
   if (h[13] != family || kind < kFramePut || kind > kFrameMeta || keyLen > body)
     return false;
-  if (LoadLE32(h + kFrameHead + body) != StoreCrc32c(h, kFrameHead + body))
+  if (checksum &&
+      LoadLE32(h + kFrameHead + body) != StoreCrc32c(h, kFrameHead + body))
     return false;
   fv.off = off;
   fv.body = body;
@@ -408,9 +414,27 @@ bool ParseFrame(const uint8_t *base, uint64_t end, uint64_t off, uint8_t family,
   return true;
 }
 
+bool FrameChecked(const Table &t, uint64_t off) {
+  if (off + kFrameHead > t.dataEnd)
+    return false;
+  uint32_t rid = LoadLE32(t.map + off + 8);
+  return rid < t.checked.size() && t.checked[rid] == off;
+}
+
+void MarkChecked(const Table &t, uint32_t rid, uint64_t off) {
+  if (rid == 0 || rid >= t.slots.size())
+    return;
+  if (t.checked.size() < t.slots.size())
+    t.checked.resize(t.slots.size() + t.slots.size() / 4, 0);
+  t.checked[rid] = off;
+}
+
 int ReadFrame(const Table &t, uint64_t off, FrameView &fv) {
-  if (!ParseFrame(t.map, t.dataEnd, off, t.fam->code, fv))
+  bool known = FrameChecked(t, off);
+  if (!ParseFrame(t.map, t.dataEnd, off, t.fam->code, fv, !known))
     return kErrDamaged;
+  if (!known && fv.kind == kFramePut)
+    MarkChecked(t, fv.rid, off);
   return 0;
 }
 
@@ -645,6 +669,7 @@ Table *FindOpen(const std::string &datPath) {
 // stepped over: the scan looks for the next frame's sync word.
 void ScanFrames(Table &t, uint64_t start) {
   t.slots.assign(1, 0);
+  t.checked.clear();
   t.resources.clear();
   t.highWater = 0;
   t.metaOff = 0;
@@ -1559,6 +1584,35 @@ int EngineFind(TblHandle h, const StoreFamily &fam, void *rec, int key,
   return Fail(DecodeInto(t, fv, rec, how, slot));
 }
 
+int EnginePeekEntries(TblHandle h, const StoreFamily &fam, const void *probe,
+                      void *first, void *last, int *count) {
+  int err;
+  Handle *hd = GetHandle(h, &fam, err);
+  if (hd == nullptr)
+    return Fail(err);
+  if (probe == nullptr || first == nullptr || last == nullptr ||
+      count == nullptr)
+    return Fail(kErrBadArg);
+  Table &t = *hd->t;
+  if ((err = EnsureKey(t, 0)) != 0)
+    return Fail(err);
+  SortedIndex &ix = IndexOf(t, 0);
+  SlotSource ss{&t, 0};
+  IdxSource src{CompositeOfRid, &ss};
+  uint8_t buf[512];
+  size_t n = StoreEncodeKey(fam.keys[0], probe, -1, buf);
+  IdxProbe p;
+  IdxMakeProbe(buf, static_cast<uint32_t>(n), p);
+  IdxPos pos = IdxLowerBound(ix, p, src);
+  if (!IdxValid(ix, pos) || !EntryStartsWith(t, 0, IdxAt(ix, pos), buf, n))
+    return Fail(kErrEnd);
+  FrameView fv;
+  if ((err = ReadFrame(t, t.slots[IdxAt(ix, pos).rid], fv)) != 0)
+    return Fail(err);
+  return Fail(
+      StorePeekEntries(fam, fv.payload, fv.payloadLen, first, last, count));
+}
+
 int EngineReadCurrent(TblHandle h, const StoreFamily &fam, void *rec) {
   int err;
   Handle *hd = GetHandle(h, &fam, err);
@@ -1635,6 +1689,7 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
     t.slots.push_back(off);
     ++t.liveCount;
   }
+  MarkChecked(t, rid, off); // written just now from our own bytes
   uint8_t oldComp[512], newComp[512];
   for (int s = 0; s < fam.keyCount; ++s) {
     size_t nn = CompositeFromBlock(fam, s, kb, kbLen, rid, newComp);

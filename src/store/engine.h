@@ -20,6 +20,12 @@ int EngineRebuild(const StoreFamily &fam, const char *base);
 
 int EngineFind(TblHandle h, const StoreFamily &fam, void *rec, int key,
                int mode, EngineReadKind how);
+// The first and last entries of the record whose primary key equals that
+// of `probe`, and their count (StorePeekEntries), leaving the handle's
+// current record as it was. Answers 0, kErrEnd when there is no such
+// record, or an error.
+int EnginePeekEntries(TblHandle h, const StoreFamily &fam, const void *probe,
+                      void *first, void *last, int *count);
 int EngineReadCurrent(TblHandle h, const StoreFamily &fam, void *rec);
 int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode);
 int EngineDelete(TblHandle h, const StoreFamily &fam);

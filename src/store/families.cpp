@@ -694,6 +694,10 @@ void TblClearExtract(Extract *rec) {
 int TblIsLastExtractSymptom(const ExtractEntry *entry) {
   return entry == nullptr || ExtractIsLast(entry) ? 2 : 1;
 }
+int TblPeekExtract(TblHandle h, const Extract *key, ExtractEntry *first,
+                   ExtractEntry *last, int *count) {
+  return EnginePeekEntries(h, kFamExtract, key, first, last, count);
+}
 
 TblHandle TblOpenExSp(const char *path, int, int b) {
   return EngineOpen(kFamExSp, path, b);
@@ -725,6 +729,10 @@ void TblClearExSp(ExSp *rec) {
 int TblIsLastExSpSymptom(const ExSpEntry *entry) {
   return entry == nullptr || ExSpIsLast(entry) ? 2 : 1;
 }
+int TblPeekExSp(TblHandle h, const ExSp *key, ExSpEntry *first, ExSpEntry *last,
+                int *count) {
+  return EnginePeekEntries(h, kFamExSp, key, first, last, count);
+}
 
 TblHandle TblOpenWord(const char *path, int, int b) {
   return EngineOpen(kFamWord, path, b);
@@ -755,6 +763,10 @@ void TblClearWord(Word *rec) {
 }
 int TblIsLastWordSymptom(const WordEntry *entry) {
   return entry == nullptr || WordIsLast(entry) ? 2 : 1;
+}
+int TblPeekWord(TblHandle h, const Word *key, WordEntry *first, WordEntry *last,
+                int *count) {
+  return EnginePeekEntries(h, kFamWord, key, first, last, count);
 }
 
 // ---------------------------------------------------------------- Note, Link

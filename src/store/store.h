@@ -145,6 +145,13 @@ int TblSaveExtract(TblHandle h, Extract *rec, int mode);
 int TblDeleteExtract(TblHandle h);
 void TblClearExtract(Extract *rec);
 int TblIsLastExtractSymptom(const ExtractEntry *entry);
+// The first and last entries of the record with the key of `key` (RemedyId,
+// Seq) and how many it holds, read without decoding the rest of the record
+// and without moving the current record: a chain walk looks at each record
+// this way and reads in full only the one it changes. Answers 0, or 101
+// when there is no such record. The ExSp and Word forms are alike.
+int TblPeekExtract(TblHandle h, const Extract *key, ExtractEntry *first,
+                   ExtractEntry *last, int *count);
 
 TblHandle TblOpenExSp(const char *path, int a, int b);
 TblHandle TblCreateExSp(const char *path, int a, int b);
@@ -154,6 +161,8 @@ int TblSaveExSp(TblHandle h, ExSp *rec, int mode);
 int TblDeleteExSp(TblHandle h);
 void TblClearExSp(ExSp *rec);
 int TblIsLastExSpSymptom(const ExSpEntry *entry);
+int TblPeekExSp(TblHandle h, const ExSp *key, ExSpEntry *first, ExSpEntry *last,
+                int *count);
 
 TblHandle TblOpenWord(const char *path, int a, int b);
 TblHandle TblCreateWord(const char *path, int a, int b);
@@ -163,6 +172,8 @@ int TblSaveWord(TblHandle h, Word *rec, int mode);
 int TblDeleteWord(TblHandle h);
 void TblClearWord(Word *rec);
 int TblIsLastWordSymptom(const WordEntry *entry);
+int TblPeekWord(TblHandle h, const Word *key, WordEntry *first, WordEntry *last,
+                int *count);
 
 // ---------------------------------------------------------------- Note, Link
 

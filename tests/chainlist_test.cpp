@@ -1,0 +1,236 @@
+// The sorted insert into chained lists of many records, against a model of
+// the list it should hold, and the peek at a record's first and last entry
+// that lets a walk pass records without reading them.
+#include "ops/chainlist.h"
+#include "store_fixture.h"
+
+#include <algorithm>
+#include <random>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Pair = std::pair<uint32_t, uint16_t>;
+
+class ChainTest : public StoreTest {
+protected:
+  void SetUp() override {
+    StoreTest::SetUp();
+    h_ = TblCreateExtract("extract", 1, 1);
+    ASSERT_NE(h_, 0);
+  }
+  void TearDown() override {
+    if (h_ != 0)
+      DbCloseFile(h_);
+    StoreTest::TearDown();
+  }
+
+  // Saves the chain of `remedy` as records holding these runs of entries.
+  void SaveChain(uint16_t remedy, const std::vector<std::vector<Pair>> &runs) {
+    for (size_t seq = 0; seq < runs.size(); ++seq) {
+      Extract x;
+      TblClearExtract(&x);
+      x.CursorState = 0xff;
+      x.RemedyId = remedy;
+      x.Seq = static_cast<uint8_t>(seq);
+      for (size_t i = 0; i < runs[seq].size(); ++i)
+        x.Entries[i] =
+            ExtractEntry{runs[seq][i].first, runs[seq][i].second, 1, 7, 0};
+      ASSERT_EQ(TblSaveExtract(h_, &x, kSaveAdd), 0);
+    }
+  }
+
+  // Adds one entry as an addition does: Seq 0 found, then the insert.
+  int Add(uint16_t remedy, Pair p) {
+    Extract x;
+    TblClearExtract(&x);
+    x.CursorState = 0xff;
+    x.RemedyId = remedy;
+    ExtractEntry e{p.first, p.second, 2, 7, 0};
+    if (TblFindFullExtract(h_, &x, 0, kFindEqual, nullptr) != 0) {
+      x.RemedyId = remedy;
+      x.Seq = 0;
+      x.Entries[0] = e;
+      x.Entries[1] = ChainExtractTerminator();
+      return TblSaveExtract(h_, &x, kSaveAdd);
+    }
+    return ChainInsertExtract(h_, &x, e);
+  }
+
+  // The chain of `remedy`, record by record, in Seq order.
+  std::vector<std::vector<Pair>> Chain(uint16_t remedy) {
+    std::vector<std::vector<Pair>> out;
+    Extract x;
+    TblClearExtract(&x);
+    x.CursorState = 0xff;
+    x.RemedyId = remedy;
+    for (int err = TblFindFullExtract(h_, &x, 0, kFindAtOrAfter, nullptr);
+         err == 0 && x.RemedyId == remedy;
+         err = TblFindFullExtract(h_, &x, 0, kFindNext, nullptr)) {
+      EXPECT_EQ(x.Seq, out.size()) << "the Seq numbers run without a gap";
+      out.emplace_back();
+      for (int i = 0; i < ChainCountExtract(x); ++i)
+        out.back().emplace_back(x.Entries[i].Num, x.Entries[i].Sub);
+    }
+    return out;
+  }
+
+  TblHandle h_ = 0;
+};
+
+TEST_F(ChainTest, RandomAdditionsKeepALongChainInOrder) {
+  // Enough entries for a chain of many records; each insert lands in the
+  // right record whether it goes inside a record, at its end, or into the
+  // gap between two records.
+  std::mt19937 rng(112233);
+  std::vector<Pair> model;
+  for (int i = 0; i < 3000; ++i) {
+    Pair p{
+        std::uniform_int_distribution<uint32_t>(1, 900)(rng),
+        static_cast<uint16_t>(std::uniform_int_distribution<int>(0, 3)(rng))};
+    ASSERT_EQ(Add(5, p), 0) << "addition " << i;
+    model.push_back(p);
+    // Another remedy's chain beside it must stay apart.
+    if (i % 10 == 0) {
+      ASSERT_EQ(Add(6, p), 0);
+    }
+  }
+  std::stable_sort(model.begin(), model.end());
+  auto chain = Chain(5);
+  ASSERT_GT(chain.size(), 12u);
+  std::vector<Pair> all;
+  for (const auto &rec : chain) {
+    EXPECT_GT(rec.size(), 0u);
+    EXPECT_LE(rec.size(), static_cast<size_t>(kChainSplitAt));
+    all.insert(all.end(), rec.begin(), rec.end());
+  }
+  EXPECT_EQ(all, model);
+  size_t other = 0;
+  for (const auto &rec : Chain(6))
+    other += rec.size();
+  EXPECT_EQ(other, 300u);
+}
+
+TEST_F(ChainTest, AnEmptyRecordIsPassedOrFilledLikeAnyOther) {
+  // An Extract terminator has Num 0: an empty record's first entry is not
+  // "after" anything, so a walk steps into it and on.
+  SaveChain(5, {{{10, 0}, {20, 0}}, {}, {{50, 0}, {60, 0}}});
+  ASSERT_EQ(Add(5, {30, 0}), 0);
+  ASSERT_EQ(Add(5, {55, 0}), 0);
+  ASSERT_EQ(Add(5, {70, 0}), 0);
+  ASSERT_EQ(Add(5, {5, 0}), 0);
+  std::vector<std::vector<Pair>> want = {{{5, 0}, {10, 0}, {20, 0}},
+                                         {{30, 0}},
+                                         {{50, 0}, {55, 0}, {60, 0}, {70, 0}}};
+  EXPECT_EQ(Chain(5), want);
+}
+
+TEST_F(ChainTest, AnEntryInTheGapStaysWithTheEarlierRecord) {
+  // Between two records, the next record's first Num decides: an entry
+  // of a smaller Num goes to the end of the earlier record; one of the same
+  // Num and a larger Sub to the next record's front.
+  SaveChain(5, {{{10, 0}, {20, 0}}, {{40, 1}, {60, 0}}});
+  ASSERT_EQ(Add(5, {30, 0}), 0);
+  ASSERT_EQ(Add(5, {40, 0}), 0);
+  std::vector<std::vector<Pair>> want = {{{10, 0}, {20, 0}, {30, 0}},
+                                         {{40, 0}, {40, 1}, {60, 0}}};
+  EXPECT_EQ(Chain(5), want);
+}
+
+TEST_F(ChainTest, ASplitInTheMiddleMovesTheLaterRecordsUp) {
+  std::vector<Pair> full, tail = {{5000, 0}, {5001, 0}};
+  for (uint32_t i = 0; i < static_cast<uint32_t>(kChainSplitAt); ++i)
+    full.emplace_back(2 * i + 100, 0);
+  SaveChain(5, {{{1, 0}}, full, tail, {{6000, 0}}});
+  ASSERT_EQ(Add(5, {101, 0}), 0); // the second entry of the full record
+  auto chain = Chain(5);
+  ASSERT_EQ(chain.size(), 5u);
+  EXPECT_EQ(chain[1].size(), 2u);
+  EXPECT_EQ(chain[1][1], Pair(101, 0));
+  EXPECT_EQ(chain[2].size(), static_cast<size_t>(kChainSplitAt - 1));
+  EXPECT_EQ(chain[2][0], Pair(102, 0));
+  EXPECT_EQ(chain[3], tail);
+  EXPECT_EQ(chain[4], std::vector<Pair>({{6000, 0}}));
+}
+
+TEST_F(ChainTest, PeekTellsFirstLastAndCountAndLeavesTheCurrentRecord) {
+  SaveChain(5, {{{10, 1}, {20, 2}, {30, 3}}, {}});
+  Extract cur;
+  TblClearExtract(&cur);
+  cur.CursorState = 0xff;
+  cur.RemedyId = 5;
+  ASSERT_EQ(TblFindFullExtract(h_, &cur, 0, kFindEqual, nullptr), 0);
+
+  Extract key;
+  TblClearExtract(&key);
+  key.RemedyId = 5;
+  key.Seq = 0;
+  ExtractEntry first, last;
+  int count = -1;
+  ASSERT_EQ(TblPeekExtract(h_, &key, &first, &last, &count), 0);
+  EXPECT_EQ(count, 3);
+  EXPECT_EQ(first.Num, 10u);
+  EXPECT_EQ(first.Sub, 1);
+  EXPECT_EQ(last.Num, 30u);
+  EXPECT_EQ(last.Sub, 3);
+
+  key.Seq = 1;
+  ASSERT_EQ(TblPeekExtract(h_, &key, &first, &last, &count), 0);
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(TblIsLastExtractSymptom(&first), 2);
+  EXPECT_EQ(TblIsLastExtractSymptom(&last), 2);
+
+  key.Seq = 2;
+  EXPECT_EQ(TblPeekExtract(h_, &key, &first, &last, &count), kErrEnd);
+
+  // The record found before the peeks is still the current one: stepping
+  // on reaches Seq 1, and a replace writes Seq 0.
+  Extract next = cur;
+  ASSERT_EQ(TblFindFullExtract(h_, &next, 0, kFindNext, nullptr), 0);
+  EXPECT_EQ(next.Seq, 1);
+}
+
+TEST_F(ChainTest, WordChainsTakeTheSameWalk) {
+  TblHandle w = TblCreateWord("word1", 1, 1);
+  ASSERT_NE(w, 0);
+  std::mt19937 rng(4455);
+  std::vector<Pair> model;
+  for (int i = 0; i < 800; ++i) {
+    Pair p{std::uniform_int_distribution<uint32_t>(1, 5000)(rng), 0};
+    Word x;
+    TblClearWord(&x);
+    x.CursorState = 0xff;
+    StrCopy(x.Text, "FEAR");
+    WordEntry e{p.first, p.second, 0, 0};
+    if (TblFindFullWord(w, &x, 0, kFindEqual, nullptr) != 0) {
+      StrCopy(x.Text, "FEAR");
+      x.Seq = 0;
+      x.Entries[0] = e;
+      x.Entries[1] = ChainWordTerminator();
+      ASSERT_EQ(TblSaveWord(w, &x, kSaveAdd), 0);
+    } else {
+      ASSERT_EQ(ChainInsertWord(w, &x, e), 0);
+    }
+    model.push_back(p);
+  }
+  std::stable_sort(model.begin(), model.end());
+  std::vector<Pair> all;
+  int records = 0;
+  Word x;
+  TblClearWord(&x);
+  x.CursorState = 0xff;
+  StrCopy(x.Text, "FEAR");
+  for (int err = TblFindFullWord(w, &x, 0, kFindAtOrAfter, nullptr);
+       err == 0 && strcmp(x.Text, "FEAR") == 0;
+       err = TblFindFullWord(w, &x, 0, kFindNext, nullptr)) {
+    ++records;
+    for (int i = 0; i < ChainCountWord(x); ++i)
+      all.emplace_back(x.Entries[i].Num, x.Entries[i].Sub);
+  }
+  EXPECT_GE(records, 4);
+  EXPECT_EQ(all, model);
+  DbCloseFile(w);
+}
+
+} // namespace
