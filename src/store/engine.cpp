@@ -1844,8 +1844,11 @@ void DbSwitch(const char *module) {
   OrvixError = 0;
 }
 
+// Makes room for n descriptors beside the store's within its budget. A
+// store well within the budget closes nothing: a log run calls this after
+// every entry, and a closed write descriptor costs an open at the next save.
 void DbVirtualClose(int n) {
-  for (int i = 0; i < n; ++i) {
+  for (int i = 0; i < n && gOpenFds + n > gDbFiles; ++i) {
     bool any = false;
     for (Table *t : gTables)
       any = any || t->ioFd >= 0;
