@@ -230,6 +230,27 @@ TEST_F(MessagesCalls, TextsComeInTheConfiguredLanguage) {
   EXPECT_STREQ("Cancel", MsgText(9102));
 }
 
+TEST_F(MessagesCalls, TextsFollowTheTableInUseAndMissingOnesStayMissing) {
+  EXPECT_STREQ("Annuler", MsgText(9102));
+  // Another table in its place, with another text for the same number.
+  MsgDataSet set;
+  MsgDataReadText(&set, "zz.txt", "language 2\n9102 | Abbrechen\n");
+  ASSERT_TRUE(set.Problems.empty()) << set.Problems[0];
+  std::string other = dir + "/othermsg";
+  ASSERT_EQ(0, MsgDataWriteTable(set, other.c_str(), nullptr));
+  DbCloseFile(MsgTable);
+  MsgTable = MsgOpen(other.c_str(), 1, 1);
+  ASSERT_NE(MsgTable, 0);
+  EXPECT_STREQ("Abbrechen", MsgText(9102));
+  EXPECT_EQ(OrvixError, 0);
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_STREQ("Message 9100 is missing", MsgText(9100)) << round;
+    EXPECT_NE(OrvixError, 0) << round;
+  }
+  EXPECT_STREQ("Abbrechen", MsgText(9102));
+  EXPECT_EQ(OrvixError, 0) << "a text found again clears the error";
+}
+
 TEST_F(MessagesCalls, BadDateIsToldAndKeptGoodDateIsNormalised) {
   Language = 1;
   StrCopy(DateFormat, "dd.mm.yyyy");

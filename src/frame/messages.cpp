@@ -8,6 +8,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <unordered_map>
 
 TblHandle MsgTable;
 MsgRecord MsgRec;
@@ -78,8 +79,37 @@ char MarkMnemonic(char *text) {
 
 } // namespace
 
+// The texts found so far, for the table and language they came from. A log
+// run asks for the same few labels many times an entry; the table does not
+// change under a running program.
+namespace {
+struct MsgCache {
+  TblHandle table = 0;
+  int language = -1;
+  std::unordered_map<int, MsgRecord> texts;
+};
+MsgCache gMsgCache;
+} // namespace
+
 const char *MsgText(int number) {
-  return OrvixMessage(MsgTable, number, Language, &MsgRec);
+  MsgCache &c = gMsgCache;
+  if (c.table != MsgTable || c.language != Language) {
+    c.texts.clear();
+    c.table = MsgTable;
+    c.language = Language;
+  }
+  auto it = c.texts.find(number);
+  if (it != c.texts.end()) {
+    uint8_t guard = MsgRec.CursorState;
+    MsgRec = it->second;
+    MsgRec.CursorState = guard;
+    OrvixError = 0;
+    return MsgRec.Text;
+  }
+  const char *text = OrvixMessage(MsgTable, number, Language, &MsgRec);
+  if (OrvixError == 0 && MsgTable != 0)
+    c.texts.emplace(number, MsgRec);
+  return text;
 }
 
 void MsgInfo(const char *fmt, ...) {
