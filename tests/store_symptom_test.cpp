@@ -330,6 +330,68 @@ TEST_F(SymptomTest, StaleIndexIsRefused) {
   EXPECT_EQ(OrvixError, kErrBadIndex);
 }
 
+TEST_F(SymptomTest, ClosesAppendToTheIndexAndKeepEveryOrderRight) {
+  // Each round changes a record without touching a key, then renames one;
+  // the index file takes what changed at each close, stays within bounds,
+  // and every order is right after each reopen.
+  ASSERT_EQ(DbCloseFile(h_), 0);
+  auto size = [&] { return std::filesystem::file_size(root_ / "sym.idx"); };
+  const auto first = size();
+  std::string name = "delta";
+  for (int round = 0; round < 40; ++round) {
+    h_ = TblOpenSymptom("sym", 1, 1);
+    ASSERT_NE(h_, 0) << "round " << round << ": " << OrvixError;
+    SymRec s = MakeSymptom(2, 0, 0, 0, "");
+    ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+    s.Level = static_cast<uint8_t>(round % 7);
+    ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), 0);
+    if (round % 4 == 3) {
+      name = name == "delta" ? "epsilon" : "delta";
+      StrCopy(s.Text1, name.c_str());
+      ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), 0);
+    }
+    ASSERT_EQ(DbCloseFile(h_), 0);
+    h_ = TblOpenSymptom("sym", 1, 1);
+    ASSERT_NE(h_, 0) << "round " << round << ": " << OrvixError;
+    EXPECT_EQ(Walk(1), (Texts{"HEAD", "MIND", "Alpha", "beta", name, "gamma"}))
+        << "round " << round;
+    EXPECT_EQ(Walk(0), (Texts{"HEAD", "beta", "Alpha", "gamma", name, "MIND"}));
+    SymRec d = MakeSymptom(0, 0, 1, 0, name.c_str());
+    EXPECT_EQ(TblFindFullSymptomByText(h_, &d, 1, kFindEqual), 0) << round;
+    EXPECT_EQ(d.Level, round % 7);
+    ASSERT_EQ(DbCloseFile(h_), 0);
+    EXPECT_LE(size(), 3 * first) << "round " << round;
+  }
+  EXPECT_GT(size(), first) << "the file was appended to, not rewritten";
+  h_ = TblOpenSymptom("sym", 1, 1);
+  ASSERT_NE(h_, 0);
+}
+
+TEST_F(SymptomTest, AnAppendCutShortLeavesAStaleIndex) {
+  // A close that appended its parts but died before the header: the old
+  // header still names the old data length and the index is refused.
+  ASSERT_EQ(DbCloseFile(h_), 0);
+  std::string before = Slurp("sym.idx");
+  h_ = TblOpenSymptom("sym", 1, 1);
+  SymRec s = MakeSymptom(3, 0, 0, 0, "");
+  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  s.Level = 9;
+  ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), 0);
+  ASSERT_EQ(DbCloseFile(h_), 0);
+  std::string after = Slurp("sym.idx");
+  ASSERT_GT(after.size(), before.size());
+  Spit("sym.idx", before.substr(0, 512) + after.substr(512));
+  h_ = TblOpenSymptom("sym", 1, 1);
+  EXPECT_EQ(h_, 0);
+  EXPECT_EQ(OrvixError, kErrBadIndex);
+  ASSERT_EQ(TblRebuildSymptom("sym", 0, 1), 0);
+  h_ = TblOpenSymptom("sym", 1, 1);
+  ASSERT_NE(h_, 0);
+  s = MakeSymptom(3, 0, 0, 0, "");
+  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  EXPECT_EQ(s.Level, 9) << "the save itself was in the data file";
+}
+
 TEST_F(SymptomTest, NewIdsRiseAndPersist) {
   long a = TblGetNewSptId(h_, 0);
   EXPECT_EQ(a, 31); // above the highest id in use

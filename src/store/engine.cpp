@@ -47,7 +47,12 @@ constexpr char kDataMagic[8] = {'M', 'N', 'T', 'R', 'L', 'D', 'A', 'T'};
 constexpr char kIndexMagic[8] = {'M', 'N', 'T', 'R', 'L', 'I', 'D', 'X'};
 constexpr uint32_t kFormatVersion = 1;
 constexpr uint32_t kDataHeaderSize = 64;
-constexpr uint32_t kIndexHeaderSize = 128;
+constexpr uint32_t kIndexVersion = 2;
+constexpr uint32_t kIndexHeaderSize = 512;
+// Where the directory of sections starts in the index header, and the size
+// of one entry of it (offset, count, checksum).
+constexpr uint32_t kIndexDirectory = 96;
+constexpr uint32_t kIndexSectionSize = 16;
 
 constexpr uint32_t kFrameSync = 0x314d5246; // "FRM1"
 constexpr uint32_t kFrameHead = 16;
@@ -103,6 +108,12 @@ inline void StoreBE64(uint8_t *b, uint64_t v) {
 
 struct Handle;
 
+struct IndexSection {
+  uint64_t off = 0;
+  uint32_t count = 0;
+  uint32_t crc = 0;
+};
+
 struct Table {
   const StoreFamily *fam = nullptr;
   std::string datPath, idxPath; // absolute real paths
@@ -140,6 +151,12 @@ struct Table {
   size_t idxMapLen = 0;
   uint64_t keyOff[kStoreMaxSlots] = {};
   bool keyLoaded[kStoreMaxSlots] = {};
+  // The parts of the index file as its header names them, so that a close
+  // appends only what changed: the record table and resources each time,
+  // an order only when a save or delete changed it.
+  IndexSection idxSlots, idxKeys[kStoreMaxSlots], idxRes;
+  uint64_t idxFileLen = 0; // 0: no index file of ours to append to
+  bool keyDirty[kStoreMaxSlots] = {};
 };
 
 struct Handle {
@@ -892,33 +909,40 @@ struct Writer {
   }
 };
 
-// Writes the index snapshot to `path` and syncs it. The caller renames it.
-int WriteIndexFile(const Table &t, const std::string &path) {
-  int fd = OpenCounted(path.c_str(), O_RDWR | O_CREAT | O_TRUNC);
-  if (fd < 0)
-    return ErrnoToError(errno);
-  Writer w(fd, kIndexHeaderSize);
-  std::vector<uint8_t> slots(t.slots.size() * 8);
-  for (size_t i = 0; i < t.slots.size(); ++i)
-    StoreLE64(slots.data() + i * 8, t.slots[i]);
-  w.put(slots.data(), slots.size());
-  for (int s = 0; s < t.fam->keyCount; ++s) {
-    uint8_t cnt[8];
-    StoreLE64(cnt, t.idx[s].count);
-    w.put(cnt, 8);
-    for (const IdxChunk *c : t.idx[s].chunks)
-      w.put(c->e, sizeof(IdxEntry) * c->n);
-  }
-  for (auto &r : t.resources) {
-    uint8_t rec[16];
-    StoreLE64(rec, r.first);
-    StoreLE64(rec + 8, r.second);
-    w.put(rec, 16);
-  }
-  w.flush();
-  uint8_t h[kIndexHeaderSize] = {0};
+// The sections of one snapshot and where the file ends.
+struct IndexParts {
+  IndexSection slots, keys[kStoreMaxSlots], res;
+  uint64_t fileLen = 0;
+};
+
+void PutSection(uint8_t *h, int at, const IndexSection &sec) {
+  uint8_t *d = h + kIndexDirectory + at * kIndexSectionSize;
+  StoreLE64(d, sec.off);
+  StoreLE32(d + 8, sec.count);
+  StoreLE32(d + 12, sec.crc);
+}
+
+IndexSection GetSection(const uint8_t *h, int at) {
+  const uint8_t *d = h + kIndexDirectory + at * kIndexSectionSize;
+  IndexSection sec;
+  sec.off = LoadLE64(d);
+  sec.count = LoadLE32(d + 8);
+  sec.crc = LoadLE32(d + 12);
+  return sec;
+}
+
+// Directory places: the record table, the keys, the resources.
+int KeySectionAt(int slot) {
+  return 1 + slot;
+}
+constexpr int kResSectionAt = 1 + kStoreMaxSlots;
+static_assert(kIndexDirectory + (kResSectionAt + 1) * kIndexSectionSize <=
+              kIndexHeaderSize - 4);
+
+void MakeIndexHeader(const Table &t, const IndexParts &parts, uint8_t *h) {
+  memset(h, 0, kIndexHeaderSize);
   memcpy(h, kIndexMagic, 8);
-  StoreLE32(h + 8, kFormatVersion);
+  StoreLE32(h + 8, kIndexVersion);
   StoreLE32(h + 12, t.fam->code);
   StoreLE64(h + 16, t.fileId);
   StoreLE64(h + 24, t.dataEnd);
@@ -929,9 +953,74 @@ int WriteIndexFile(const Table &t, const std::string &path) {
   StoreLE64(h + 48, static_cast<uint64_t>(t.highWater));
   StoreLE64(h + 56, t.metaOff);
   StoreLE64(h + 64, t.liveBytes);
-  StoreLE64(h + 72, w.off - kIndexHeaderSize);
-  StoreLE32(h + 80, w.crc);
-  StoreLE32(h + 124, StoreCrc32c(h, 124));
+  StoreLE64(h + 72, parts.fileLen);
+  PutSection(h, 0, parts.slots);
+  for (int s = 0; s < t.fam->keyCount; ++s)
+    PutSection(h, KeySectionAt(s), parts.keys[s]);
+  PutSection(h, kResSectionAt, parts.res);
+  StoreLE32(h + kIndexHeaderSize - 4, StoreCrc32c(h, kIndexHeaderSize - 4));
+}
+
+// Starts a section at the writer's place; EndSection takes its checksum.
+void BeginSection(Writer &w, IndexSection &sec, uint32_t count) {
+  w.crc = 0;
+  sec.off = w.off + w.buf.size();
+  sec.count = count;
+}
+void EndSection(const Writer &w, IndexSection &sec) {
+  sec.crc = w.crc;
+}
+
+// Appends the parts of the snapshot that must be written: all of them, or
+// with `keep` the orders that no save or delete changed since the snapshot
+// was mapped stay where the old file has them.
+void WriteSections(const Table &t, Writer &w, bool keep, IndexParts &parts) {
+  std::vector<uint8_t> slots(t.slots.size() * 8);
+  for (size_t i = 0; i < t.slots.size(); ++i)
+    StoreLE64(slots.data() + i * 8, t.slots[i]);
+  BeginSection(w, parts.slots, static_cast<uint32_t>(t.slots.size()));
+  w.put(slots.data(), slots.size());
+  EndSection(w, parts.slots);
+  for (int s = 0; s < t.fam->keyCount; ++s) {
+    bool inFile = t.idxMap != nullptr && !t.keyLoaded[s];
+    if (keep && (inFile || !t.keyDirty[s])) {
+      parts.keys[s] = t.idxKeys[s];
+      continue;
+    }
+    IndexSection &sec = parts.keys[s];
+    if (inFile) { // a full rewrite copies an order never taken into memory
+      BeginSection(w, sec, t.liveCount);
+      w.put(t.idxMap + t.keyOff[s], sizeof(IdxEntry) * t.liveCount);
+    } else {
+      BeginSection(w, sec, static_cast<uint32_t>(t.idx[s].count));
+      for (const IdxChunk *c : t.idx[s].chunks)
+        w.put(c->e, sizeof(IdxEntry) * c->n);
+    }
+    EndSection(w, sec);
+  }
+  BeginSection(w, parts.res, static_cast<uint32_t>(t.resources.size()));
+  for (auto &r : t.resources) {
+    uint8_t rec[16];
+    StoreLE64(rec, r.first);
+    StoreLE64(rec + 8, r.second);
+    w.put(rec, 16);
+  }
+  EndSection(w, parts.res);
+  w.flush();
+  parts.fileLen = w.off;
+}
+
+// Writes a whole index snapshot to `path` and syncs it. The caller renames
+// it into place.
+int WriteIndexFile(const Table &t, const std::string &path) {
+  int fd = OpenCounted(path.c_str(), O_RDWR | O_CREAT | O_TRUNC);
+  if (fd < 0)
+    return ErrnoToError(errno);
+  Writer w(fd, kIndexHeaderSize);
+  IndexParts parts;
+  WriteSections(t, w, false, parts);
+  uint8_t h[kIndexHeaderSize];
+  MakeIndexHeader(t, parts, h);
   bool ok = w.ok && WriteAll(fd, h, sizeof h, 0) && fsync(fd) == 0;
   int e = errno;
   close(fd);
@@ -943,14 +1032,62 @@ int WriteIndexFile(const Table &t, const std::string &path) {
   return 0;
 }
 
-int EnsureAllKeys(Table &t);
+// Appends the changed parts to the index file the table was opened with,
+// then rewrites its header in place: the header is the one write that makes
+// the new snapshot current, and the parts the old header names stay intact
+// until then. A process killed before it leaves the old header, which no
+// longer matches the data file: the index is then stale, as it would be
+// without the append.
+int AppendIndexFile(Table &t) {
+  int fd = OpenCounted(t.idxPath.c_str(), O_RDWR);
+  if (fd < 0)
+    return ErrnoToError(errno);
+  struct stat st;
+  int err = 0;
+  if (fstat(fd, &st) != 0 || static_cast<uint64_t>(st.st_size) < t.idxFileLen)
+    err = kErrBadIndex; // not the file we mapped
+  IndexParts parts;
+  if (err == 0) {
+    Writer w(fd, t.idxFileLen);
+    WriteSections(t, w, true, parts);
+    uint8_t h[kIndexHeaderSize];
+    MakeIndexHeader(t, parts, h);
+    if (!w.ok || ftruncate(fd, static_cast<off_t>(parts.fileLen)) != 0 ||
+        fsync(fd) != 0 || !WriteAll(fd, h, sizeof h, 0) || fsync(fd) != 0)
+      err = ErrnoToError(errno);
+  }
+  close(fd);
+  --gOpenFds;
+  if (err != 0)
+    return err;
+  t.idxSlots = parts.slots;
+  for (int s = 0; s < t.fam->keyCount; ++s) {
+    t.idxKeys[s] = parts.keys[s];
+    t.keyDirty[s] = false;
+  }
+  t.idxRes = parts.res;
+  t.idxFileLen = parts.fileLen;
+  return 0;
+}
 
-// Writes the snapshot beside the index and renames it into place.
+// Saves the snapshot: by appending to the index file when the table was
+// opened with one and the file would stay mostly in use, otherwise by a
+// whole new file written beside it and renamed into place.
 int SaveIndex(Table &t) {
+  if (t.idxMap != nullptr && t.idxFileLen != 0) {
+    uint64_t keys = 0, dirty = 0;
+    for (int s = 0; s < t.fam->keyCount; ++s) {
+      keys += static_cast<uint64_t>(t.liveCount) * sizeof(IdxEntry);
+      if (t.keyLoaded[s] && t.keyDirty[s])
+        dirty += static_cast<uint64_t>(t.liveCount) * sizeof(IdxEntry);
+    }
+    uint64_t rest = t.slots.size() * 8 + t.resources.size() * 16;
+    uint64_t live = kIndexHeaderSize + keys + rest;
+    if (t.idxFileLen + dirty + rest <= 2 * live)
+      return AppendIndexFile(t);
+  }
   std::string tmp = t.idxPath + "~new";
-  int err = EnsureAllKeys(t);
-  if (err == 0)
-    err = WriteIndexFile(t, tmp);
+  int err = WriteIndexFile(t, tmp);
   if (err != 0)
     return err;
   if (rename(tmp.c_str(), t.idxPath.c_str()) != 0) {
@@ -959,6 +1096,7 @@ int SaveIndex(Table &t) {
     return ErrnoToError(e);
   }
   SyncDir(t.idxPath);
+  t.idxFileLen = 0; // the mapping is of the file replaced
   return 0;
 }
 
@@ -981,15 +1119,23 @@ int LoadIndex(Table &t) {
   t.idxMapLen = static_cast<size_t>(st.st_size);
   const uint8_t *h = t.idxMap;
   if (memcmp(h, kIndexMagic, 8) != 0 ||
-      LoadLE32(h + 124) != StoreCrc32c(h, 124) ||
-      LoadLE32(h + 8) != kFormatVersion || LoadLE32(h + 12) != t.fam->code ||
+      LoadLE32(h + kIndexHeaderSize - 4) !=
+          StoreCrc32c(h, kIndexHeaderSize - 4) ||
+      LoadLE32(h + 8) != kIndexVersion || LoadLE32(h + 12) != t.fam->code ||
       LoadLE64(h + 16) != t.fileId || LoadLE64(h + 24) != t.fileSize ||
-      LoadLE32(h + 36) != static_cast<uint32_t>(t.fam->keyCount))
+      LoadLE32(h + 36) != static_cast<uint32_t>(t.fam->keyCount) ||
+      LoadLE64(h + 72) > t.idxMapLen)
     return kErrBadIndex;
-  uint64_t bodyLen = LoadLE64(h + 72);
-  if (bodyLen != t.idxMapLen - kIndexHeaderSize ||
-      LoadLE32(h + 80) != StoreCrc32c(h + kIndexHeaderSize, bodyLen))
-    return kErrBadIndex;
+  t.idxFileLen = LoadLE64(h + 72);
+  // Each section lies within the file behind the header, holds as many
+  // items as the header says, and keeps its checksum.
+  auto section = [&](int at, uint64_t itemSize, IndexSection &sec) {
+    sec = GetSection(h, at);
+    uint64_t len = sec.count * itemSize;
+    return sec.off >= kIndexHeaderSize && sec.off <= t.idxFileLen &&
+           len <= t.idxFileLen - sec.off &&
+           StoreCrc32c(h + sec.off, len) == sec.crc;
+  };
   t.dataEnd = t.fileSize;
   uint32_t slotCount = LoadLE32(h + 32);
   uint32_t resCount = LoadLE32(h + 40);
@@ -997,10 +1143,11 @@ int LoadIndex(Table &t) {
   t.highWater = static_cast<int64_t>(LoadLE64(h + 48));
   t.metaOff = LoadLE64(h + 56);
   t.liveBytes = LoadLE64(h + 64);
-  const uint8_t *p = h + kIndexHeaderSize;
-  const uint8_t *end = t.idxMap + t.idxMapLen;
-  if (slotCount == 0 || static_cast<uint64_t>(end - p) < slotCount * 8ull)
+  if (!section(0, 8, t.idxSlots) || t.idxSlots.count != slotCount ||
+      slotCount == 0 || !section(kResSectionAt, 16, t.idxRes) ||
+      t.idxRes.count != resCount)
     return kErrBadIndex;
+  const uint8_t *p = h + t.idxSlots.off;
   t.slots.resize(slotCount);
   uint32_t live = 0;
   for (uint32_t i = 0; i < slotCount; ++i, p += 8) {
@@ -1014,17 +1161,14 @@ int LoadIndex(Table &t) {
   if (live != t.liveCount)
     return kErrBadIndex;
   for (int s = 0; s < t.fam->keyCount; ++s) {
-    if (end - p < 8 || LoadLE64(p) != live)
+    if (!section(KeySectionAt(s), sizeof(IdxEntry), t.idxKeys[s]) ||
+        t.idxKeys[s].count != live)
       return kErrBadIndex;
-    p += 8;
-    if (static_cast<uint64_t>(end - p) < live * sizeof(IdxEntry))
-      return kErrBadIndex;
-    t.keyOff[s] = static_cast<uint64_t>(p - t.idxMap);
+    t.keyOff[s] = t.idxKeys[s].off;
     t.keyLoaded[s] = false;
-    p += live * sizeof(IdxEntry);
+    t.keyDirty[s] = false;
   }
-  if (static_cast<uint64_t>(end - p) != resCount * 16ull)
-    return kErrBadIndex;
+  p = h + t.idxRes.off;
   for (uint32_t i = 0; i < resCount; ++i, p += 16) {
     uint64_t off = LoadLE64(p + 8);
     if (off < kDataHeaderSize || off + kFrameHead + kFrameTail > t.dataEnd)
@@ -1036,9 +1180,10 @@ int LoadIndex(Table &t) {
   return 0;
 }
 
-// Takes one key's entries from the mapped snapshot at its first use. No
-// record has changed since the snapshot was mapped: a save or delete takes
-// every key first.
+// Takes one key's entries from the mapped snapshot at its first use. The
+// snapshot's entries of a key stay right while no record has changed its
+// fields of that key: an addition or a deletion takes every key first, a
+// replace the keys it changes.
 int EnsureKey(Table &t, int slot) {
   if (slot < 0 || t.idxMap == nullptr || t.keyLoaded[slot])
     return 0;
@@ -1364,6 +1509,8 @@ bool InsertKey(Table &t, int slot, const uint8_t *comp, size_t n,
   IdxSource src{CompositeOfRid, &ss};
   IdxProbe p;
   IdxMakeProbe(comp, static_cast<uint32_t>(n), p);
+  if (slot >= 0)
+    t.keyDirty[slot] = true;
   return IdxInsert(IndexOf(t, slot), p, rid, src);
 }
 
@@ -1372,6 +1519,8 @@ void EraseKey(Table &t, int slot, const uint8_t *comp, size_t n, uint32_t rid) {
   IdxSource src{CompositeOfRid, &ss};
   IdxProbe p;
   IdxMakeProbe(comp, static_cast<uint32_t>(n), p);
+  if (slot >= 0)
+    t.keyDirty[slot] = true;
   IdxErase(IndexOf(t, slot), p, rid, src);
 }
 
@@ -1637,7 +1786,7 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
   if (rec == nullptr || (mode != kSaveAdd && mode != kSaveReplace))
     return Fail(kErrBadArg);
   Table &t = *hd->t;
-  if ((err = EnsureAllKeys(t)) != 0)
+  if (mode == kSaveAdd && (err = EnsureAllKeys(t)) != 0)
     return Fail(err);
   uint8_t kb[kStoreMaxSlots * (kStoreMaxKey + 1)];
   size_t kbLen = BuildKeyBlock(fam, rec, kb);
@@ -1653,6 +1802,16 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
       return Fail(err);
     oldKbLen = std::min<size_t>(old.keyLen, sizeof oldKb);
     memcpy(oldKb, old.keys, oldKbLen);
+    // A replace touches only the orders whose key it changes; the others
+    // may stay in the snapshot (a run that changes remedies changes no key
+    // of a symptom, and need not take its eight orders into memory).
+    uint8_t oc[512], nc[512];
+    for (int s = 0; s < fam.keyCount; ++s) {
+      size_t nn = CompositeFromBlock(fam, s, kb, kbLen, rid, nc);
+      size_t on = CompositeFromBlock(fam, s, oldKb, oldKbLen, rid, oc);
+      if ((on != nn || memcmp(oc, nc, nn) != 0) && (err = EnsureKey(t, s)) != 0)
+        return Fail(err);
+    }
   }
   for (int s = 0; s < fam.keyCount; ++s) {
     if (!fam.keys[s].unique)
