@@ -6,11 +6,11 @@
 #include "store/records.h"
 #include "store/store.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <set>
 #include <string>
 #include <tuple>
@@ -75,9 +75,24 @@ void TablePath(char *out, size_t cap, const char *folder, const char *name) {
 
 // (remedy, num, sub, author) of an entry, with its degree.
 using ExtractKey = std::tuple<uint16_t, uint32_t, uint16_t, uint16_t>;
+struct ExtractKeyHash {
+  size_t operator()(const ExtractKey &k) const {
+    uint64_t a = (static_cast<uint64_t>(std::get<0>(k)) << 48) |
+                 (static_cast<uint64_t>(std::get<3>(k)) << 32) | std::get<1>(k);
+    uint64_t h = (a ^ (static_cast<uint64_t>(std::get<2>(k)) << 17)) *
+                 0x9e3779b97f4a7c15ull;
+    return static_cast<size_t>(h ^ (h >> 29));
+  }
+};
+struct ExtractSeen {
+  uint8_t degree;
+  bool held; // a symptom holds the entry
+};
+// Repertories hold millions of remedy entries: a hash table, not a tree.
+using ExtractEntries =
+    std::unordered_map<ExtractKey, ExtractSeen, ExtractKeyHash>;
 
-void CheckExtract(Checker &c, TblHandle h,
-                  std::map<ExtractKey, uint8_t> &entries) {
+void CheckExtract(Checker &c, TblHandle h, ExtractEntries &entries) {
   Extract rec;
   memset(&rec, 0, sizeof rec);
   rec.CursorState = 0xff;
@@ -116,7 +131,7 @@ void CheckExtract(Checker &c, TblHandle h,
       any = true;
       ExtractKey key{rec.RemedyId, e.Num, e.Sub,
                      static_cast<uint16_t>(e.AuthorId & kAuthorMask)};
-      if (!entries.emplace(key, e.Degree).second)
+      if (!entries.emplace(key, ExtractSeen{e.Degree, false}).second)
         c.Fault("extract: remedy %u lists symptom %u.%u author %u twice",
                 rec.RemedyId, e.Num, e.Sub, e.AuthorId & kAuthorMask);
     }
@@ -148,15 +163,17 @@ int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
 
   std::unordered_map<SymptomKey, SymptomInfo> tree;
   std::unordered_map<SymptomKey, WordTexts> texts[2];
-  std::map<ExtractKey, uint8_t> extractEntries;
-  if (extract != 0)
+  ExtractEntries extractEntries;
+  if (extract != 0) {
+    extractEntries.reserve(static_cast<size_t>(DbCountEntries(extract)) * 256);
     CheckExtract(c, extract, extractEntries);
+  }
 
   if (symptoms != 0) {
     Symptom s;
     memset(&s, 0, sizeof s);
     s.CursorState = 0xff;
-    std::set<ExtractKey> seen;
+    std::vector<std::pair<uint16_t, uint16_t>> pairs; // (remedy, author)
     for (int err = TblFindFullSymptom(symptoms, &s, 0, kFindFirst); err == 0;
          err = TblFindFullSymptom(symptoms, &s, 0, kFindNext)) {
       SymptomKey k = KeyOf(s.Num, s.Sub);
@@ -165,43 +182,55 @@ int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
                      InWords(s.CrossRef1) ? s.CrossRef1 : ""};
       texts[1][k] = {s.Text2, InWords(s.Synonym2) ? s.Synonym2 : "",
                      InWords(s.CrossRef2) ? s.CrossRef2 : ""};
-      std::set<uint16_t> distinct;
-      std::set<std::pair<uint16_t, uint16_t>> pairs;
+      pairs.clear();
       for (int i = 0;
            s.Remedies != nullptr && TblIsLastSymptomRemed(&s.Remedies[i]) != 2;
            ++i) {
         const SymptomRemedy &r = s.Remedies[i];
         uint16_t author = r.AuthorId & kAuthorMask;
-        distinct.insert(r.RemedyId);
-        if (!pairs.insert({r.RemedyId, author}).second)
-          c.Fault("symptom %u.%u '%s': remedy %u author %u stands twice", s.Num,
-                  s.Sub, s.Text1, r.RemedyId, author);
+        pairs.emplace_back(r.RemedyId, author);
         ExtractKey key{r.RemedyId, s.Num, s.Sub, author};
-        seen.insert(key);
         auto it = extractEntries.find(key);
         if (extract == 0)
           continue;
-        if (it == extractEntries.end())
+        if (it == extractEntries.end()) {
           c.Fault("symptom %u.%u '%s': remedy %u author %u has no extract "
                   "entry",
                   s.Num, s.Sub, s.Text1, r.RemedyId, author);
-        else if (it->second != r.Degree)
+          continue;
+        }
+        it->second.held = true;
+        if (it->second.degree != r.Degree)
           c.Fault("symptom %u.%u '%s': remedy %u author %u has degree %u, "
                   "its extract entry %u",
                   s.Num, s.Sub, s.Text1, r.RemedyId, author, r.Degree,
-                  it->second);
+                  it->second.degree);
       }
-      if (s.RemedyCount != distinct.size())
+      std::sort(pairs.begin(), pairs.end());
+      size_t distinct = 0;
+      for (size_t i = 0; i < pairs.size(); ++i) {
+        if (i > 0 && pairs[i] == pairs[i - 1])
+          c.Fault("symptom %u.%u '%s': remedy %u author %u stands twice", s.Num,
+                  s.Sub, s.Text1, pairs[i].first, pairs[i].second);
+        if (i == 0 || pairs[i].first != pairs[i - 1].first)
+          ++distinct;
+      }
+      if (s.RemedyCount != distinct)
         c.Fault("symptom %u.%u '%s': RemedyCount %u, distinct remedies %zu",
-                s.Num, s.Sub, s.Text1, s.RemedyCount, distinct.size());
+                s.Num, s.Sub, s.Text1, s.RemedyCount, distinct);
     }
     TblFreeSymptomRemed(&s);
-    for (const auto &[key, degree] : extractEntries)
-      if (!seen.count(key))
-        c.Fault("extract: remedy %u lists symptom %u.%u author %u, which the "
-                "symptom does not hold",
-                std::get<0>(key), std::get<1>(key), std::get<2>(key),
-                std::get<3>(key));
+    // Told in key order, so that the same faults read the same each time.
+    std::vector<ExtractKey> unheld;
+    for (const auto &[key, seen] : extractEntries)
+      if (!seen.held)
+        unheld.push_back(key);
+    std::sort(unheld.begin(), unheld.end());
+    for (const ExtractKey &key : unheld)
+      c.Fault("extract: remedy %u lists symptom %u.%u author %u, which the "
+              "symptom does not hold",
+              std::get<0>(key), std::get<1>(key), std::get<2>(key),
+              std::get<3>(key));
 
     for (const auto &[k, info] : tree) {
       unsigned num = static_cast<unsigned>(k >> 16),
