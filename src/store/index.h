@@ -1,6 +1,6 @@
 // The in-memory order of one key: a sorted run of entries cut into chunks of
-// a few hundred, so an insert moves at most one chunk and a search is two
-// binary searches. An entry holds the first 16 bytes of its record's
+// 64, so an insert moves at most a small chunk and a search is two binary
+// searches. An entry holds the first 16 bytes of its record's
 // composite key (the key's bytes, then the primary key's for a secondary
 // key, then the record id) as two big-endian words, and the record id. Most
 // comparisons end in those words; a tie on a text key asks the table for the
@@ -18,7 +18,10 @@ struct __attribute__((packed)) IdxEntry {
 };
 static_assert(sizeof(IdxEntry) == 20);
 
-inline constexpr uint32_t kIdxChunkCap = 512;
+// Small chunks keep the shift of an insert or erase (a Symptom save that
+// renumbers changes eight orders) and the search inside a chunk within a
+// few cache lines; the chunks' last entries make one array of their own.
+inline constexpr uint32_t kIdxChunkCap = 64;
 
 struct IdxChunk {
   uint32_t n;
