@@ -154,6 +154,24 @@ TEST_F(ChainTest, ASplitInTheMiddleMovesTheLaterRecordsUp) {
   EXPECT_EQ(chain[4], std::vector<Pair>({{6000, 0}}));
 }
 
+TEST_F(ChainTest, AChainUpToTheLastSeqCannotSplitAndKeepsItsRecords) {
+  // Seq is one byte: with a record at 255 there is no room to move the
+  // records behind a full one up, so the insert is refused, unsaved.
+  std::vector<std::vector<Pair>> runs(256);
+  for (uint32_t i = 0; i < static_cast<uint32_t>(kChainSplitAt); ++i)
+    runs[0].emplace_back(2 * i + 1, 0);
+  for (uint32_t seq = 1; seq < 256; ++seq)
+    runs[seq].emplace_back(1000 + seq, 0);
+  SaveChain(5, runs);
+  EXPECT_EQ(Add(5, {2, 0}), 1);
+  EXPECT_EQ(OrvixError, kErrTooLarge);
+  EXPECT_EQ(Chain(5), runs);
+  // Behind the full record there is room: the last record takes it.
+  ASSERT_EQ(Add(5, {5000, 0}), 0);
+  runs[255].emplace_back(5000, 0);
+  EXPECT_EQ(Chain(5), runs);
+}
+
 TEST_F(ChainTest, PeekTellsFirstLastAndCountAndLeavesTheCurrentRecord) {
   SaveChain(5, {{{10, 1}, {20, 2}, {30, 3}}, {}});
   Extract cur;

@@ -1083,8 +1083,10 @@ int SaveIndex(Table &t) {
     }
     uint64_t rest = t.slots.size() * 8 + t.resources.size() * 16;
     uint64_t live = kIndexHeaderSize + keys + rest;
-    if (t.idxFileLen + dirty + rest <= 2 * live)
-      return AppendIndexFile(t);
+    // An append that fails (a file cut short by someone else, a full disk)
+    // leaves the old header; the whole snapshot is then tried beside it.
+    if (t.idxFileLen + dirty + rest <= 2 * live && AppendIndexFile(t) == 0)
+      return 0;
   }
   std::string tmp = t.idxPath + "~new";
   int err = WriteIndexFile(t, tmp);
