@@ -975,11 +975,15 @@ void EndSection(const Writer &w, IndexSection &sec) {
 // with `keep` the orders that no save or delete changed since the snapshot
 // was mapped stay where the old file has them.
 void WriteSections(const Table &t, Writer &w, bool keep, IndexParts &parts) {
-  std::vector<uint8_t> slots(t.slots.size() * 8);
-  for (size_t i = 0; i < t.slots.size(); ++i)
-    StoreLE64(slots.data() + i * 8, t.slots[i]);
   BeginSection(w, parts.slots, static_cast<uint32_t>(t.slots.size()));
-  w.put(slots.data(), slots.size());
+  uint8_t piece[8 * 1024];
+  for (size_t i = 0; i < t.slots.size();) {
+    size_t n = std::min(t.slots.size() - i, sizeof piece / 8);
+    for (size_t k = 0; k < n; ++k)
+      StoreLE64(piece + k * 8, t.slots[i + k]);
+    w.put(piece, n * 8);
+    i += n;
+  }
   EndSection(w, parts.slots);
   for (int s = 0; s < t.fam->keyCount; ++s) {
     bool inFile = t.idxMap != nullptr && !t.keyLoaded[s];
