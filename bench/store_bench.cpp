@@ -27,18 +27,6 @@ namespace {
 
 using namespace bench;
 
-using Clock = std::chrono::steady_clock;
-
-double Seconds(Clock::time_point from) {
-  return std::chrono::duration<double>(Clock::now() - from).count();
-}
-
-double CpuNow() {
-  timespec ts;
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
-  return static_cast<double>(ts.tv_sec) + ts.tv_nsec * 1e-9;
-}
-
 // Wall-clock and process CPU time of a stretch of work. On a shared machine
 // the CPU time is the steadier figure.
 struct Timer {
