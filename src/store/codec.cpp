@@ -102,9 +102,9 @@ int CountEntries(const uint8_t *arr, int room, const StoreEntryDesc &e) {
 // ---------------------------------------------------------------- fixed
 // entries
 
-// Most entry arrays (remedies, Extract, ExSp, Word, links) hold numbers
-// only, so every entry takes the same number of bytes. Such arrays are the
-// bulk of a repertory's bytes and are read on every step of a chain walk;
+// Entry arrays (remedies, Extract, ExSp, Word, a case's symptoms) hold
+// numbers only, so every entry takes the same number of bytes. Such arrays are
+// the bulk of a repertory's bytes and are read on every step of a chain walk;
 // they get a plan that checks the length once and moves the numbers without
 // a bounds test per field.
 struct FixedPlan {
@@ -228,13 +228,9 @@ void SkipField(const StoreFieldDesc &f, Reader &r) {
     if (f.kind == kFEntries && n > f.size)
       r.ok = false;
     FixedPlan plan;
-    if (PlanFixed(*f.entries, plan)) {
-      Take(r, static_cast<size_t>(n) * plan.packed, b);
-      break;
-    }
-    for (uint32_t i = 0; i < n && r.ok; ++i)
-      for (int k = 0; k < f.entries->fieldCount; ++k)
-        SkipField(f.entries->fields[k], r);
+    if (!PlanFixed(*f.entries, plan))
+      r.ok = false;
+    Take(r, static_cast<size_t>(n) * plan.packed, b);
     break;
   }
   }
@@ -447,27 +443,24 @@ void EncodeEntries(const StoreEntryDesc &e, const uint8_t *arr, int n,
                    std::vector<uint8_t> &out, int &err) {
   PutVar(out, static_cast<uint32_t>(n));
   FixedPlan plan;
-  if (PlanFixed(e, plan)) {
-    EncodeFixed(plan, arr, n, e.entrySize, out);
+  if (!PlanFixed(e, plan)) {
+    err = kErrBadArg; // a family table with an entry field not a number
     return;
   }
-  for (int i = 0; i < n; ++i)
-    EncodeFields(e.fields, e.fieldCount,
-                 arr + static_cast<size_t>(i) * e.entrySize, nullptr, out, err);
+  EncodeFixed(plan, arr, n, e.entrySize, out);
 }
 
 void DecodeEntries(const StoreEntryDesc &e, Reader &r, uint32_t n, uint8_t *arr,
                    int &err) {
   FixedPlan plan;
-  if (PlanFixed(e, plan)) {
-    const uint8_t *at;
-    if (Take(r, static_cast<size_t>(n) * plan.packed, at))
-      DecodeFixed(plan, at, n, arr, e.entrySize);
+  if (!PlanFixed(e, plan)) {
+    err = kErrBadArg;
+    r.ok = false;
     return;
   }
-  for (uint32_t i = 0; i < n && r.ok; ++i)
-    DecodeFields(e.fields, e.fieldCount, r,
-                 arr + static_cast<size_t>(i) * e.entrySize, err);
+  const uint8_t *at;
+  if (Take(r, static_cast<size_t>(n) * plan.packed, at))
+    DecodeFixed(plan, at, n, arr, e.entrySize);
 }
 
 // ---------------------------------------------------------------- folding
@@ -546,22 +539,16 @@ int StorePeekEntries(const StoreFamily &fam, const uint8_t *p, size_t len,
     e.setLast(last);
     if (n == 0)
       return 0;
-    int err = 0;
     FixedPlan plan;
     const uint8_t *at;
-    if (PlanFixed(e, plan)) {
-      if (!Take(r, static_cast<size_t>(n) * plan.packed, at))
-        return kErrDamaged;
-      DecodeFixed(plan, at, 1, static_cast<uint8_t *>(first), e.entrySize);
-      DecodeFixed(plan, at + static_cast<size_t>(n - 1) * plan.packed, 1,
-                  static_cast<uint8_t *>(last), e.entrySize);
-      return 0;
-    }
-    DecodeFields(e.fields, e.fieldCount, r, first, err);
-    memcpy(last, first, e.entrySize);
-    for (uint32_t k = 1; k < n && r.ok; ++k)
-      DecodeFields(e.fields, e.fieldCount, r, last, err);
-    return err != 0 ? err : r.ok ? 0 : kErrDamaged;
+    if (!PlanFixed(e, plan))
+      return kErrBadArg;
+    if (!Take(r, static_cast<size_t>(n) * plan.packed, at))
+      return kErrDamaged;
+    DecodeFixed(plan, at, 1, static_cast<uint8_t *>(first), e.entrySize);
+    DecodeFixed(plan, at + static_cast<size_t>(n - 1) * plan.packed, 1,
+                static_cast<uint8_t *>(last), e.entrySize);
+    return 0;
   }
   return r.ok ? kErrBadArg : kErrDamaged; // a family without a list
 }
