@@ -1,6 +1,6 @@
 // The mantrel executable: everything lives in the core library; the desktop
 // window comes in when the program is built with Qt.
-#include "frame/app.h"
+#include "shell/app.h"
 
 #ifdef MANTREL_HAVE_QT
 #include "gui/qt_backend.h"

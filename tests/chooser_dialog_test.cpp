@@ -3,7 +3,7 @@
 // the transfer dialog's two repertory fields.
 #include "chooser_support.h"
 
-#include "frame/paths.h"
+#include "services/paths.h"
 
 #include <chrono>
 #include <sys/stat.h>

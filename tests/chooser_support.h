@@ -4,14 +4,14 @@
 // toolkit.
 #pragma once
 
-#include "frame/app.h"
-#include "frame/chooser.h"
-#include "frame/config.h"
-#include "frame/ini.h"
-#include "frame/menu.h"
-#include "frame/messages.h"
 #include "platform/strutil.h"
 #include "platform/xvt_model.h"
+#include "services/config.h"
+#include "services/ini.h"
+#include "services/messages.h"
+#include "shell/app.h"
+#include "shell/chooser.h"
+#include "shell/menu.h"
 #include "store/store.h"
 
 #include <gtest/gtest.h>

@@ -1,9 +1,9 @@
 // The report blocks, the histogram of report codes, the counter of
 // additions and the dispatch of operations without a handler.
 #include "listings/statistics.h"
-#include "logrun/dispatch.h"
-#include "logrun/report.h"
+#include "logentry/report.h"
 #include "logrun_support.h"
+#include "ops/dispatch.h"
 
 namespace {
 

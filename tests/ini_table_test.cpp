@@ -1,5 +1,5 @@
-#include "frame/ini.h"
 #include "platform/strutil.h"
+#include "services/ini.h"
 
 #include <gtest/gtest.h>
 

@@ -5,14 +5,14 @@
 
 #include <sys/wait.h>
 
-#include "frame/chooser.h"
-#include "frame/work.h"
 #include "listings/listings.h"
 #include "listings/statistics.h"
 #include "logtext_support.h"
 #include "platform/paths.h"
 #include "platform/process.h"
 #include "platform/xvt_model.h"
+#include "services/work.h"
+#include "shell/chooser.h"
 
 #include <chrono>
 #include <fstream>

@@ -1,6 +1,6 @@
 // The text area of a log entry: splitting into fields and joining back, the
 // level separator of paths, the language digit.
-#include "logrun/logentry.h"
+#include "logentry/logentry.h"
 
 #include <gtest/gtest.h>
 

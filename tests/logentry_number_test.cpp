@@ -1,5 +1,5 @@
 // Numbering a new entry of a log table.
-#include "logrun/logentry.h"
+#include "logentry/logentry.h"
 #include "store_fixture.h"
 
 #include <string>

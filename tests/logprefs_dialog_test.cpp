@@ -3,8 +3,8 @@
 // what OK starts for each number, down to the range prompt.
 #include "chooser_support.h"
 
-#include "logrun/logprefs.h"
-#include "logrun/runoptions.h"
+#include "session/runoptions.h"
+#include "shell/logprefs.h"
 
 #include <map>
 

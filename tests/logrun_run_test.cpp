@@ -1,14 +1,14 @@
 // The run of a log table on the small repertory: counters, the four
 // reports, the own log, the range bound, the language swap and Cancel.
-#include "frame/app.h"
-#include "frame/chooser.h"
-#include "frame/work.h"
 #include "listings/statistics.h"
 #include "logrun/logrun.h"
-#include "logrun/runoptions.h"
 #include "logrun_support.h"
 #include "platform/process.h"
 #include "platform/xvt_model.h"
+#include "services/work.h"
+#include "session/runoptions.h"
+#include "shell/app.h"
+#include "shell/chooser.h"
 
 #include <fstream>
 

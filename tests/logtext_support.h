@@ -4,12 +4,12 @@
 // eighteen operations, and file helpers.
 #pragma once
 
-#include "frame/config.h"
-#include "frame/messages.h"
-#include "frame/msgdata.h"
-#include "logrun/logentry.h"
-#include "logrun/logtext.h"
+#include "logentry/logentry.h"
+#include "logentry/logtext.h"
 #include "platform/strutil.h"
+#include "services/config.h"
+#include "services/messages.h"
+#include "services/msgdata.h"
 #include "store/store.h"
 #include "store/strdate.h"
 

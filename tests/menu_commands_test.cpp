@@ -2,9 +2,9 @@
 // help from the program's own manual.
 #include "chooser_support.h"
 
-#include "frame/help.h"
-#include "logrun/runoptions.h"
 #include "platform/process.h"
+#include "services/help.h"
+#include "session/runoptions.h"
 
 #include <algorithm>
 #include <chrono>

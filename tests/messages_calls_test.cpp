@@ -1,9 +1,9 @@
 // Dialogs and menus take their texts from the message table; the boxes
 // that show numbered messages.
-#include "frame/config.h"
-#include "frame/messages.h"
-#include "frame/msgdata.h"
 #include "platform/xvt_model.h"
+#include "services/config.h"
+#include "services/messages.h"
+#include "services/msgdata.h"
 
 #include "toolkit_support.h"
 

@@ -1,5 +1,5 @@
 // The shipped message texts and the checks that guard them.
-#include "frame/msgdata.h"
+#include "services/msgdata.h"
 
 #include <gtest/gtest.h>
 

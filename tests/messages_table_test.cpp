@@ -1,5 +1,5 @@
 // The compiled message table: what mkmsg writes is what OrvixMessage reads.
-#include "frame/msgdata.h"
+#include "services/msgdata.h"
 #include "store/store.h"
 
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 // abbreviations, and the network localization of a whole installation.
 #include "chooser_support.h"
 
-#include "frame/paths.h"
+#include "services/paths.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 // The remedy operations on the small repertory: what each changes in the
 // Symptom, Extract and Note tables, what it refuses, and that the tables
 // agree afterwards.
-#include "logrun/report.h"
+#include "logentry/report.h"
 #include "logrun_support.h"
 #include "ops/chainlist.h"
 #include "ops/remedy.h"

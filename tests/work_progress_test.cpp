@@ -1,6 +1,6 @@
 // Long jobs: the percent arithmetic as the bar shows it, the Progress
 // window's events, and the ways a job is cancelled while what it did stays.
-#include "frame/work.h"
+#include "services/work.h"
 #include "toolkit_support.h"
 
 #include <csignal>

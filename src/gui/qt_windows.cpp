@@ -4,7 +4,6 @@
 // from its menu tree. Widgets are brought in line with the model when the
 // program next waits or lets events through; what a person does with them
 // only becomes actions, which the toolkit applies.
-#include "frame/config.h"
 #include "gui/qt_internal.h"
 
 #include <QApplication>
@@ -627,7 +626,7 @@ QFont QtDialogFont() {
                  QStringLiteral("DejaVu Sans Condensed"),
                  QStringLiteral("DejaVu Sans"), QStringLiteral("Sans Serif")});
   // 8 points at 96 to the inch; the light look takes the small face.
-  f.setPixelSize(LookLight != 0 ? 11 : 12);
+  f.setPixelSize(XvtLookLight != 0 ? 11 : 12);
   return f;
 }
 

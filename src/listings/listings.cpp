@@ -1,21 +1,23 @@
 #include "listings/listings.h"
 
-#include "frame/chooser.h"
-#include "frame/config.h"
-#include "frame/messages.h"
-#include "frame/work.h"
 #include "listings/statistics.h"
-#include "logrun/logentry.h"
-#include "logrun/logtext.h"
+#include "logentry/logentry.h"
+#include "logentry/logtext.h"
 #include "platform/files.h"
 #include "platform/process.h"
 #include "platform/strutil.h"
+#include "services/config.h"
+#include "services/messages.h"
+#include "services/work.h"
+#include "session/session.h"
 #include "store/store.h"
 #include "store/strdate.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <string>
+
+WINDOW CustomListDialog = NULL_WIN;
 
 namespace {
 

@@ -6,14 +6,13 @@
 #pragma once
 
 #include "platform/xvt.h"
-
-#include "frame/app.h"
+#include "session/session.h"
 
 #include <cstddef>
 
-// The log the listings and the statistics work on is LogPath (app.h): a
+// The log the listings and the statistics work on is LogPath (session.h): a
 // table base path without extension, set by the log chooser of the menu
-// commands. CustomListDialog is the dialog 106 while it stands.
+// commands.
 inline constexpr int kListPathSize = kArgPathSize;
 
 inline constexpr int kListCustomRes = 106;
@@ -29,6 +28,9 @@ void ListCustom(WINDOW win);
 
 // Shows "%s.txt" of the log path in the viewer; the result is not looked at.
 void ViewListing();
+
+// The dialog 106 while it stands, NULL_WIN otherwise.
+extern WINDOW CustomListDialog;
 
 // Registers dialog 106 (also done on first need) and its handler.
 void ListRegisterResources();

@@ -1,23 +1,15 @@
 #include "listings/statistics.h"
 
-#include "frame/work.h"
 #include "listings/listings.h"
-#include "logrun/logtext.h"
+#include "logentry/logtext.h"
 #include "platform/files.h"
 #include "platform/process.h"
 #include "platform/strutil.h"
+#include "services/work.h"
 #include "store/store.h"
 
 #include <cstdlib>
 #include <cstring>
-
-int32_t OpRead[kOpRows];
-int32_t OpLanguage1[kOpRows];
-int32_t OpLanguage2[kOpRows];
-int32_t OpDone[kOpRows];
-int32_t OpErrors[kOpRows];
-int32_t OpWarnings[kOpRows];
-MessageTally MessageCount[kMessageCountRows];
 
 namespace {
 
@@ -60,16 +52,6 @@ void WriteTally(FILE *f, int heading, int severity) {
 }
 
 } // namespace
-
-void StatisticsClear() {
-  memset(OpRead, 0, sizeof OpRead);
-  memset(OpLanguage1, 0, sizeof OpLanguage1);
-  memset(OpLanguage2, 0, sizeof OpLanguage2);
-  memset(OpDone, 0, sizeof OpDone);
-  memset(OpErrors, 0, sizeof OpErrors);
-  memset(OpWarnings, 0, sizeof OpWarnings);
-  memset(MessageCount, 0, sizeof MessageCount);
-}
 
 int WriteStatistics(const char *path, int forRun) {
   DbVirtualClose(2);

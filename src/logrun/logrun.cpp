@@ -1,21 +1,20 @@
 #include "logrun/logrun.h"
 
-#include "frame/app.h"
-#include "frame/chooser.h"
-#include "frame/config.h"
-#include "frame/messages.h"
-#include "frame/work.h"
 #include "listings/statistics.h"
-#include "logrun/dispatch.h"
-#include "logrun/logentry.h"
-#include "logrun/logtext.h"
-#include "logrun/report.h"
-#include "logrun/runoptions.h"
+#include "logentry/logentry.h"
+#include "logentry/logtext.h"
+#include "logentry/report.h"
+#include "ops/dispatch.h"
 #include "ops/subject.h"
 #include "ops/views.h"
 #include "platform/files.h"
 #include "platform/process.h"
 #include "platform/strutil.h"
+#include "services/config.h"
+#include "services/messages.h"
+#include "services/work.h"
+#include "session/runoptions.h"
+#include "session/session.h"
 #include "store/sptpath.h"
 #include "transfers/extractbuild.h"
 
@@ -444,6 +443,6 @@ void LogRunTable(WINDOW) {
   ShowResult();
   if (RunOptions.BatchMode != 0) {
     LogMoveToDone(LogPath);
-    AppTerminate();
+    SessionEnd();
   }
 }

@@ -1,14 +1,13 @@
 #include "logrun/runstart.h"
 
-#include "frame/app.h"
-#include "frame/chooser.h"
-#include "frame/config.h"
-#include "frame/messages.h"
-#include "frame/work.h"
 #include "logrun/logrun.h"
-#include "logrun/runoptions.h"
 #include "platform/files.h"
 #include "platform/strutil.h"
+#include "services/config.h"
+#include "services/messages.h"
+#include "services/work.h"
+#include "session/runoptions.h"
+#include "session/session.h"
 #include "store/store.h"
 
 #include <cstring>
@@ -37,7 +36,7 @@ void UpdateRepertoryRun(int id, int batch) {
   if (OrvixError != 0 || cat == 0) {
     xvt_dm_post_error(MsgText(74), OrvixError);
     if (batch != 0)
-      AppTerminate();
+      SessionEnd();
     return;
   }
   CurrentCatalog.Kind = 1;

@@ -1,6 +1,6 @@
 #include "ops/remedy.h"
 
-#include "logrun/report.h"
+#include "logentry/report.h"
 #include "ops/chainlist.h"
 #include "ops/subject.h"
 #include "ops/views.h"

@@ -9,7 +9,7 @@
 // [4] degree.
 #pragma once
 
-#include "logrun/logentry.h"
+#include "logentry/logentry.h"
 #include "store/store.h"
 
 #include <cstdio>

@@ -1,6 +1,6 @@
 #include "ops/subject.h"
 
-#include "logrun/report.h"
+#include "logentry/report.h"
 #include "platform/strutil.h"
 #include "store/sptpath.h"
 

@@ -3,7 +3,7 @@
 // finding the symptom that the entry names.
 #pragma once
 
-#include "logrun/logentry.h"
+#include "logentry/logentry.h"
 #include "store/records.h"
 #include "store/store.h"
 

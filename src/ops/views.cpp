@@ -1,7 +1,7 @@
 #include "ops/views.h"
 
-#include "frame/messages.h"
 #include "platform/strutil.h"
+#include "services/messages.h"
 #include "store/strdate.h"
 
 #include <cstring>

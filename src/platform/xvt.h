@@ -280,6 +280,9 @@ extern void (*XvtFatalHook)();
 // the front, or the one above it goes). The program puts its current folder
 // back there, since choosers move it and every default path is relative.
 extern void (*XvtFocusHook)(WINDOW win);
+// The light look of the configuration (LookLight): dialogs take the small
+// face. The start sequence sets it after the configuration is read.
+extern int XvtLookLight;
 // Answers the number of the button pressed, 1 to 3; b3 may be null.
 int xvt_dm_post_ask(const char *b1, const char *b2, const char *b3,
                     const char *fmt, ...) __attribute__((format(printf, 4, 5)));

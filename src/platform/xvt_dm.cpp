@@ -15,6 +15,7 @@
 
 void (*XvtFatalHook)() = nullptr;
 void (*XvtFocusHook)(WINDOW win) = nullptr;
+int XvtLookLight = 1;
 
 namespace {
 

@@ -1,12 +1,12 @@
 // The extraction table build: symptoms -> scratch blocks -> Extract records.
 #include "transfers/extractbuild.h"
 
-#include "frame/chooser.h"
-#include "frame/config.h"
-#include "frame/work.h"
 #include "platform/files.h"
 #include "platform/strutil.h"
 #include "platform/xvt.h"
+#include "services/config.h"
+#include "services/work.h"
+#include "session/session.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -4,14 +4,14 @@
 // Qt backend while timers play the person.
 #pragma once
 
-#include "frame/app.h"
-#include "frame/chooser.h"
-#include "frame/config.h"
-#include "frame/ini.h"
-#include "frame/menu.h"
-#include "frame/messages.h"
 #include "gui_support.h"
 #include "platform/process.h"
+#include "services/config.h"
+#include "services/ini.h"
+#include "services/messages.h"
+#include "shell/app.h"
+#include "shell/chooser.h"
+#include "shell/menu.h"
 
 #include <QListWidget>
 #include <QMainWindow>

@@ -3,9 +3,9 @@
 // the List menu, its log picked in the file chooser.
 #include "gui_demo.h"
 
-#include "frame/work.h"
-#include "logrun/logentry.h"
-#include "logrun/logtext.h"
+#include "logentry/logentry.h"
+#include "logentry/logtext.h"
+#include "services/work.h"
 
 #include <QFileDialog>
 #include <QLineEdit>

@@ -1,7 +1,7 @@
 // Dialogs from templates on the screen: one widget per control in its place,
 // what a person does with them reaching the handler, and a tidy layout.
-#include "frame/work.h"
 #include "gui_support.h"
+#include "services/work.h"
 
 #include <QCheckBox>
 #include <QComboBox>

@@ -1,9 +1,9 @@
 // Long jobs in the desktop window: the Progress window drawn as the job
 // reports, Cancel and Esc heard while the job runs on the one thread, and
 // the Working dialog up for work that lets no events through.
-#include "frame/chooser.h"
-#include "frame/work.h"
 #include "gui_support.h"
+#include "services/work.h"
+#include "shell/chooser.h"
 
 #include <QImage>
 #include <QLabel>

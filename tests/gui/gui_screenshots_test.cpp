@@ -1,11 +1,11 @@
 // The pictures of docs/screenshots: made when MANTREL_SHOT_DIR names the
 // folder to write them to (scripts/screenshots.sh does that, under Xvfb when
 // it is there). Each picture is checked for tidiness before it is written.
-#include "frame/work.h"
 #include "gui_demo.h"
 #include "gui_support.h"
-#include "logrun/logprefs.h"
 #include "platform/strutil.h"
+#include "services/work.h"
+#include "shell/logprefs.h"
 
 #include <QAbstractButton>
 #include <QDir>

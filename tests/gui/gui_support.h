@@ -4,10 +4,10 @@
 // control.
 #pragma once
 
-#include "frame/menu.h"
 #include "gui/qt_backend.h"
 #include "platform/strutil.h"
 #include "platform/xvt_model.h"
+#include "shell/menu.h"
 
 #include <QApplication>
 #include <QKeyEvent>

@@ -3,15 +3,15 @@
 // reads the clock, so a rebuild writes the same bytes.
 #include "mkdemo.h"
 
-#include "frame/config.h"
-#include "frame/messages.h"
-#include "frame/msgdata.h"
-#include "logrun/logtext.h"
+#include "logentry/logtext.h"
 #include "ops/chainlist.h"
 #include "ops/wordindex.h"
 #include "platform/cp1252.h"
 #include "platform/files.h"
 #include "platform/strutil.h"
+#include "services/config.h"
+#include "services/messages.h"
+#include "services/msgdata.h"
 #include "store/sptpath.h"
 #include "transfers/extractbuild.h"
 

@@ -3,7 +3,7 @@
 // Reads the message text files (data/messages/*.txt), checks them, and
 // writes the store's message table at the base path. Every problem is told
 // with its file and line, and then no table is written.
-#include "frame/msgdata.h"
+#include "services/msgdata.h"
 #include "store/store.h"
 
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "logrun/logentry.h"
+#include "logentry/logentry.h"
 
 #include "store/sptpath.h"
 

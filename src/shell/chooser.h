@@ -13,13 +13,12 @@
 #pragma once
 
 #include "platform/xvt.h"
+#include "session/session.h"
 #include "store/records.h"
 #include "store/store.h"
 
 #include <cstdint>
 #include <vector>
-
-extern Catalog CurrentCatalog;
 
 // The catalogue while a chooser stands (0 when closed).
 extern TblHandle CatalogHandle;

@@ -1,4 +1,4 @@
-#include "frame/msgdata.h"
+#include "services/msgdata.h"
 
 #include "platform/strutil.h"
 

@@ -1,4 +1,4 @@
-#include "logrun/runoptions.h"
+#include "session/runoptions.h"
 
 #include <cstring>
 

@@ -5,7 +5,7 @@
 // layout here is what it relies on, byte for byte (see docs/logs.md).
 #pragma once
 
-#include "logrun/logentry.h"
+#include "logentry/logentry.h"
 #include "store/store.h"
 
 #include <cstddef>

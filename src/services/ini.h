@@ -8,7 +8,7 @@
 // other sections survive a rewrite in their order.
 #pragma once
 
-#include "frame/config.h"
+#include "services/config.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,15 +1,15 @@
-#include "frame/menu.h"
+#include "shell/menu.h"
 
-#include "frame/app.h"
-#include "frame/chooser.h"
-#include "frame/config.h"
-#include "frame/help.h"
-#include "frame/messages.h"
-#include "frame/paths.h"
 #include "listings/listings.h"
-#include "logrun/logprefs.h"
-#include "logrun/runoptions.h"
 #include "platform/strutil.h"
+#include "services/config.h"
+#include "services/help.h"
+#include "services/messages.h"
+#include "services/paths.h"
+#include "session/runoptions.h"
+#include "shell/app.h"
+#include "shell/chooser.h"
+#include "shell/logprefs.h"
 
 #include <cstring>
 

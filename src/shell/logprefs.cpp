@@ -1,16 +1,16 @@
-#include "logrun/logprefs.h"
+#include "shell/logprefs.h"
 
-#include "frame/app.h"
-#include "frame/chooser.h"
-#include "frame/help.h"
-#include "frame/menu.h"
-#include "frame/messages.h"
-#include "frame/paths.h"
-#include "frame/work.h"
 #include "logrun/logrun.h"
-#include "logrun/runoptions.h"
 #include "logrun/runstart.h"
 #include "platform/strutil.h"
+#include "services/help.h"
+#include "services/messages.h"
+#include "services/paths.h"
+#include "services/work.h"
+#include "session/runoptions.h"
+#include "shell/app.h"
+#include "shell/chooser.h"
+#include "shell/menu.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -1,11 +1,11 @@
-#include "logrun/report.h"
+#include "logentry/report.h"
 
-#include "frame/config.h"
-#include "frame/messages.h"
-#include "listings/statistics.h"
-#include "logrun/logentry.h"
-#include "logrun/logtext.h"
+#include "logentry/logentry.h"
+#include "logentry/logtext.h"
+#include "logentry/tally.h"
 #include "platform/strutil.h"
+#include "services/config.h"
+#include "services/messages.h"
 #include "store/strdate.h"
 
 #include <cstdlib>

@@ -1,8 +1,8 @@
-#include "frame/work.h"
+#include "services/work.h"
 
-#include "frame/chooser.h"
-#include "frame/config.h"
 #include "platform/strutil.h"
+#include "services/config.h"
+#include "session/session.h"
 
 #include <algorithm>
 #include <cstring>

@@ -5,7 +5,7 @@
 // is changed and nothing is pretended.
 #pragma once
 
-#include "logrun/logentry.h"
+#include "logentry/logentry.h"
 #include "store/store.h"
 
 #include <cstdio>

@@ -1,8 +1,8 @@
-#include "logrun/logtext.h"
+#include "logentry/logtext.h"
 
-#include "frame/config.h"
-#include "frame/messages.h"
 #include "platform/strutil.h"
+#include "services/config.h"
+#include "services/messages.h"
 #include "store/sptpath.h"
 #include "store/strdate.h"
 

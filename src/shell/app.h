@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/xvt.h"
+#include "session/session.h"
 #include "store/store.h"
 
 #include <cstdint>
@@ -17,28 +18,10 @@ inline constexpr const char *kAppPlatform = "Windows";
 inline constexpr long kStyleFullSize = 4239; // 0x108F
 inline constexpr long kStyleIcon = 399;      // 0x18F
 
-inline constexpr int kArgPathSize = 256;
-
-extern int ArgCount;
-extern char **ArgValues;
 extern const char *AppName;
 extern RCT TaskClientRect;
 extern long AppStartStyle;
 
-// What the verbs hand to their drivers.
-extern char LogPath[kArgPathSize];
-extern char RunRemedyLog[kArgPathSize];
-extern char RunAuthorLog[kArgPathSize];
-extern char RunAbbrevFile[kArgPathSize];
-extern int32_t RunLanguage;
-extern int32_t RunExtract;
-extern char NotesFolder[kArgPathSize];
-extern char NotesFile[kArgPathSize];
-extern char UpgradeLog[kArgPathSize];
-extern char UpgradeOldAbbrev[kArgPathSize];
-extern char UpgradeNewAbbrev[kArgPathSize];
-extern char UpgradeAssocTable[kArgPathSize];
-extern WINDOW CustomListDialog;
 extern WINDOW TransferDialog;
 
 // The text of "/?", built once.

@@ -1,6 +1,6 @@
-#include "logrun/dispatch.h"
+#include "ops/dispatch.h"
 
-#include "logrun/report.h"
+#include "logentry/report.h"
 #include "ops/remedy.h"
 #include "platform/strutil.h"
 

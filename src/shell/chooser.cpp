@@ -1,23 +1,22 @@
-#include "frame/chooser.h"
+#include "shell/chooser.h"
 
 #include "logrun/runstart.h"
 
-#include "frame/app.h"
-#include "frame/config.h"
-#include "frame/help.h"
-#include "frame/menu.h"
-#include "frame/messages.h"
-#include "frame/paths.h"
 #include "platform/cp1252.h"
 #include "platform/files.h"
 #include "platform/process.h"
 #include "platform/strutil.h"
+#include "services/config.h"
+#include "services/help.h"
+#include "services/messages.h"
+#include "services/paths.h"
+#include "shell/app.h"
+#include "shell/menu.h"
 
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
 
-Catalog CurrentCatalog;
 TblHandle CatalogHandle = 0;
 std::vector<uint16_t> RepertoryOrder;
 std::vector<uint16_t> KeynotesOrder;

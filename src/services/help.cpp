@@ -1,4 +1,4 @@
-#include "frame/help.h"
+#include "services/help.h"
 
 #include "platform/files.h"
 #include "platform/paths.h"

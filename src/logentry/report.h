@@ -2,7 +2,7 @@
 // translation is told by LogReportEntry as one block of a report file: the
 // success block (message 5383, severity 0) in the edit log, an error
 // (severity 1) or a warning (severity 2) in the errors file. The run counts
-// the report codes in the histogram MessageCount (listings/statistics.h)
+// the report codes in the histogram MessageCount (logentry/tally.h)
 // through LogTallyReport, and OpAddRemedy keeps a counter of the remedies
 // that runs have added to a repertory through LogCountAddition.
 #pragma once

@@ -1,6 +1,6 @@
 // Storage of the configuration variables. Their values before IniRead are
 // zero; IniRead gives every one its default or the file's value.
-#include "frame/config.h"
+#include "services/config.h"
 
 const IniColor IniColorTable[kIniColorCount] = {
     {"red", kColorRed},         {"green", kColorGreen},

@@ -1,12 +1,12 @@
-#include "frame/paths.h"
+#include "services/paths.h"
 
-#include "frame/config.h"
-#include "frame/ini.h"
-#include "frame/messages.h"
 #include "platform/cp1252.h"
 #include "platform/files.h"
 #include "platform/paths.h"
 #include "platform/strutil.h"
+#include "services/config.h"
+#include "services/ini.h"
+#include "services/messages.h"
 #include "store/strdate.h"
 
 #include <climits>

@@ -1,41 +1,28 @@
-#include "frame/app.h"
+#include "shell/app.h"
 
-#include "frame/chooser.h"
-#include "frame/ini.h"
-#include "frame/menu.h"
-#include "frame/messages.h"
-#include "frame/paths.h"
-#include "frame/work.h"
-#include "logrun/runoptions.h"
+#include "listings/listings.h"
 #include "platform/cp1252.h"
 #include "platform/files.h"
 #include "platform/paths.h"
 #include "platform/strutil.h"
+#include "services/config.h"
+#include "services/ini.h"
+#include "services/messages.h"
+#include "services/paths.h"
+#include "services/work.h"
+#include "session/runoptions.h"
+#include "shell/chooser.h"
+#include "shell/menu.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <sys/stat.h>
 
-int ArgCount = 0;
-char **ArgValues = nullptr;
 const char *AppName = kAppName;
 RCT TaskClientRect{};
 long AppStartStyle = kStyleFullSize;
 
-char LogPath[kArgPathSize];
-char RunRemedyLog[kArgPathSize];
-char RunAuthorLog[kArgPathSize];
-char RunAbbrevFile[kArgPathSize];
-int32_t RunLanguage = 0;
-int32_t RunExtract = 0;
-char NotesFolder[kArgPathSize];
-char NotesFile[kArgPathSize];
-char UpgradeLog[kArgPathSize];
-char UpgradeOldAbbrev[kArgPathSize];
-char UpgradeNewAbbrev[kArgPathSize];
-char UpgradeAssocTable[kArgPathSize];
-WINDOW CustomListDialog = NULL_WIN;
 WINDOW TransferDialog = NULL_WIN;
 
 namespace {
@@ -141,16 +128,16 @@ void AppTerminate() {
 }
 
 void AppInitialize() {
-  LogPath[0] = RunRemedyLog[0] = RunAuthorLog[0] = RunAbbrevFile[0] = '\0';
+  SessionClearArguments();
   CustomListDialog = TransferDialog = NULL_WIN;
   xvt_win_set_cursor(TASK_WIN, CURSOR_WAIT);
   xvt_win_set_doc_title(TASK_WIN, "");
   RunOptionsClear();
-  RunExtract = 0;
   xvt_vobj_get_client_rect(TASK_WIN, &TaskClientRect);
 
   IniVirtualCloseHook = DbVirtualClose;
   IniRead();
+  XvtLookLight = LookLight;
   long extendSize = IniReadExtendSize();
 
   if (DbInitialize(DbBuffers, DbFiles, DbSectors, AppName, LockingFile,
@@ -326,6 +313,7 @@ int AppMain(int argc, char **argv) {
   XVT_CONFIG config{kMenuBarResource, "x_mantre", "Document Title",
                     "Task Window"};
   RegisterMenuResource();
+  SessionSetEnd(AppTerminate);
   xvt_app_create(argc, ArgValues, 0, AppTaskEvent, &config);
-  return 0;
+  return SessionExitStatus();
 }

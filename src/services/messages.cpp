@@ -1,8 +1,8 @@
-#include "frame/messages.h"
+#include "services/messages.h"
 
-#include "frame/config.h"
 #include "platform/cp1252.h"
 #include "platform/strutil.h"
+#include "services/config.h"
 #include "store/strdate.h"
 
 #include <cstdarg>

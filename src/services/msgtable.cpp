@@ -1,6 +1,6 @@
 // Writing the message table lives apart from the reader and its checks, so
 // that whatever only reads and checks texts doesn't need the store.
-#include "frame/msgdata.h"
+#include "services/msgdata.h"
 
 #include "platform/strutil.h"
 #include "store/store.h"

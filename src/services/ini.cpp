@@ -8,7 +8,7 @@
 // it looks keys up with a cursor that goes round the table, as the file lists
 // keys in table order. All numbers are read as the old C readers did (leading
 // blanks, sign, digits, 0 for anything else), without their undefined cases.
-#include "frame/ini.h"
+#include "services/ini.h"
 
 #include "platform/paths.h"
 #include "platform/profile.h"
