@@ -15,6 +15,7 @@
 
 #include "platform/paths.h"
 #include "platform/strutil.h"
+#include "store/bytes.h"
 #include "store/crc.h"
 #include "store/index.h"
 
@@ -77,32 +78,6 @@ struct FrameView {
   uint32_t payloadLen;
   uint64_t size() const { return kFrameHead + body + kFrameTail; }
 };
-
-inline void StoreLE32(uint8_t *b, uint32_t v) {
-  for (int i = 0; i < 4; ++i)
-    b[i] = static_cast<uint8_t>(v >> (8 * i));
-}
-inline void StoreLE64(uint8_t *b, uint64_t v) {
-  for (int i = 0; i < 8; ++i)
-    b[i] = static_cast<uint8_t>(v >> (8 * i));
-}
-inline uint32_t LoadLE32(const uint8_t *b) {
-  return static_cast<uint32_t>(b[0]) | (static_cast<uint32_t>(b[1]) << 8) |
-         (static_cast<uint32_t>(b[2]) << 16) |
-         (static_cast<uint32_t>(b[3]) << 24);
-}
-inline uint64_t LoadLE64(const uint8_t *b) {
-  return static_cast<uint64_t>(LoadLE32(b)) |
-         (static_cast<uint64_t>(LoadLE32(b + 4)) << 32);
-}
-inline void StoreBE32(uint8_t *b, uint32_t v) {
-  for (int i = 0; i < 4; ++i)
-    b[i] = static_cast<uint8_t>(v >> (24 - 8 * i));
-}
-inline void StoreBE64(uint8_t *b, uint64_t v) {
-  for (int i = 0; i < 8; ++i)
-    b[i] = static_cast<uint8_t>(v >> (56 - 8 * i));
-}
 
 // ---------------------------------------------------------------- state
 
@@ -414,7 +389,7 @@ bool ParseFrame(const uint8_t *base, uint64_t end, uint64_t off, uint8_t family,
   if (body > kFrameMaxBody || body > end - off - kFrameHead - kFrameTail)
     return false;
   uint8_t kind = h[12];
-  uint16_t keyLen = static_cast<uint16_t>(h[14] | (h[15] << 8));
+  uint16_t keyLen = LoadLE16(h + 14);
   if (h[13] != family || kind < kFramePut || kind > kFrameMeta || keyLen > body)
     return false;
   if (checksum &&
@@ -462,7 +437,7 @@ bool FrameKeys(const Table &t, uint64_t off, const uint8_t *&kb,
   if (off + kFrameHead > t.dataEnd)
     return false;
   const uint8_t *h = t.map + off;
-  size_t len = static_cast<size_t>(h[14] | (h[15] << 8));
+  size_t len = LoadLE16(h + 14);
   if (off + kFrameHead + len > t.dataEnd)
     return false;
   kb = h + kFrameHead;
@@ -784,8 +759,7 @@ bool SortSlot(Table &t, int slot, std::vector<IdxEntry> &v) {
   for (IdxEntry &e : v) {
     uint64_t pe = place[e.rid];
     const uint8_t *k = arena.data() + (pe >> 16) + (pe & 0xffff) - 4;
-    e.rid =
-        (static_cast<uint32_t>(k[0]) << 24) | (k[1] << 16) | (k[2] << 8) | k[3];
+    e.rid = LoadBE32(k);
   }
   return true;
 }
@@ -1271,8 +1245,7 @@ int CompactAndIndex(Table &t) {
     memcpy(fr.data(), t.map + fv.off, kFrameHead);
     StoreLE32(fr.data() + 4, static_cast<uint32_t>(body));
     StoreLE32(fr.data() + 8, ++newRid);
-    fr[14] = static_cast<uint8_t>(keyLen);
-    fr[15] = static_cast<uint8_t>(keyLen >> 8);
+    StoreLE16(fr.data() + 14, static_cast<uint16_t>(keyLen));
     memcpy(fr.data() + kFrameHead, keys, keyLen);
     memcpy(fr.data() + kFrameHead + keyLen, fv.payload, fv.payloadLen);
     StoreLE32(fr.data() + kFrameHead + body,
@@ -1442,8 +1415,7 @@ int AppendFrame(Table &t, uint8_t kind, uint32_t rid, const uint8_t *kb,
   StoreLE32(f.data() + 8, rid);
   f[12] = kind;
   f[13] = t.fam->code;
-  f[14] = static_cast<uint8_t>(kbLen);
-  f[15] = static_cast<uint8_t>(kbLen >> 8);
+  StoreLE16(f.data() + 14, static_cast<uint16_t>(kbLen));
   if (kbLen > 0)
     memcpy(f.data() + kFrameHead, kb, kbLen);
   if (payloadLen > 0)

@@ -1,16 +1,11 @@
 #include "store/index.h"
 
+#include "store/bytes.h"
+
 #include <cstring>
 #include <new>
 
 namespace {
-
-inline uint64_t LoadBE64(const uint8_t *b) {
-  uint64_t v = 0;
-  for (int i = 0; i < 8; ++i)
-    v = (v << 8) | b[i];
-  return v;
-}
 
 IdxPos EndPos(const SortedIndex &ix) {
   return IdxPos{ix.chunks.size(), 0};
