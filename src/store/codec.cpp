@@ -612,6 +612,12 @@ void *StoreAllocEntries(int count, uint32_t entrySize) {
   return mem + sizeof(EntriesHeader);
 }
 
+void StoreFillEntries(void *array, int from, int room,
+                      const StoreEntryDesc &e) {
+  if (array != nullptr)
+    FillTerminators(static_cast<uint8_t *>(array), from, room, e);
+}
+
 void StoreFreeEntries(void *array) {
   if (array == nullptr)
     return;

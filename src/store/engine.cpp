@@ -1763,6 +1763,8 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
     return Fail(err);
   if (rec == nullptr || (mode != kSaveAdd && mode != kSaveReplace))
     return Fail(kErrBadArg);
+  if (fam.check != nullptr && (err = fam.check(rec)) != 0)
+    return Fail(err);
   Table &t = *hd->t;
   if (mode == kSaveAdd && (err = EnsureAllKeys(t)) != 0)
     return Fail(err);
