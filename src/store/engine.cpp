@@ -20,6 +20,7 @@
 #include "store/index.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -132,6 +133,10 @@ struct Table {
   IndexSection idxSlots, idxKeys[kStoreMaxSlots], idxRes;
   uint64_t idxFileLen = 0; // 0: no index file of ours to append to
   bool keyDirty[kStoreMaxSlots] = {};
+  // An order that a save or delete could not bring up to date (memory ran
+  // out half way): it is sorted again from the record table before its next
+  // use, and before the snapshot is written (EnsureKey, CloseTable).
+  bool keyStale[kStoreMaxSlots] = {};
 };
 
 struct Handle {
@@ -416,8 +421,14 @@ bool FrameChecked(const Table &t, uint64_t off) {
 void MarkChecked(const Table &t, uint32_t rid, uint64_t off) {
   if (rid == 0 || rid >= t.slots.size())
     return;
-  if (t.checked.size() < t.slots.size())
-    t.checked.resize(t.slots.size() + t.slots.size() / 4, 0);
+  if (t.checked.size() < t.slots.size()) {
+    // Only a memory of work done: without room, the frame is checked again.
+    try {
+      t.checked.resize(t.slots.size() + t.slots.size() / 4, 0);
+    } catch (const std::bad_alloc &) {
+      return;
+    }
+  }
   t.checked[rid] = off;
 }
 
@@ -1160,11 +1171,35 @@ int LoadIndex(Table &t) {
   return 0;
 }
 
+// Sorts a stale order again from the record table, which a failed save or
+// delete left right: its frame was written and slots[] names it.
+int RebuildKey(Table &t, int slot) {
+  std::vector<IdxEntry> v;
+  SortSlot(t, slot, v);
+  assert(v.size() == t.liveCount); // slots[] holds liveCount records
+  if (!IdxLoad(t.idx[slot], v.data(), v.size()))
+    return kErrNoMemory;
+  t.keyStale[slot] = false;
+  t.keyLoaded[slot] = true; // the snapshot's entries are out of date
+  t.keyDirty[slot] = true;
+  return 0;
+}
+
+int RebuildStaleKeys(Table &t) {
+  for (int s = 0; s < t.fam->keyCount; ++s)
+    if (t.keyStale[s])
+      if (int err = RebuildKey(t, s))
+        return err;
+  return 0;
+}
+
 // Takes one key's entries from the mapped snapshot at its first use. The
 // snapshot's entries of a key stay right while no record has changed its
 // fields of that key: an addition or a deletion takes every key first, a
 // replace the keys it changes.
 int EnsureKey(Table &t, int slot) {
+  if (slot >= 0 && t.keyStale[slot])
+    return RebuildKey(t, slot);
   if (slot < 0 || t.idxMap == nullptr || t.keyLoaded[slot])
     return 0;
   const IdxEntry *e =
@@ -1343,8 +1378,13 @@ int CloseTable(Table *t) {
         err = ErrnoToError(errno);
       if (err == 0) {
         t->fileSize = t->dataEnd;
-        err = SaveIndex(*t);
+        // Without memory for a stale order no snapshot is written: the old
+        // one no longer matches the data file, so the next open answers 14
+        // and a rebuild makes the index from the records.
+        err = RebuildStaleKeys(*t);
       }
+      if (err == 0)
+        err = SaveIndex(*t);
     }
   }
   Unregister(t);
@@ -1492,14 +1532,100 @@ bool InsertKey(Table &t, int slot, const uint8_t *comp, size_t n,
   return IdxInsert(IndexOf(t, slot), p, rid, src);
 }
 
-void EraseKey(Table &t, int slot, const uint8_t *comp, size_t n, uint32_t rid) {
+// Answers false when the order holds no such entry: an order that is not
+// in step with the records (a snapshot that lies), to be sorted again.
+bool EraseKey(Table &t, int slot, const uint8_t *comp, size_t n, uint32_t rid) {
   SlotSource ss{&t, slot};
   IdxSource src{CompositeOfRid, &ss};
   IdxProbe p;
   IdxMakeProbe(comp, static_cast<uint32_t>(n), p);
   if (slot >= 0)
     t.keyDirty[slot] = true;
-  IdxErase(IndexOf(t, slot), p, rid, src);
+  return IdxErase(IndexOf(t, slot), p, rid, src);
+}
+
+// Every order in memory holds one entry for each live record. Cheap enough
+// to check after each change; stale orders and orders still in the mapped
+// snapshot are not in memory.
+[[maybe_unused]] bool OrdersInStep(const Table &t) {
+  for (int s = 0; s < t.fam->keyCount; ++s)
+    if (!t.keyStale[s] && (t.idxMap == nullptr || t.keyLoaded[s]) &&
+        t.idx[s].count != t.liveCount)
+      return false;
+  return !t.haveFileOrder || t.fileOrder.count == t.liveCount;
+}
+
+// Drops the file order (a sequential handle's) when it cannot be kept in
+// step; EngineFind builds it again when a sequential handle needs it.
+void DropFileOrder(Table &t) {
+  IdxClear(t.fileOrder);
+  t.haveFileOrder = false;
+}
+
+// Brings the orders up to date with a record saved at `off`: for each key
+// whose composite key changed, takes out the entry of the old version (a
+// replace: old key block `oldKb`, frame `oldOff`) and puts in the new one.
+// The frame is written, so nothing here undoes the save. Should memory run
+// out on the way, the orders not yet brought up to date are marked stale
+// and sorted again from the record table at their next use, and the file
+// order is dropped; the answer is then kErrNoMemory, else 0.
+int ReindexSaved(Table &t, uint32_t rid, const uint8_t *kb, size_t kbLen,
+                 const uint8_t *oldKb, size_t oldKbLen, uint64_t oldOff,
+                 uint64_t off) {
+  const StoreFamily &fam = *t.fam;
+  bool replace = oldKb != nullptr;
+  assert(rid > 0 && rid < t.slots.size());
+  assert(!replace || (oldOff != 0 && oldOff < off)); // frames only append
+  int err = 0;
+  uint8_t oldComp[512], newComp[512];
+  for (int s = 0; s < fam.keyCount; ++s) {
+    size_t nn = CompositeFromBlock(fam, s, kb, kbLen, rid, newComp);
+    size_t on = 0;
+    if (replace) {
+      on = CompositeFromBlock(fam, s, oldKb, oldKbLen, rid, oldComp);
+      if (on == nn && memcmp(oldComp, newComp, nn) == 0)
+        continue; // an order that does not see the change
+    }
+    if (err != 0) {
+      t.keyStale[s] = true;
+      continue;
+    }
+    if (replace) {
+      // Where the entry words do not decide a comparison (texts), the index
+      // asks CompositeOfRid for the whole composite key, which it reads from
+      // the frame slots[rid] names. The old entry sorts by the old version's
+      // keys, so slots[rid] names the old frame while it is taken out, and
+      // the new frame while the new entry goes in.
+      t.slots[rid] = oldOff;
+      bool erased = EraseKey(t, s, oldComp, on, rid);
+      t.slots[rid] = off;
+      if (!erased) {
+        t.keyStale[s] = true;
+        continue;
+      }
+    }
+    t.slots[rid] = off;
+    if (!InsertKey(t, s, newComp, nn, rid)) {
+      t.keyStale[s] = true;
+      err = kErrNoMemory;
+    }
+  }
+  t.slots[rid] = off;
+  if (t.haveFileOrder) {
+    // File-order keys are 12 bytes, decided by the entry words alone: no
+    // frame is read, and slots[rid] may name the new frame throughout.
+    if (replace) {
+      Composite(t, -1, oldOff, rid, oldComp);
+      if (!EraseKey(t, -1, oldComp, 12, rid))
+        DropFileOrder(t);
+    }
+    Composite(t, -1, off, rid, newComp);
+    if (t.haveFileOrder && !InsertKey(t, -1, newComp, 12, rid)) {
+      DropFileOrder(t);
+      err = kErrNoMemory;
+    }
+  }
+  return err;
 }
 
 // ---------------------------------------------------------------- reading
@@ -1816,6 +1942,10 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
     if (t.slots.size() >= 0xffffffffu)
       return Fail(kErrTooLarge);
     rid = static_cast<uint32_t>(t.slots.size());
+    // The record table has room for the new id before the frame is written:
+    // after the write only the orders may still want memory.
+    if (!IdxRoomForOne(t.slots))
+      return Fail(kErrNoMemory);
   }
   uint64_t oldOff = mode == kSaveReplace ? old.off : 0;
   uint64_t oldSize = mode == kSaveReplace ? old.size() : 0;
@@ -1823,41 +1953,23 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
   if ((err = AppendFrame(t, kFramePut, rid, kb, kbLen, t.payload.data(),
                          t.payload.size(), off)) != 0)
     return Fail(err);
-  // The record is stored; from here on only memory changes.
+  // The record is stored; from here on only memory changes, and a failure
+  // leaves the record stored, current, and every order right by its next
+  // use (ReindexSaved).
   if (mode == kSaveAdd) {
-    t.slots.push_back(off);
+    assert(rid == t.slots.size());
+    t.slots.push_back(off); // room was made above
     ++t.liveCount;
   }
   MarkChecked(t, rid, off); // written just now from our own bytes
-  uint8_t oldComp[512], newComp[512];
-  for (int s = 0; s < fam.keyCount; ++s) {
-    size_t nn = CompositeFromBlock(fam, s, kb, kbLen, rid, newComp);
-    if (mode == kSaveReplace) {
-      size_t on = CompositeFromBlock(fam, s, oldKb, oldKbLen, rid, oldComp);
-      if (on == nn && memcmp(oldComp, newComp, nn) == 0)
-        continue;
-      t.slots[rid] = oldOff;
-      EraseKey(t, s, oldComp, on, rid);
-      t.slots[rid] = off;
-    }
-    t.slots[rid] = off;
-    if (!InsertKey(t, s, newComp, nn, rid))
-      return Fail(kErrNoMemory);
-  }
-  t.slots[rid] = off;
-  if (t.haveFileOrder) {
-    if (mode == kSaveReplace) {
-      Composite(t, -1, oldOff, rid, oldComp);
-      EraseKey(t, -1, oldComp, 12, rid);
-    }
-    Composite(t, -1, off, rid, newComp);
-    InsertKey(t, -1, newComp, 12, rid);
-  }
+  err = ReindexSaved(t, rid, kb, kbLen, mode == kSaveReplace ? oldKb : nullptr,
+                     oldKbLen, oldOff, off);
+  assert(t.slots[rid] == off && OrdersInStep(t));
   t.liveBytes += t.frame.size();
   t.liveBytes -= oldSize;
   hd->cur = rid;
   hd->curOff = off;
-  return Fail(0);
+  return Fail(err);
 }
 
 int EngineDelete(TblHandle h, const StoreFamily &fam) {
@@ -1886,11 +1998,13 @@ int EngineDelete(TblHandle h, const StoreFamily &fam) {
   uint8_t comp[512];
   for (int s = 0; s < fam.keyCount; ++s) {
     size_t n = CompositeFromBlock(fam, s, oldKb, oldKbLen, rid, comp);
-    EraseKey(t, s, comp, n, rid);
+    if (!EraseKey(t, s, comp, n, rid))
+      t.keyStale[s] = true;
   }
   if (t.haveFileOrder) {
     Composite(t, -1, oldOff, rid, comp);
-    EraseKey(t, -1, comp, 12, rid);
+    if (!EraseKey(t, -1, comp, 12, rid))
+      DropFileOrder(t);
   }
   for (Handle *o : t.handles)
     if (o->cur == rid)
@@ -1898,6 +2012,7 @@ int EngineDelete(TblHandle h, const StoreFamily &fam) {
   t.slots[rid] = 0;
   --t.liveCount;
   t.liveBytes -= oldSize;
+  assert(OrdersInStep(t));
   return Fail(0);
 }
 

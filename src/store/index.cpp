@@ -123,8 +123,15 @@ IdxPos IdxUpperBound(const SortedIndex &ix, const IdxProbe &p,
   return Bound(ix, p, src, true);
 }
 
+int IdxInsertsBeforeFailure = 0;
+
 bool IdxInsert(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
                const IdxSource &src) {
+  if (IdxInsertsBeforeFailure > 0 && --IdxInsertsBeforeFailure == 0)
+    return false;
+  // Room in both vectors first, so that a failure changes nothing.
+  if (!IdxRoomForOne(ix.chunks) || !IdxRoomForOne(ix.lasts))
+    return false;
   IdxEntry e = IdxMakeEntry(p, rid);
   ++ix.gen;
   if (ix.chunks.empty()) {
