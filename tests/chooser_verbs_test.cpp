@@ -15,7 +15,9 @@ protected:
     root_ = tmpl;
     for (const char *d : {"bin", "system", "log", "data"})
       fs::create_directories(root_ / d);
-    std::string cmd = "'" + std::string(MANTREL_BIN_DIR) + "/mkmsg' '" +
+    // std::string("'") first: "'" + std::string(...) trips GCC 12's
+    // -Werror=restrict at -O3.
+    std::string cmd = std::string("'") + MANTREL_BIN_DIR + "/mkmsg' '" +
                       (root_ / "system" / "orvixmsg").string() + "' '" +
                       MANTREL_SOURCE_DIR + "/data/messages/en.txt' '" +
                       MANTREL_SOURCE_DIR + "/data/messages/fr.txt' '" +
