@@ -56,6 +56,12 @@ constexpr uint32_t kIndexHeaderSize = 512;
 constexpr uint32_t kIndexDirectory = 96;
 constexpr uint32_t kIndexSectionSize = 16;
 
+// A composite key (a key's bytes, the primary key's, the record id) fits a
+// buffer of this size; KeysFit holds every family to it.
+constexpr size_t kCompositeRoom = 512;
+static_assert(2 * kStoreMaxKey + 4 <= kCompositeRoom);
+static_assert(kStoreMaxKey <= 255); // one length byte a key in a key block
+
 constexpr uint32_t kFrameSync = 0x314d5246; // "FRM1"
 constexpr uint32_t kFrameHead = 16;
 constexpr uint32_t kFrameTail = 4;
@@ -727,7 +733,7 @@ bool SortSlot(Table &t, int slot, std::vector<IdxEntry> &v) {
   SortedIndex &ix = IndexOf(t, slot);
   std::vector<uint8_t> arena;
   std::vector<uint64_t> place; // arena offset << 16 | length, by position
-  uint8_t buf[512];
+  uint8_t buf[kCompositeRoom];
   for (uint32_t rid = 1; rid < t.slots.size(); ++rid) {
     uint64_t off = t.slots[rid];
     if (off == 0)
@@ -1333,7 +1339,27 @@ int CompactAndIndex(Table &t) {
 
 // ---------------------------------------------------------------- open/close
 
+// Every key of the family is at most kStoreMaxKey bytes long, whatever the
+// record holds: numbers at their width, texts at most their field's size
+// with the zero byte that ends them.
+[[maybe_unused]] bool KeysFit(const StoreFamily &fam) {
+  for (int s = 0; s < fam.keyCount; ++s) {
+    size_t n = 0;
+    for (int i = 0; i < fam.keys[s].fieldCount; ++i) {
+      const StoreFieldDesc &f = fam.keys[s].fields[i];
+      n += f.kind == kFU8                       ? 1
+           : f.kind == kFU16                    ? 2
+           : f.kind == kFU32 || f.kind == kFI32 ? 4
+                                                : f.size;
+    }
+    if (n > kStoreMaxKey)
+      return false;
+  }
+  return fam.keyCount <= kStoreMaxSlots;
+}
+
 Table *NewTable(const StoreFamily &fam) {
+  assert(KeysFit(fam));
   Table *t = new (std::nothrow) Table;
   if (t == nullptr)
     return nullptr;
@@ -1475,6 +1501,7 @@ int AppendFrame(Table &t, uint8_t kind, uint32_t rid, const uint8_t *kb,
   t.dataEnd += f.size();
   if (t.dataEnd > t.fileSize)
     t.fileSize = t.dataEnd;
+  assert(off >= kDataHeaderSize && t.dataEnd <= t.fileSize);
   t.dirty = true;
   return EnsureMapped(t, t.dataEnd);
 }
@@ -1493,7 +1520,7 @@ size_t BuildKeyBlock(const StoreFamily &fam, const void *rec, uint8_t *kb) {
 // Does the entry's composite key begin with these bytes?
 bool EntryStartsWith(const Table &t, int slot, const IdxEntry &e,
                      const uint8_t *s, size_t len) {
-  uint8_t buf[512];
+  uint8_t buf[kCompositeRoom];
   if (len <= 16) {
     StoreBE64(buf, e.hi);
     StoreBE64(buf + 8, e.lo);
@@ -1577,7 +1604,7 @@ int ReindexSaved(Table &t, uint32_t rid, const uint8_t *kb, size_t kbLen,
   assert(rid > 0 && rid < t.slots.size());
   assert(!replace || (oldOff != 0 && oldOff < off)); // frames only append
   int err = 0;
-  uint8_t oldComp[512], newComp[512];
+  uint8_t oldComp[kCompositeRoom], newComp[kCompositeRoom];
   for (int s = 0; s < fam.keyCount; ++s) {
     size_t nn = CompositeFromBlock(fam, s, kb, kbLen, rid, newComp);
     size_t on = 0;
@@ -1783,7 +1810,7 @@ int EngineFind(TblHandle h, const StoreFamily &fam, void *rec, int key,
   SlotSource ss{&t, order};
   IdxSource src{CompositeOfRid, &ss};
   IdxPos pos{0, 0};
-  uint8_t buf[512];
+  uint8_t buf[kCompositeRoom];
   switch (mode) {
   case kFindFirst:
     pos = IdxFirst(ix);
@@ -1852,7 +1879,7 @@ int EnginePeekEntries(TblHandle h, const StoreFamily &fam, const void *probe,
   SortedIndex &ix = IndexOf(t, 0);
   SlotSource ss{&t, 0};
   IdxSource src{CompositeOfRid, &ss};
-  uint8_t buf[512];
+  uint8_t buf[kCompositeRoom];
   size_t n = StoreEncodeKey(fam.keys[0], probe, -1, buf);
   IdxProbe p;
   IdxMakeProbe(buf, static_cast<uint32_t>(n), p);
@@ -1911,7 +1938,7 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
     // A replace touches only the orders whose key it changes; the others
     // may stay in the snapshot (a run that changes remedies changes no key
     // of a symptom, and need not take its eight orders into memory).
-    uint8_t oc[512], nc[512];
+    uint8_t oc[kCompositeRoom], nc[kCompositeRoom];
     for (int s = 0; s < fam.keyCount; ++s) {
       size_t nn = CompositeFromBlock(fam, s, kb, kbLen, rid, nc);
       size_t on = CompositeFromBlock(fam, s, oldKb, oldKbLen, rid, oc);
@@ -1965,6 +1992,8 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
   err = ReindexSaved(t, rid, kb, kbLen, mode == kSaveReplace ? oldKb : nullptr,
                      oldKbLen, oldOff, off);
   assert(t.slots[rid] == off && OrdersInStep(t));
+  // t.frame still holds the frame just written: its size is what it adds.
+  assert(t.frame.size() == FrameSizeAt(t, off));
   t.liveBytes += t.frame.size();
   t.liveBytes -= oldSize;
   hd->cur = rid;
@@ -1995,7 +2024,7 @@ int EngineDelete(TblHandle h, const StoreFamily &fam) {
   if ((err = AppendFrame(t, kFrameDelete, rid, nullptr, 0, nullptr, 0, off)) !=
       0)
     return Fail(err);
-  uint8_t comp[512];
+  uint8_t comp[kCompositeRoom];
   for (int s = 0; s < fam.keyCount; ++s) {
     size_t n = CompositeFromBlock(fam, s, oldKb, oldKbLen, rid, comp);
     if (!EraseKey(t, s, comp, n, rid))
