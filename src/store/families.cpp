@@ -37,6 +37,7 @@ constexpr StoreFieldDesc InGroup(const char *group, StoreFieldDesc f) {
   f.group = group;
   return f;
 }
+// How the field shows in the text form, when not as its kind says.
 constexpr StoreFieldDesc Shown(StoreFieldForm form, StoreFieldDesc f) {
   f.form = form;
   return f;
