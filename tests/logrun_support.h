@@ -8,7 +8,6 @@
 #include "logtext_support.h"
 #include "ops/subject.h"
 #include "ops/verify.h"
-#include "store_fixture.h"
 
 #include <deque>
 #include <map>
@@ -22,11 +21,6 @@ enum : uint16_t { kKent = 1, kBoer = 2, kHering = 3 };
 class RepertoryTest : public LogTextTest {
 protected:
   void SetUp() override {
-    // A test before may have left the process in a folder it removed.
-    std::error_code ec;
-    (void)std::filesystem::current_path(ec);
-    if (ec)
-      std::filesystem::current_path(std::filesystem::temp_directory_path());
     LogTextTest::SetUp();
     BuildRepertory();
   }

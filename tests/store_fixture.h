@@ -4,56 +4,22 @@
 
 #include "platform/strutil.h"
 #include "store/store.h"
+#include "test_folder.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <string>
-#include <unistd.h>
 
-class StoreTest : public ::testing::Test {
+class StoreTest : public FolderTest {
 protected:
+  explicit StoreTest(const char *tag = "store") : FolderTest(tag) {}
   void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-store-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    root_ = tmpl;
-    old_ = std::filesystem::current_path();
-    std::filesystem::current_path(root_);
+    Enter();
     ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
   }
-  void TearDown() override {
-    DbTerminate("A-Mantrel");
-    std::filesystem::current_path(old_);
-    std::filesystem::remove_all(root_);
-  }
-  // Bytes of a file of the scratch folder.
-  std::string Slurp(const std::string &name) const;
-  void Spit(const std::string &name, const std::string &bytes) const;
-  std::filesystem::path root_, old_;
+  void TearDown() override { DbTerminate("A-Mantrel"); }
 };
-
-inline std::string StoreTest::Slurp(const std::string &name) const {
-  FILE *f = fopen((root_ / name).c_str(), "rb");
-  std::string s;
-  if (f == nullptr)
-    return s;
-  char buf[65536];
-  size_t n;
-  while ((n = fread(buf, 1, sizeof buf, f)) > 0)
-    s.append(buf, n);
-  fclose(f);
-  return s;
-}
-
-inline void StoreTest::Spit(const std::string &name,
-                            const std::string &bytes) const {
-  FILE *f = fopen((root_ / name).c_str(), "wb");
-  ASSERT_NE(f, nullptr);
-  fwrite(bytes.data(), 1, bytes.size(), f);
-  fclose(f);
-}
 
 // A symptom record with the given numbers and texts and no remedies.
 inline Symptom MakeSymptom(uint32_t num, uint16_t sub, uint32_t pnum,
