@@ -278,12 +278,8 @@ TEST_F(GuiTest, TheViewerWithoutAScreenSaysSo) {
   std::string cmd = "env -u QT_QPA_PLATFORM -u DISPLAY -u WAYLAND_DISPLAY '" +
                     std::string(MANTREL_BIN_DIR) + "/mantrel' --view '" + dir +
                     "/r.txt' 2>'" + out + "'";
-  int rc = system(cmd.c_str());
-  EXPECT_TRUE(WIFEXITED(rc) && WEXITSTATUS(rc) == 1);
-  std::ifstream in(out);
-  std::string text((std::istreambuf_iterator<char>(in)),
-                   std::istreambuf_iterator<char>());
-  EXPECT_THAT(text, HasSubstr("no screen to show"));
+  EXPECT_EQ(RunCommand(cmd), 1);
+  EXPECT_THAT(SlurpFile(out), HasSubstr("no screen to show"));
 }
 
 } // namespace
