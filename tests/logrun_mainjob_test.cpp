@@ -109,12 +109,9 @@ int BlocksOf(const std::string &text, const std::string &operation) {
   return n;
 }
 
-// The process goes back to where it was when the test ends, wherever the
-// test went.
 class MainJobTest : public FolderTest {
 protected:
   MainJobTest() : FolderTest("mainjob") {}
-  void SetUp() override { Enter(); }
 };
 
 TEST_F(MainJobTest, RunOnTheDemoAgreesWithItsStatisticsAndRepeats) {
@@ -124,7 +121,7 @@ TEST_F(MainJobTest, RunOnTheDemoAgreesWithItsStatisticsAndRepeats) {
   ASSERT_TRUE(fs::exists(log / "sample.dat"));
 
   // The own log before the run, through the store.
-  fs::current_path(demo / "bin");
+  Enter("one/bin");
   ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
   std::vector<Entry> ownBefore = ReadLog("..\\log\\SALM2009");
   std::vector<Entry> sample = ReadLog("..\\log\\sample");
@@ -184,7 +181,7 @@ TEST_F(MainJobTest, RunOnTheDemoAgreesWithItsStatisticsAndRepeats) {
 
   // The own log grew by the applied entries, numbered on from its last, and
   // they are the applied entries of the sample, in their order.
-  fs::current_path(demo / "bin");
+  Enter("one/bin");
   ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
   std::vector<Entry> ownAfter = ReadLog("..\\log\\SALM2009");
   DbTerminate("A-Mantrel");

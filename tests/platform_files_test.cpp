@@ -92,7 +92,7 @@ TEST_F(FilesTest, FindFilesTakesFolderAndPatternInOneText) {
   EXPECT_TRUE(found.empty());
   ASSERT_EQ(PlatFindFiles("..\\data\\note.dat\\*", true, found),
             kPlatErrNotDir);
-  fs::current_path(root_ / "data");
+  Enter("data");
   ASSERT_EQ(PlatFindFiles("s*", false, found), kPlatOk);
   EXPECT_EQ(Names(found), (std::vector<std::string>{"Sub.dat", "Symptom.DAT"}));
 }

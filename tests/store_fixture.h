@@ -9,7 +9,9 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <initializer_list>
 #include <string>
+#include <utility>
 
 class StoreTest : public FolderTest {
 protected:
@@ -35,6 +37,29 @@ inline Symptom MakeSymptom(uint32_t num, uint16_t sub, uint32_t pnum,
   s.UniqueId = uniqueId;
   StrCopy(s.Text1, text1);
   return s;
+}
+
+// Remedies, or authors, by number and abbreviation, added to a table.
+using IdAbbrevs = std::initializer_list<std::pair<int, const char *>>;
+inline void AddRemedies(TblHandle h, IdAbbrevs rows) {
+  for (auto [id, abbrev] : rows) {
+    Remed r;
+    r.CursorState = 0xff;
+    TblClearRemed(&r);
+    r.Id = static_cast<uint16_t>(id);
+    StrCopy(r.Abbrev, abbrev);
+    ASSERT_EQ(TblSaveRemed(h, &r, kSaveAdd), 0) << abbrev;
+  }
+}
+inline void AddAuthors(TblHandle h, IdAbbrevs rows) {
+  for (auto [id, abbrev] : rows) {
+    Author a;
+    a.CursorState = 0xff;
+    TblClearAuthor(&a);
+    a.Id = static_cast<uint16_t>(id);
+    StrCopy(a.Abbrev, abbrev);
+    ASSERT_EQ(TblSaveAuthor(h, &a, kSaveAdd), 0) << abbrev;
+  }
 }
 
 // A Symptom record that owns its remedy array: the store grows the array on
