@@ -59,14 +59,7 @@ std::string WriteOne(const SampleEntry &s, int32_t number = 1) {
   EXPECT_NE(out, nullptr);
   LogWriteEntry(out, nullptr, &e, nullptr);
   fclose(out);
-  FILE *in = fopen("one.txt", "rb");
-  std::string r;
-  char buf[4096];
-  size_t n;
-  while ((n = fread(buf, 1, sizeof buf, in)) > 0)
-    r.append(buf, n);
-  fclose(in);
-  return r;
+  return SlurpFile("one.txt");
 }
 
 std::string FirstLine(const std::string &s) {
