@@ -56,6 +56,9 @@ RunTables T;
 // tables, so the lines wait here.
 std::vector<std::string> MendedLines;
 
+// A failed write stopped the run: the log has entries still to run.
+bool RunStopped = false;
+
 void NoteMended(int message, const char *path) {
   char line[600];
 #pragma GCC diagnostic push
@@ -507,7 +510,9 @@ void CloseRun() {
     ExtractRebuild();
   ShowResult();
   if (RunOptions.BatchMode != 0) {
-    LogMoveToDone(LogPath);
+    // A log that a failed write stopped stays in place for the rest.
+    if (!RunStopped)
+      LogMoveToDone(LogPath);
     SessionEnd();
   }
 }
@@ -587,6 +592,7 @@ void LogRunTable(WINDOW) {
   std::unique_ptr<char[]> notes1(new (std::nothrow) char[kNoteBufferSize]);
   std::unique_ptr<char[]> notes2(new (std::nothrow) char[kNoteBufferSize]);
   MendedLines.clear();
+  RunStopped = false;
   if (!notes1 || !notes2) {
     xvt_dm_post_error("Can't allocate space for symptom notes");
     SessionFail(1);
@@ -634,6 +640,7 @@ void LogRunTable(WINDOW) {
       LogSwapLanguage(entry.text);
     if (ApplyEntry(&entry, ctx, swapped) != 0) {
       // A table could not be written: the run stops, the entry undone.
+      RunStopped = true;
       SessionFail(1);
       break;
     }

@@ -1387,6 +1387,45 @@ int CloseTable(Table *t) {
   return err;
 }
 
+// Forgets the index snapshot the table was opened with: its indexes are
+// about to be built from the data file, and the next save of the snapshot
+// writes it whole.
+void DropSnapshot(Table &t) {
+  if (t.idxMap != nullptr)
+    munmap(const_cast<uint8_t *>(t.idxMap), t.idxMapLen);
+  t.idxMap = nullptr;
+  t.idxMapLen = 0;
+  t.idxFileLen = 0;
+  for (int s = 0; s < kStoreMaxSlots; ++s) {
+    t.keyLoaded[s] = false;
+    t.keyDirty[s] = true;
+    t.keyOff[s] = 0;
+  }
+  t.resources.clear();
+}
+
+// A compaction stopped between its two renames leaves the new data file in
+// place and its index beside the old one ("~new"): when that index is whole
+// and names the data file, it is the one, and goes into place.
+int RollForwardIndex(Table &t) {
+  std::string tmp = t.idxPath + "~new";
+  struct stat st;
+  if (stat(tmp.c_str(), &st) != 0)
+    return kErrBadIndex;
+  DropSnapshot(t);
+  std::string idx = t.idxPath;
+  t.idxPath = tmp;
+  int err = LoadIndex(t);
+  t.idxPath = idx;
+  if (err == 0 && rename(tmp.c_str(), idx.c_str()) != 0)
+    err = kErrBadIndex;
+  if (err == 0)
+    SyncDir(idx);
+  else
+    DropSnapshot(t);
+  return err;
+}
+
 TblHandle OpenTable(const StoreFamily &fam, const char *base, int b) {
   std::string dat, idx;
   int err = ResolvePath(base, fam.datExt, dat);
@@ -1419,6 +1458,8 @@ TblHandle OpenTable(const StoreFamily &fam, const char *base, int b) {
   if (err == 0) {
     if (b != 0) {
       err = LoadIndex(*t);
+      if (err == kErrBadIndex)
+        err = RollForwardIndex(*t);
     } else {
       ScanFrames(*t, kDataHeaderSize);
       err = BuildIndexes(*t);
@@ -2007,24 +2048,8 @@ bool EngineIsFamily(TblHandle h, const StoreFamily &fam) {
 
 // ---------------------------------------------------------------- journal
 
-namespace {
 
-// Forgets the index snapshot the table was opened with: its indexes are
-// about to be built from the data file, and the next save of the snapshot
-// writes it whole.
-void DropSnapshot(Table &t) {
-  if (t.idxMap != nullptr)
-    munmap(const_cast<uint8_t *>(t.idxMap), t.idxMapLen);
-  t.idxMap = nullptr;
-  t.idxMapLen = 0;
-  t.idxFileLen = 0;
-  for (int s = 0; s < kStoreMaxSlots; ++s) {
-    t.keyLoaded[s] = false;
-    t.keyDirty[s] = true;
-    t.keyOff[s] = 0;
-  }
-  t.resources.clear();
-}
+namespace {
 
 // Reads the data file up to fileSize again and builds every index from it.
 int Reindex(Table &t) {
