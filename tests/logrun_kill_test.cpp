@@ -220,7 +220,8 @@ protected:
     return "cd '" + (demo / "bin").string() +
            "' && exec env -u MANTREL_SCRIPT MANTREL_UI=scripted "
            "MANTREL_VIEWER=true " +
-           Bin("mantrel") + " /RUN '..\\log\\kill' 1 >/dev/null 2>&1 </dev/null";
+           Bin("mantrel") +
+           " /RUN '..\\log\\kill' 1 >/dev/null 2>&1 </dev/null";
   }
 
   // Every table of the installation, as tbltool dumps it.
@@ -230,9 +231,9 @@ protected:
       if (strcmp(path, "..\\log\\kill") == 0)
         continue; // the log run, not a result
       std::string out = (demo / "dump.txt").string();
-      int rc = System("cd '" + (demo / "bin").string() + "' && " +
-                      Bin("tbltool") + " dump " + kind + " '" + path + "' >'" +
-                      out + "' 2>&1");
+      int rc =
+          System("cd '" + (demo / "bin").string() + "' && " + Bin("tbltool") +
+                 " dump " + kind + " '" + path + "' >'" + out + "' 2>&1");
       all += std::string("== ") + path + " " + std::to_string(rc) + "\n" +
              Slurp(out);
     }
@@ -335,8 +336,8 @@ TEST_F(KillTest, EveryKillLeavesTablesThatCheckAndResumeToTheSameEnd) {
       waitUs = std::uniform_int_distribution<int>(0, firstUs)(rng);
       usleep(static_cast<useconds_t>(waitUs));
     } else {
-      uintmax_t target = std::uniform_int_distribution<uintmax_t>(
-          size0, seen + 1000)(rng);
+      uintmax_t target =
+          std::uniform_int_distribution<uintmax_t>(size0, seen + 1000)(rng);
       fs::path grows = demo / "log" / "SALM2009.dat";
       int polled = 0;
       for (;;) {
@@ -399,7 +400,9 @@ TEST_F(KillTest, AFullDiskStopsTheRunAtTheFirstFailedWrite) {
   pid_t pid = fork();
   ASSERT_GE(pid, 0);
   if (pid == 0) {
-    struct rlimit lim{largest + 20000, largest + 20000};
+    struct rlimit lim {
+      largest + 20000, largest + 20000
+    };
     setrlimit(RLIMIT_FSIZE, &lim);
     execl("/bin/sh", "sh", "-c", RunCommand(demo).c_str(),
           static_cast<char *>(nullptr));

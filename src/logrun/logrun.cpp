@@ -484,7 +484,6 @@ int ApplyEntry(LogEntry *entry, const OpContext &ctx, bool swapped) {
   return 0;
 }
 
-
 // The end of the run, whatever ended the loop: everything closes, the
 // work that follows a run, the result shown.
 void CloseRun() {

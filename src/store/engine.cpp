@@ -2048,7 +2048,6 @@ bool EngineIsFamily(TblHandle h, const StoreFamily &fam) {
 
 // ---------------------------------------------------------------- journal
 
-
 namespace {
 
 // Reads the data file up to fileSize again and builds every index from it.
