@@ -389,6 +389,55 @@ TEST_F(KillTest, EveryKillLeavesTablesThatCheckAndResumeToTheSameEnd) {
          doneAt.c_str());
 }
 
+TEST_F(KillTest, TheNextRunMendsWhatAKillLeftAndSaysSo) {
+  fs::path demo = Copy("next");
+  fs::path own = demo / "log" / "SALM2009.dat";
+  const uintmax_t size0 = fs::file_size(own);
+  pid_t pid = fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    execl("/bin/sh", "sh", "-c", RunCommand(demo).c_str(),
+          static_cast<char *>(nullptr));
+    _exit(127);
+  }
+  // Killed once a few entries are in.
+  bool ended = false;
+  for (int i = 0; i < 400000 && !ended; ++i) {
+    std::error_code ec;
+    if (fs::file_size(own, ec) > size0 + 3000 && !ec)
+      break;
+    ended = waitpid(pid, nullptr, WNOHANG) == pid;
+    usleep(50);
+  }
+  ASSERT_FALSE(ended) << "the run ended before it could be killed";
+  kill(pid, SIGKILL);
+  waitpid(pid, nullptr, 0);
+  ASSERT_TRUE(fs::exists(demo / "data" / "salm2009" / "mantrel.jnl"));
+
+  // The same log again, at once: the run starts without a rebuild by hand,
+  // and its errors report names the tables it mended.
+  ASSERT_EQ(System(RunCommand(demo)), 0);
+  std::string err = Slurp(demo / "log" / "kill.err");
+  EXPECT_NE(err.find("symptom.dat: the index no longer matched the data file "
+                     "and was rebuilt"),
+            std::string::npos)
+      << err.substr(0, 2000);
+  EXPECT_NE(err.find("SALM2009.dat: the index no longer matched"),
+            std::string::npos)
+      << err.substr(0, 2000);
+  EXPECT_FALSE(fs::exists(demo / "data" / "salm2009" / "mantrel.jnl"));
+  EXPECT_EQ(Checks(demo), "");
+
+  // An index that is simply missing (no journal names the table) is
+  // rebuilt by the run too, with its line.
+  fs::path again = Copy("again");
+  fs::remove(again / "data" / "salm2009" / "Note.idx");
+  ASSERT_EQ(System(RunCommand(again)), 0);
+  err = Slurp(again / "log" / "kill.err");
+  EXPECT_NE(err.find("Note: the index no longer matched"), std::string::npos)
+      << err.substr(0, 2000);
+}
+
 TEST_F(KillTest, AFullDiskStopsTheRunAtTheFirstFailedWrite) {
   fs::path demo = Copy("full");
   // Room for the log's index, the journal and a few dozen entries, then
