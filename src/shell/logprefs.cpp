@@ -1,5 +1,6 @@
 #include "shell/logprefs.h"
 
+#include "backup/backup.h"
 #include "logrun/logrun.h"
 #include "logrun/runstart.h"
 #include "platform/strutil.h"
@@ -291,7 +292,8 @@ void LogAskComment() {
 
 void LogStartFromOwnLog() {
   RunOptions.Comment[0] = '\0';
-  BackupBeforeRun();
+  if (BackupBeforeRun() != 0)
+    return;
   WorkRun(LogRunTable);
 }
 
@@ -300,7 +302,8 @@ void LogStartFromOtherLog() {
   LogAskComment();
   if (!LogAskRange())
     return;
-  BackupBeforeRun();
+  if (BackupBeforeRun() != 0)
+    return;
   WorkRun(LogRunTable);
 }
 

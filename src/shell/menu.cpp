@@ -1,5 +1,6 @@
 #include "shell/menu.h"
 
+#include "backup/backup.h"
 #include "listings/listings.h"
 #include "platform/strutil.h"
 #include "services/config.h"
@@ -203,6 +204,13 @@ void TransferAdditions() {
     xvt_dm_post_error("%s", MsgText(23));
 }
 
+void BackupFromMenu() {
+  BackupOpenDialog(kBackupModeBackup);
+}
+void RestoreFromMenu() {
+  BackupOpenDialog(kBackupModeRestore);
+}
+
 void Exit() {
   AppTerminate();
 }
@@ -245,8 +253,8 @@ const MenuRow kMenuRows[] = {
     {1025, ListMenuForDate, nullptr},
     {1018, ListMenuCustom, nullptr},
     {1023, ListMenuStatistics, nullptr},
-    {1042, nullptr, "Backup and restore"},
-    {1043, nullptr, "Backup and restore"},
+    {1042, BackupFromMenu, nullptr},
+    {1043, RestoreFromMenu, nullptr},
 };
 
 } // namespace
