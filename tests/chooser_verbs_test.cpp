@@ -77,6 +77,10 @@ TEST_F(VerbTest, RunVerbChoosesAnEligibleEditionByItsRowText) {
   ASSERT_NE(log, 0);
   DbCloseFile(log);
   DbTerminate("A-Mantrel");
+  // The silent backup before the run needs the copy program.
+  fs::create_directories(root_ / "bin" / "backup");
+  fs::copy_file(std::string(MANTREL_BIN_DIR) + "/orvcopy",
+                root_ / "bin" / "backup" / "setup.exe");
   EXPECT_EQ(Run("'/RUN' '..\\log\\mylog' 2", "select 5 1\nclick 1\n"), 0);
   // The run went to the second row's edition: it keeps that repertory's
   // own log, named by its abbreviation.

@@ -292,6 +292,8 @@ void LogAskComment() {
 
 void LogStartFromOwnLog() {
   RunOptions.Comment[0] = '\0';
+  RunOptions.BatchMode = 0; // a person's run: a failed backup asks
+
   if (BackupBeforeRun() != 0)
     return;
   WorkRun(LogRunTable);
@@ -299,6 +301,7 @@ void LogStartFromOwnLog() {
 
 void LogStartFromOtherLog() {
   RunOptions.Comment[0] = '\0';
+  RunOptions.BatchMode = 0;
   LogAskComment();
   if (!LogAskRange())
     return;
