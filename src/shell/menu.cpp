@@ -11,6 +11,7 @@
 #include "shell/app.h"
 #include "shell/chooser.h"
 #include "shell/logprefs.h"
+#include "transfers/localise.h"
 
 #include <cstring>
 
@@ -204,6 +205,18 @@ void TransferAdditions() {
     xvt_dm_post_error("%s", MsgText(23));
 }
 
+// The catalogue is opened here and stays open while window 109 lives.
+void LocaliseFiles() {
+  TblHandle cat = TblOpenCatalog(CatalogCatalogName, 1, 1);
+  if (OrvixError != 0 || cat == 0) {
+    xvt_dm_post_error(MsgText(74), OrvixError);
+    return;
+  }
+  LocaliseOpen(cat, RepertoryOrder.data(),
+               static_cast<int>(RepertoryOrder.size()), KeynotesOrder.data(),
+               static_cast<int>(KeynotesOrder.size()));
+}
+
 void BackupFromMenu() {
   BackupOpenDialog(kBackupModeBackup);
 }
@@ -225,7 +238,7 @@ struct MenuRow {
 const MenuRow kMenuRows[] = {
     {1009, OpenRepertory, nullptr},
     {1038, NetLocalizeAsk, nullptr},
-    {1024, nullptr, "The manual network localization"},
+    {1024, LocaliseFiles, nullptr},
     {M_FILE_EXIT, Exit, nullptr},
     {1031, RunFromOwnLog, nullptr},
     {1033, RunFromOtherLog, nullptr},
