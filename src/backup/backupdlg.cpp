@@ -36,7 +36,7 @@ const XVT_CTL_RES kBackupCtls[] = {
     {kBackupFolderButton, WC_PUSHBUTTON, 7, 139, 100, 14,
      "&Directory for the backup", 0},
     {kBackupFolderEdit, WC_EDIT, 113, 140, 160, 12, "", 0},
-    {kBackupFolderList, WC_LISTBUTTON, 113, 140, 160, 60, "",
+    {kBackupFolderList, WC_LISTBUTTON, 113, 140, 160, 12, "",
      CTL_FLAG_INVISIBLE},
     {kBackupOk, WC_PUSHBUTTON, 111, 162, 50, 14, "OK", CTL_FLAG_DEFAULT},
     {kBackupCancel, WC_PUSHBUTTON, 167, 162, 50, 14, "Cancel", 0},
