@@ -306,14 +306,22 @@ int RunCopyProgram(long *child) {
 }
 
 int BackupWait(long child, int *status) {
-  // A poll every 25 ms costs next to nothing and keeps the windows alive.
-  const struct timespec pause = {0, 25 * 1000 * 1000};
+  // The pause between two looks grows from 1 ms to 25 ms: a short copy is
+  // seen to end at once, a long one costs next to nothing, and the windows
+  // stay alive meanwhile.
+  long pauseNs = 1000 * 1000;
+  auto pause = [&pauseNs]() {
+    struct timespec ts = {0, pauseNs};
+    nanosleep(&ts, nullptr);
+    pauseNs = pauseNs * 2 > 25 * 1000 * 1000 ? 25 * 1000 * 1000 : pauseNs * 2;
+  };
   time_t deadline = time(nullptr) + BackupWaitLimit();
   for (;;) {
     if (!PlatFileExists(kBackupListFile)) {
       // The copy program is ending; it is collected when it has.
-      for (int i = 0; i < 40 && PlatChildEnded(child, nullptr) == 0; ++i)
-        nanosleep(&pause, nullptr);
+      pauseNs = 1000 * 1000;
+      for (int i = 0; i < 50 && PlatChildEnded(child, nullptr) == 0; ++i)
+        pause();
       return kBackupDone;
     }
     int exitStatus = 0;
@@ -332,7 +340,7 @@ int BackupWait(long child, int *status) {
       return kBackupTimeout;
     }
     xvt_app_process_pending_events();
-    nanosleep(&pause, nullptr);
+    pause();
   }
 }
 
