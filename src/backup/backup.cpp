@@ -306,14 +306,14 @@ int RunCopyProgram(long *child) {
 }
 
 int BackupWait(long child, int *status) {
-  // The pause between two looks grows from 1 ms to 25 ms: a short copy is
+  // The pause between two looks grows from 1 ms to 10 ms: a short copy is
   // seen to end at once, a long one costs next to nothing, and the windows
   // stay alive meanwhile.
   long pauseNs = 1000 * 1000;
   auto pause = [&pauseNs]() {
     struct timespec ts = {0, pauseNs};
     nanosleep(&ts, nullptr);
-    pauseNs = pauseNs * 2 > 25 * 1000 * 1000 ? 25 * 1000 * 1000 : pauseNs * 2;
+    pauseNs = pauseNs * 2 > 10 * 1000 * 1000 ? 10 * 1000 * 1000 : pauseNs * 2;
   };
   time_t deadline = time(nullptr) + BackupWaitLimit();
   for (;;) {

@@ -23,6 +23,7 @@
 // A file that could not be copied leaves the list in place and the program
 // ends with status 1, which Mantrel sees as a failed copy. Status 2 is a
 // usage error or a list that can't be read.
+#include "joblist.h"
 #include "platform/files.h"
 #include "platform/paths.h"
 #include "platform/strutil.h"
@@ -32,6 +33,8 @@
 #include <cstring>
 #include <string>
 #include <vector>
+
+using namespace orvcopy;
 
 namespace {
 
@@ -51,55 +54,6 @@ void Tell(const char *fmt, const char *a, const char *b = "",
   fprintf(Report, fmt, a, b, c);
   fputc('\n', Report);
   fflush(Report);
-}
-
-bool EndsWithFold(const std::string &s, const char *tail) {
-  size_t n = strlen(tail);
-  if (s.size() < n)
-    return false;
-  for (size_t i = 0; i < n; ++i) {
-    char x = s[s.size() - n + i], y = tail[i];
-    if (x >= 'A' && x <= 'Z')
-      x = static_cast<char>(x - 'A' + 'a');
-    if (x != y)
-      return false;
-  }
-  return true;
-}
-
-// Splits a stored path at its last backslash: folder (maybe empty) and name.
-void SplitLast(const std::string &path, std::string &folder,
-               std::string &name) {
-  size_t cut = path.find_last_of("\\/");
-  if (cut == std::string::npos) {
-    folder.clear();
-    name = path;
-  } else {
-    folder = path.substr(0, cut);
-    name = path.substr(cut + 1);
-    if (folder.empty())
-      folder = path.substr(0, 1); // the root itself
-  }
-}
-
-std::string Join(const std::string &folder, const std::string &name) {
-  if (folder.empty())
-    return name;
-  char last = folder.back();
-  return folder + (last == '\\' || last == '/' ? "" : "\\") + name;
-}
-
-bool HasWildcard(const std::string &name) {
-  return name.find_first_of("*?") != std::string::npos;
-}
-
-// The stem of a "stem.*" pattern; empty for "*.*" or "*".
-std::string StemOf(const std::string &pattern) {
-  if (pattern == "*.*" || pattern == "*")
-    return "";
-  if (EndsWithFold(pattern, ".*"))
-    return pattern.substr(0, pattern.size() - 2);
-  return "";
 }
 
 bool CopyOne(const std::string &from, const std::string &to, Totals &t) {
@@ -164,10 +118,8 @@ void RunJob(const std::string &source, const std::string &target, Totals &t) {
   std::string srcStem = StemOf(srcName), dstStem = StemOf(dstName);
   long before = t.files;
   for (const PlatDirEntry &e : found) {
-    std::string name = e.Name;
-    if (!dstStem.empty() && name.size() >= srcStem.size())
-      name = dstStem + name.substr(srcStem.size());
-    CopyOne(Join(srcFolder, e.Name), Join(dstFolder, name), t);
+    CopyOne(Join(srcFolder, e.Name),
+            Join(dstFolder, TargetName(srcStem, dstStem, e.Name)), t);
   }
   char count[32];
   StrFormat(count, "%ld", t.files - before);
@@ -207,16 +159,15 @@ int main(int argc, char **argv) {
       line[--n] = '\0';
     if (n == 0)
       continue;
-    char *bar = strchr(line, '|');
-    if (bar == nullptr || bar == line || bar[1] == '\0') {
+    char *source = nullptr, *target = nullptr;
+    if (!SplitJob(line, &source, &target)) {
       char where[16];
       StrFormat(where, "%d", number);
       ++t.failed;
       Tell("failed: line %s is no \"source|target\": %s", where, line);
       continue;
     }
-    *bar = '\0';
-    RunJob(line, bar + 1, t);
+    RunJob(source, target, t);
   }
   bool readError = ferror(in) != 0;
   fclose(in);
