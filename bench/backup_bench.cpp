@@ -160,7 +160,8 @@ int main(int argc, char **argv) {
     else if (strcmp(argv[i], "--rounds") == 0 && i + 1 < argc)
       rounds = static_cast<int>(std::clamp(v, 1L, 50L));
     else {
-      fprintf(stderr, "usage: backup_bench [--count N] [--rounds N] [--keep]\n");
+      fprintf(stderr,
+              "usage: backup_bench [--count N] [--rounds N] [--keep]\n");
       return 2;
     }
     ++i;
@@ -227,8 +228,8 @@ int main(int argc, char **argv) {
       std::string target = (root / ("cp-" + std::to_string(r))).string();
       double c0 = ChildCpu();
       auto w0 = Clock::now();
-      std::string cmd = "cp -r '" + (root / "data" / "brep").string() + "' '" +
-                        target + "'";
+      std::string cmd =
+          "cp -r '" + (root / "data" / "brep").string() + "' '" + target + "'";
       if (std::system(cmd.c_str()) != 0) {
         failed = true;
         break;

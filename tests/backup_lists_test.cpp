@@ -144,7 +144,8 @@ TEST_F(BackupListsTest, DatedFolderNamesHoldOnlyDateAndTime) {
   EXPECT_EQ(stamp.substr(0, 13), expect);
 
   MakeBackupFolder("C:\\BACKUP", name, sizeof name);
-  EXPECT_TRUE(std::regex_match(name, std::regex("C:\\\\BACKUP\\\\[0-9]{8}_[0-9]{6}")))
+  EXPECT_TRUE(
+      std::regex_match(name, std::regex("C:\\\\BACKUP\\\\[0-9]{8}_[0-9]{6}")))
       << name;
 }
 

@@ -4,11 +4,11 @@
 // when the copy program is missing, dies or hangs.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <algorithm>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -44,17 +44,18 @@ protected:
     char tmpl[] = "/tmp/mantrel-backup-XXXXXX";
     ASSERT_NE(mkdtemp(tmpl), nullptr);
     base_ = tmpl;
-    built_ = System(std::string("\"") + MANTREL_BIN_DIR +
-                    "/mkdemo\" --sources \"" + MANTREL_SOURCE_DIR +
-                    "/data/demo\" \"" + (base_ / "fresh").string() +
-                    "\" >/dev/null 2>&1");
+    built_ =
+        System(std::string("\"") + MANTREL_BIN_DIR + "/mkdemo\" --sources \"" +
+               MANTREL_SOURCE_DIR + "/data/demo\" \"" +
+               (base_ / "fresh").string() + "\" >/dev/null 2>&1");
   }
   static void TearDownTestSuite() { fs::remove_all(base_); }
 
   // Each test works on its own copy of the fresh installation.
   void SetUp() override {
     ASSERT_EQ(built_, 0) << "mkdemo failed";
-    demo_ = base_ / ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    demo_ =
+        base_ / ::testing::UnitTest::GetInstance()->current_test_info()->name();
     fs::remove_all(demo_);
     fs::copy(base_ / "fresh", demo_, fs::copy_options::recursive);
   }
@@ -70,9 +71,9 @@ protected:
            "\" && MANTREL_UI=scripted MANTREL_VIEWER=true MANTREL_SCRIPT=\"" +
            scriptFile.string() + "\" \"" + MANTREL_BIN_DIR + "/mantrel\" " +
            words + " >/dev/null 2>\"" + errFile.string() + "\" </dev/null");
-    double seconds = std::chrono::duration<double>(
-                         std::chrono::steady_clock::now() - t0)
-                         .count();
+    double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - t0)
+            .count();
     err_ = Slurp(errFile);
     return seconds;
   }
@@ -199,7 +200,8 @@ TEST_F(BackupScenarioTest, RunMakesItsSilentBackupFirst) {
   // (The run rebuilt the log's index first, which stamps its header.)
   std::string saved = Slurp(dated[0] / "Log" / "sample.dat");
   ASSERT_NE(saved.find("FRM1"), std::string::npos);
-  EXPECT_EQ(saved.substr(saved.find("FRM1")), sample.substr(sample.find("FRM1")));
+  EXPECT_EQ(saved.substr(saved.find("FRM1")),
+            sample.substr(sample.find("FRM1")));
   EXPECT_TRUE(fs::exists(dated[0] / "Log" / "SALM2009.dat"));
   EXPECT_NE(Slurp(demo_ / "data" / "salm2009" / "symptom.dat"), symptom)
       << "the run went on after the backup";

@@ -292,14 +292,10 @@ TEST_F(IniFileTest, WritingOneSectionKeepsEverythingElseInItsPlace) {
   ASSERT_EQ(IniWrite(1), 0);
 
   std::vector<std::string> lines = Lines(Get());
-  const std::vector<std::string> expectHead = {"# written by hand",
-                                               "[System section]",
-                                               "; a comment",
-                                               "DbBuffers=12",
-                                               "SomethingElse=5",
-                                               "",
-                                               "Language=2",
-                                               "DbFiles=90"};
+  const std::vector<std::string> expectHead = {
+      "# written by hand", "[System section]", "; a comment",
+      "DbBuffers=12",      "SomethingElse=5",  "",
+      "Language=2",        "DbFiles=90"};
   ASSERT_GE(lines.size(), expectHead.size());
   EXPECT_EQ(std::vector<std::string>(lines.begin(),
                                      lines.begin() + expectHead.size()),

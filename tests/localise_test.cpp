@@ -77,12 +77,12 @@ protected:
     ASSERT_NE(mkdtemp(tmpl), nullptr);
     root_ = tmpl;
     demo_ = root_ / "demo";
-    ASSERT_EQ(std::system((std::string("\"") + MANTREL_BIN_DIR +
-                           "/mkdemo\" --sources \"" + MANTREL_SOURCE_DIR +
-                           "/data/demo\" \"" + demo_.string() +
-                           "\" >/dev/null 2>&1")
-                              .c_str()),
-              0);
+    ASSERT_EQ(
+        std::system((std::string("\"") + MANTREL_BIN_DIR +
+                     "/mkdemo\" --sources \"" + MANTREL_SOURCE_DIR +
+                     "/data/demo\" \"" + demo_.string() + "\" >/dev/null 2>&1")
+                        .c_str()),
+        0);
   }
   void TearDown() override { fs::remove_all(root_); }
 
@@ -126,16 +126,21 @@ TEST_F(LocaliseTest, EachChoiceRewritesItsRecordOrKeyAndNothingElse) {
           "menu 1024\n"
           // Repertories, first row (SALM2009): a table that isn't one, then
           // the Symptom table in capitals.
-          "click 4\nfile " + (root_ / "Elsewhere" / "junk.dat").string() +
+          "click 4\nfile " +
+          (root_ / "Elsewhere" / "junk.dat").string() +
           "\nanswer ok\n"
-          "click 4\nfile " + (moved / "SYMPTOM.DAT").string() + "\n"
+          "click 4\nfile " +
+          (moved / "SYMPTOM.DAT").string() +
+          "\n"
           // Personal files, the cases row.
           "select 3 2\nselect 2 1\nclick 4\nfile " +
-          (demo_ / "moved" / "cases" / "REPERT.DA1").string() + "\n"
+          (demo_ / "moved" / "cases" / "REPERT.DA1").string() +
+          "\n"
           // System files: the log folder, and the player's folder, which
           // has no key.
           "select 3 3\nselect 2 7\nclick 4\nfolder " +
-          (demo_ / "newlog").string() + "\n"
+          (demo_ / "newlog").string() +
+          "\n"
           "select 2 15\nclick 4\nanswer ok\n"
           "click 1\nexit\n");
   EXPECT_EQ(err_.find("script line"), std::string::npos) << err_;

@@ -77,7 +77,9 @@ protected:
         c = '\\';
     return s;
   }
-  std::string Report() { return Slurp(root_ / "bin" / "backup" / "backup.rpt"); }
+  std::string Report() {
+    return Slurp(root_ / "bin" / "backup" / "backup.rpt");
+  }
 
   fs::path root_, list_;
 };

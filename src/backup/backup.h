@@ -9,9 +9,9 @@
 // log before every log run (BackupBeforeRun).
 //
 // The wait never lasts for ever: it polls the list and the copy program
-// every 10 ms at most, ends when the list is gone, tells at once when the program
-// is missing, can't start or ends with the list still there, and gives up
-// (stopping the program) after BackupWaitLimit seconds ("System section",
+// every 10 ms at most, ends when the list is gone, tells at once when the
+// program is missing, can't start or ends with the list still there, and gives
+// up (stopping the program) after BackupWaitLimit seconds ("System section",
 // 3600 by default).
 #pragma once
 

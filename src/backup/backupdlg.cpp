@@ -23,8 +23,8 @@ const XVT_CTL_RES kBackupCtls[] = {
     {kBackupTickLog, WC_CHECKBOX, 14, 17, 252, 10,
      "The log file containing personal addition", 0},
     {kBackupTickRepertory, WC_CHECKBOX, 14, 29, 252, 10, "Almanacum", 0},
-    {kBackupTickKeynotes, WC_CHECKBOX, 14, 41, 252, 10,
-     "The personal keynotes", 0},
+    {kBackupTickKeynotes, WC_CHECKBOX, 14, 41, 252, 10, "The personal keynotes",
+     0},
     {kBackupTickCases, WC_CHECKBOX, 14, 53, 252, 10, "Your cases", 0},
     {kBackupTickPatient, WC_CHECKBOX, 14, 65, 252, 10, "The Orvix patient file",
      0},
@@ -54,11 +54,10 @@ const XVT_WIN_RES kBackupDlg = {
     0};
 
 // The ticks in the order of the flags they fill.
-const int kTicks[] = {kBackupTickLog,      kBackupTickRepertory,
-                      kBackupTickKeynotes, kBackupTickCases,
-                      kBackupTickPatient,  kBackupTickZentrix,
-                      kBackupTickSystem,   kBackupTickBin,
-                      kBackupTickFreenotes};
+const int kTicks[] = {
+    kBackupTickLog,    kBackupTickRepertory, kBackupTickKeynotes,
+    kBackupTickCases,  kBackupTickPatient,   kBackupTickZentrix,
+    kBackupTickSystem, kBackupTickBin,       kBackupTickFreenotes};
 
 WINDOW Ctl(WINDOW win, int id) {
   return xvt_win_get_ctl(win, id);

@@ -44,8 +44,7 @@ int PlatStartViewer(const char *storedPath);
 // Starts `program` without waiting and keeps it in view: the child is not
 // collected by PlatReapChildren but by PlatChildEnded, so that its caller
 // learns when and how it ended. *child identifies it.
-int PlatStartWatched(const char *program, const char *const *args,
-                     long *child);
+int PlatStartWatched(const char *program, const char *const *args, long *child);
 // Whether a watched child has ended: 0 while it runs; 1 once it has ended,
 // with its exit status in *exitStatus (128 + the signal number when a
 // signal ended it), after which the child is forgotten.

@@ -531,8 +531,8 @@ bool IsBlankLine(const char *line, size_t n) {
 // bracket), and the rest is compared without regard to case.
 bool HeaderNames(const char *line, int section) {
   std::string name(line + 1);
-  while (!name.empty() && (name.back() == '\n' || name.back() == '\r' ||
-                           IsBlank(name.back())))
+  while (!name.empty() &&
+         (name.back() == '\n' || name.back() == '\r' || IsBlank(name.back())))
     name.pop_back();
   if (!name.empty())
     name.pop_back();

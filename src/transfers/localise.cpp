@@ -3,11 +3,11 @@
 #include "platform/cp1252.h"
 #include "platform/paths.h"
 #include "platform/strutil.h"
-#include "store/strdate.h"
 #include "services/config.h"
 #include "services/ini.h"
 #include "services/messages.h"
 #include "services/paths.h"
+#include "store/strdate.h"
 
 #include <cstring>
 #include <vector>
@@ -273,7 +273,8 @@ void LocaliseFill(WINDOW win) {
   int index = 0;
   if (category == kLocaliseRepertories || category == kLocaliseKeynotes) {
     bool reps = category == kLocaliseRepertories;
-    const std::vector<uint16_t> &ids = reps ? State.repertories : State.keynotes;
+    const std::vector<uint16_t> &ids =
+        reps ? State.repertories : State.keynotes;
     for (uint16_t id : ids) {
       Catalog rec;
       if (!FindEntry(reps ? 1 : 2, id, &rec))
@@ -308,7 +309,8 @@ void LocaliseChoose(WINDOW win) {
   bool stored = false;
   if (category == kLocaliseRepertories || category == kLocaliseKeynotes) {
     bool reps = category == kLocaliseRepertories;
-    const std::vector<uint16_t> &ids = reps ? State.repertories : State.keynotes;
+    const std::vector<uint16_t> &ids =
+        reps ? State.repertories : State.keynotes;
     // The rows are the entries found, in order: find the row's entry again.
     int seen = -1;
     for (uint16_t id : ids) {

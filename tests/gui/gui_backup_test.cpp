@@ -77,8 +77,7 @@ TEST_F(BackupWindows, TheBackupDialogOffersEverythingAndANewFolder) {
   EXPECT_TRUE(gSeen.editVisible);
   EXPECT_FALSE(gSeen.listVisible);
   // The new dated folder under the installation's BACKUP.
-  EXPECT_NE(gSeen.folder.find("\\BACKUP\\"), std::string::npos)
-      << gSeen.folder;
+  EXPECT_NE(gSeen.folder.find("\\BACKUP\\"), std::string::npos) << gSeen.folder;
 }
 
 TEST_F(BackupWindows, TheRestoreDialogListsTheBackupsMade) {
@@ -123,12 +122,15 @@ TEST_F(BackupWindows, TheLocalisationWindowListsEveryPlace) {
           QTest::mouseClick(Ctl<QPushButton>(win, kLocaliseClose),
                             Qt::LeftButton);
         });
-    When([] { return gSeen.itemsSystem >= 0 &&
-                     OpenWindowOf(kLocaliseRes) == NULL_WIN; },
-         [] {
-           gSeen.closed = true;
-           MenuAction(M_FILE_EXIT)->trigger();
-         });
+    When(
+        [] {
+          return gSeen.itemsSystem >= 0 &&
+                 OpenWindowOf(kLocaliseRes) == NULL_WIN;
+        },
+        [] {
+          gSeen.closed = true;
+          MenuAction(M_FILE_EXIT)->trigger();
+        });
   });
   AppFinish();
   EXPECT_EQ("", gSeen.problems);

@@ -24,7 +24,7 @@ inline bool EndsWithFold(const std::string &s, const char *tail) {
 
 // Splits a stored path at its last backslash: folder (maybe empty) and name.
 inline void SplitLast(const std::string &path, std::string &folder,
-               std::string &name) {
+                      std::string &name) {
   size_t cut = path.find_last_of("\\/");
   if (cut == std::string::npos) {
     folder.clear();

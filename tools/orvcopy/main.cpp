@@ -173,8 +173,9 @@ int main(int argc, char **argv) {
   fclose(in);
 
   char summary[160];
-  StrFormat(summary, "%ld files, %lld bytes copied; %d sources missing; %d "
-                     "failures",
+  StrFormat(summary,
+            "%ld files, %lld bytes copied; %d sources missing; %d "
+            "failures",
             t.files, t.bytes, t.missing, t.failed);
   Tell("%s", summary);
   if (Report != nullptr)
