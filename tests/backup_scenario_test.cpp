@@ -223,6 +223,17 @@ TEST_F(BackupScenarioTest, RunWithoutTheCopyProgramStopsAtOnce) {
   // Not a measure of speed: a run that waited for a copy that can never
   // come would hang here until the test's own limit.
   EXPECT_LT(seconds, 30.0);
+
+  // A copy program that is there but may not be run.
+  FakeCopyProgram("exit 0");
+  fs::permissions(demo_ / "bin" / "backup" / "orvcopy",
+                  fs::perms::owner_read | fs::perms::owner_write);
+  Mantrel("/RUN '..\\log\\sample' 1");
+  EXPECT_NE(err_.find("error: The copy program backup\\orvcopy cannot be "
+                      "started: no backup was made."),
+            std::string::npos)
+      << err_;
+  ExpectUntouched();
 }
 
 TEST_F(BackupScenarioTest, RunStopsWhenTheCopyProgramDiesOrHangs) {
