@@ -366,6 +366,7 @@ int BackupFiles() {
       xvt_dm_post_note("%s", text);
     else
       xvt_dm_post_error("%s", text);
+    SessionFail(1);
     return rc;
   }
   char value[32];
@@ -397,6 +398,7 @@ int RestoreFiles() {
       xvt_dm_post_note("%s", text);
     else
       xvt_dm_post_error("%s", text);
+    SessionFail(1);
   }
   return rc;
 }

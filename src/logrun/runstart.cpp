@@ -31,7 +31,9 @@ void UpdateRepertoryRun(int id, int batch) {
     NotInThisVersion("Loading the authors given to the run");
   TblHandle cat = TblOpenCatalog(CatalogCatalogName, 1, 1);
   if (OrvixError != 0 || cat == 0) {
-    xvt_dm_post_error(MsgText(74), OrvixError);
+    int err = OrvixError; // before the message lookup changes it
+    xvt_dm_post_error(MsgText(74), err);
+    SessionFail(1);
     if (batch != 0)
       SessionEnd();
     return;
@@ -46,6 +48,7 @@ void UpdateRepertoryRun(int id, int batch) {
   RunOptions.BatchMode = batch;
   // A backup that fails stops the run before it changes anything.
   if (BackupBeforeRun() != 0) {
+    SessionFail(1);
     if (batch != 0)
       SessionEnd();
     return;
