@@ -68,6 +68,10 @@ TEST_F(VerbTest, RunVerbChoosesAnEligibleEditionByItsRowText) {
   ASSERT_NE(log, 0);
   DbCloseFile(log);
   DbTerminate("A-Mantrel");
+  // The silent backup before the run needs the copy program.
+  fs::create_directories(root_ / "bin" / "backup");
+  fs::copy_file(std::string(MANTREL_BIN_DIR) + "/orvcopy",
+                root_ / "bin" / "backup" / "setup.exe");
   // The editions have no tables here: the run cannot start, and the exit
   // status says so.
   EXPECT_EQ(Run("'/RUN' '..\\log\\mylog' 2", "select 5 1\nclick 1\n"), 1);
