@@ -58,9 +58,11 @@ TEST_F(VerbTest, RunVerbChoosesAnEligibleEditionByItsRowText) {
   ASSERT_NE(log, 0);
   DbCloseFile(log);
   DbTerminate("A-Mantrel");
-  EXPECT_EQ(Run("'/RUN' '..\\log\\mylog' 2", "select 5 1\nclick 1\n"), 0);
+  // The editions have no tables here: the run cannot start, and the exit
+  // status says so.
+  EXPECT_EQ(Run("'/RUN' '..\\log\\mylog' 2", "select 5 1\nclick 1\n"), 1);
   // The run went to the second row's edition: it keeps that repertory's
-  // own log, named by its abbreviation.
+  // own log, named by its abbreviation, which it opens first.
   EXPECT_TRUE(fs::exists(root_ / "log" / "SALM92.dat")) << err_;
   EXPECT_FALSE(fs::exists(root_ / "log" / "SALM2009.dat")) << err_;
   EXPECT_EQ(err_.find("script line"), std::string::npos) << err_;

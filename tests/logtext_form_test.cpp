@@ -113,6 +113,36 @@ TEST_F(LogTextTest, NoteHeadingHasAColonOnlyForARemedy) {
             std::string::npos);
 }
 
+TEST_F(LogTextTest, ANoteTypeOutsideItsRangeIsAPlainNote) {
+  const std::string fear = "Mind \x02 fear";
+  // Type 6 of a symptom's note would otherwise take a remedy's kind (2615),
+  // type 6 of a remedy's note the name of an operation.
+  for (const char *type : {"0", "6", "9", "x"}) {
+    std::string onSymptom = WriteOne(
+        {OpChangeNote, {"0", fear, type, "0", "0", "0", "0", "", "x"}, 0, 0});
+    EXPECT_EQ(FirstLine(onSymptom), "Change note - Note   Lg. 0") << type;
+    std::string onRemedy =
+        WriteOne({OpChangeNote,
+                  {"0", fear, type, "Acon.", "Kent", "2", "0", "", "x"},
+                  0,
+                  0});
+    EXPECT_EQ(FirstLine(onRemedy),
+              "Change note: Acon.  2 [Kent] (0/0) - Note   Lg. 0")
+        << type;
+  }
+  // The ends of the range keep their kinds.
+  std::string first =
+      WriteOne({OpChangeNote,
+                {"0", fear, "1", "Acon.", "Kent", "2", "0", "", "x"},
+                0,
+                0});
+  EXPECT_EQ(FirstLine(first),
+            "Change note: Acon.  2 [Kent] (0/0) - Remedy note   Lg. 0");
+  std::string last = WriteOne(
+      {OpChangeNote, {"0", fear, "5", "0", "0", "0", "0", "", "x"}, 0, 0});
+  EXPECT_EQ(FirstLine(last), "Change note - Remedy remark   Lg. 0");
+}
+
 TEST_F(LogTextTest, AddAfterQuotesTheSiblingAndLeavesItOutOfThePath) {
   std::string t =
       WriteOne({OpAddSymptomAfter,

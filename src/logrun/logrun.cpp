@@ -4,6 +4,8 @@
 #include "logentry/logentry.h"
 #include "logentry/logtext.h"
 #include "logentry/report.h"
+#include "logentry/reportcodes.h"
+#include "logentry/tally.h"
 #include "ops/dispatch.h"
 #include "ops/subject.h"
 #include "ops/views.h"
@@ -22,6 +24,8 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <string>
+#include <vector>
 
 int32_t LogRunErrorCount = 0;
 int32_t LogRunWarningCount = 0;
@@ -37,6 +41,8 @@ int LogRunOnConceptSide = 0;
 namespace {
 
 constexpr size_t kNoteBufferSize = 4097;
+// The journal of a run, beside the repertory's tables.
+constexpr const char *kRunJournalName = "mantrel";
 
 // The tables of a run, in the order they are opened.
 struct RunTables {
@@ -44,6 +50,35 @@ struct RunTables {
       links, views;
 };
 RunTables T;
+
+// Lines for the errors report about tables mended while the run opened
+// them (a stop had left them unfinished); the reports open after the
+// tables, so the lines wait here.
+std::vector<std::string> MendedLines;
+
+// A failed write stopped the run: the log has entries still to run.
+bool RunStopped = false;
+
+void NoteMended(int message, const char *path) {
+  char line[600];
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+  StrFormat(line, MsgText(message), path);
+#pragma GCC diagnostic pop
+  MendedLines.push_back(line);
+}
+
+// Takes what the store mended at the opens just made.
+void TakeMended() {
+  char path[4096];
+  int what = 0;
+  while (DbTakeMended(path, sizeof path, &what) != 0) {
+    if ((what & 1) != 0)
+      NoteMended(5392, path);
+    if ((what & 2) != 0)
+      NoteMended(5393, path);
+  }
+}
 
 void CloseHandle(TblHandle &h) {
   if (h != 0)
@@ -64,14 +99,23 @@ void FolderTable(char *out, size_t cap, const char *name) {
   StrAppend(out, cap, name);
 }
 
-// Opens a table, creating it on error 12 when a creator is given; a
-// failure posts 2626 with the path.
+// Opens a table, creating it on error 12 when a creator is given, and
+// rebuilding its index once on error 14 (a line in the errors report says
+// so); a failure posts 2626 with the path.
 TblHandle OpenTable(const char *path,
                     TblHandle (*opener)(const char *, int, int),
-                    TblHandle (*creator)(const char *, int, int), int a) {
+                    TblHandle (*creator)(const char *, int, int),
+                    int (*rebuilder)(const char *, int, int), int a) {
   TblHandle h = opener(path, a, 1);
   if (OrvixError == kErrNoFile && creator != nullptr)
     h = creator(path, a, 1);
+  if (OrvixError == kErrBadIndex && rebuilder != nullptr &&
+      rebuilder(path, 0, 1) == 0) {
+    h = opener(path, a, 1);
+    if (OrvixError == 0)
+      NoteMended(5393, path);
+  }
+  TakeMended();
   if (OrvixError != 0 || h == 0) {
     int err = OrvixError != 0 ? OrvixError : kErrNoFile;
     xvt_dm_post_error(MsgText(2626), path, err);
@@ -113,7 +157,8 @@ void OpenPartner() {
         StrAppend(path, "extrspt");
         LogPartnerExSp = TblOpenExSp(path, 0, 1);
         if (OrvixError != 0) {
-          xvt_dm_post_error(MsgText(2626), path, OrvixError);
+          int err = OrvixError; // before the message lookup changes it
+          xvt_dm_post_error(MsgText(2626), path, err);
           LogPartnerExSp = 0;
         }
       }
@@ -133,24 +178,6 @@ FILE *OpenReport(const char *named, const char *extension) {
   if (f == nullptr)
     xvt_dm_post_note(MsgText(2627), path);
   return f;
-}
-
-// Tallies the last report and counts the entry as an error or a warning:
-// by the handler's result, which the run trusts over the severity.
-void CountOutcome(int op, bool error) {
-  LogTallyReport();
-  int row = op >= 1 && op <= kOpCount ? op - 1 : -1;
-  if (error) {
-    if (row >= 0)
-      ++OpErrors[row];
-    ++OpErrors[kOpTotalRow];
-    ++LogRunErrorCount;
-  } else {
-    if (row >= 0)
-      ++OpWarnings[row];
-    ++OpWarnings[kOpTotalRow];
-    ++LogRunWarningCount;
-  }
 }
 
 // Reads the entry in hand again from the log: handlers and reports leave
@@ -207,6 +234,288 @@ void ShowResult() {
   PlatStartViewer(path);
 }
 
+// Opens the log, rebuilding it once when its index is damaged or its
+// table missing; posts 3004 when it still fails.
+bool OpenLog() {
+  T.log = TblOpenRlog(LogPath, 0, 1);
+  if (OrvixError == kErrBadIndex || OrvixError == kErrNoFile) {
+    bool stale = OrvixError == kErrBadIndex;
+    TblRebuildRlog(LogPath, 0, 1);
+    T.log = TblOpenRlog(LogPath, 0, 1);
+    if (stale && OrvixError == 0)
+      NoteMended(5393, LogPath);
+  }
+  TakeMended();
+  if (OrvixError != 0 || T.log == 0) {
+    int err = T.log == 0 && OrvixError == 0 ? kErrNoFile : OrvixError;
+    xvt_dm_post_error(MsgText(3004), LogPath, err);
+    return false;
+  }
+  return true;
+}
+
+// Opens the repertory's own log, creating it when missing, and takes the
+// next number from it; posts 3004 on failure.
+bool OpenOwnLog() {
+  char own[300];
+  StrFormat(own, "%s\\%s", NetLogFileDir, CurrentCatalog.Abbrev);
+  T.own = TblOpenRlog(own, 0, 1);
+  if (OrvixError == kErrNoFile)
+    T.own = TblCreateRlog(own, 0, 1, 3);
+  if (OrvixError == kErrBadIndex && TblRebuildRlog(own, 0, 1) == 0) {
+    T.own = TblOpenRlog(own, 0, 1);
+    if (OrvixError == 0)
+      NoteMended(5393, own);
+  }
+  TakeMended();
+  if (OrvixError != 0 || T.own == 0) {
+    int err = OrvixError;
+    xvt_dm_post_error(MsgText(3004), own, err);
+    return false;
+  }
+  LogRunNextOwnNumber = LogNextNumber(T.own);
+  return true;
+}
+
+// Opens the tables of the run in their order; each opens only when all
+// before it did. Answers false after the first failure, posted with 2626.
+bool OpenRepertoryTables() {
+  char path[300];
+  bool opened = true;
+  auto open = [&](TblHandle &h, const char *p,
+                  TblHandle (*opener)(const char *, int, int),
+                  TblHandle (*creator)(const char *, int, int),
+                  int (*rebuilder)(const char *, int, int), int a) {
+    if (!opened)
+      return;
+    h = OpenTable(p, opener, creator, rebuilder, a);
+    opened = h != 0;
+  };
+  open(T.remed, RemedyCatalogName, TblOpenRemed, nullptr, TblRebuildRemed, 1);
+  open(T.author, AuthorCatalogName, TblOpenAuthor, nullptr, TblRebuildAuthor,
+       1);
+  const auto &paths = CurrentCatalog.RepertoryBlock.Paths;
+  open(T.symptoms, paths[kCatSymptom], TblOpenSymptom, nullptr,
+       TblRebuildSymptom, 0);
+  open(T.extract, paths[kCatExtract], TblOpenExtract, nullptr,
+       TblRebuildExtract, 0);
+  open(T.word1, paths[kCatWord1], TblOpenWord, nullptr, TblRebuildWord, 0);
+  open(T.word2, paths[kCatWord2], TblOpenWord, nullptr, TblRebuildWord, 0);
+  FolderTable(path, sizeof path, "Note");
+  open(T.notes, path, TblOpenNote, TblCreateNote, TblRebuildNote, 0);
+  FolderTable(path, sizeof path, "Link");
+  open(T.links, path, TblOpenLink, TblCreateLink, TblRebuildLink, 0);
+  FolderTable(path, sizeof path, "View");
+  open(T.views, path, TblOpenView, TblCreateView, TblRebuildView, 0);
+  return opened;
+}
+
+// Closes every table of the run that stands open.
+void CloseRunTables() {
+  for (TblHandle *h :
+       {&T.log, &T.own, &T.remed, &T.author, &T.symptoms, &T.extract, &T.word1,
+        &T.word2, &T.notes, &T.links, &T.views})
+    CloseHandle(*h);
+}
+
+// The context that every handler of this run gets.
+void FillContext(OpContext *ctx) {
+  *ctx = OpContext{};
+  ctx->errors = LogRunErrors;
+  ctx->symptoms = T.symptoms;
+  ctx->extract = T.extract;
+  ctx->word1 = T.word1;
+  ctx->word2 = T.word2;
+  ctx->notes = T.notes;
+  ctx->links = T.links;
+  ctx->views = T.views;
+  ctx->partnerSymptoms = LogPartnerSymptoms;
+  ctx->concepts = LogPartnerExSp;
+  ctx->onConceptSide = LogRunOnConceptSide;
+  ctx->assoc = 0; // a run without association tables
+  ctx->silent = 1;
+  ctx->replaceNotes = RunOptions.ReplaceNotes;
+  OpSetComment(ctx, RunOptions.Comment);
+  ctx->referenceStyle = CurrentCatalog.RepertoryBlock.RefStyle == 5 ? 2 : 1;
+}
+
+// Opens what a run needs after its log, in its order: the own log when
+// the run keeps one, the repertory's tables, the partner's, the reports;
+// and fills the context. Answers false when the run cannot start; the
+// failure has been posted and the run's tables are closed again.
+bool OpenRun(OpContext *ctx) {
+  if (RunOptions.AssociationMode != 0) {
+    // The translation to a new edition is not part of this version.
+    xvt_dm_post_error("The translation of a log to a new edition is not "
+                      "available in this version of Mantrel.");
+    CloseRunTables();
+    return false;
+  }
+  if (RunOptions.KeepInOwnLog != 0 && !OpenOwnLog()) {
+    CloseRunTables();
+    return false;
+  }
+  WorkProgress(0, 100, MsgText(3150) + (strlen(MsgText(3150)) > 5 ? 5 : 0),
+               nullptr);
+  if (!OpenRepertoryTables()) {
+    // What stands open would stay open, as a failed start has always left
+    // it; the handles are given back here so that nothing leaks.
+    CloseRunTables();
+    return false;
+  }
+  OpRemedTable = T.remed;
+  OpAuthorTable = T.author;
+  ViewAuthorTable = T.author;
+  LogTextSymptomTable = T.symptoms;
+  OpenPartner();
+  TakeMended();
+
+  // Every entry is all or nothing across the tables it writes: the journal
+  // beside the repertory keeps what is needed to undo it.
+  char journal[300];
+  FolderTable(journal, sizeof journal, kRunJournalName);
+  if (DbJournalOpen(journal) != 0) {
+    int err = OrvixError;
+    xvt_dm_post_error(MsgText(5394), journal, err);
+    CloseRunTables();
+    return false;
+  }
+  TakeMended();
+
+  LogRunTextLog = OpenReport(RunOptions.TextLogFile, ".txt");
+  LogRunEditLog = OpenReport(nullptr, ".edt");
+  LogRunErrors = OpenReport(RunOptions.ErrorsFile, ".err");
+  if (LogRunErrors != nullptr)
+    for (const std::string &line : MendedLines)
+      fprintf(LogRunErrors, "%s\n", line.c_str());
+  MendedLines.clear();
+  FillContext(ctx);
+  return true;
+}
+
+// After a failure or a warning: the entry in its text form into the text
+// log.
+void AfterFailure(LogEntry *entry, bool swapped) {
+  ReadAgain(entry, swapped);
+  DbVirtualClose(1);
+  LogWriteEntry(LogRunTextLog, nullptr, entry, nullptr);
+}
+
+// The counters an entry changes, kept before it so that an entry stopped
+// by a failed write counts as that and nothing else.
+struct EntryCounts {
+  int32_t done[kOpRows], errors[kOpRows], warnings[kOpRows];
+  MessageTally tally[kMessageCountRows];
+  int32_t errorCount, warningCount;
+  int noteChanged;
+};
+
+void KeepCounts(EntryCounts &c) {
+  memcpy(c.done, OpDone, sizeof c.done);
+  memcpy(c.errors, OpErrors, sizeof c.errors);
+  memcpy(c.warnings, OpWarnings, sizeof c.warnings);
+  memcpy(c.tally, MessageCount, sizeof c.tally);
+  c.errorCount = LogRunErrorCount;
+  c.warningCount = LogRunWarningCount;
+  c.noteChanged = LogRunNoteChanged;
+}
+
+void RestoreCounts(const EntryCounts &c) {
+  memcpy(OpDone, c.done, sizeof c.done);
+  memcpy(OpErrors, c.errors, sizeof c.errors);
+  memcpy(OpWarnings, c.warnings, sizeof c.warnings);
+  memcpy(MessageCount, c.tally, sizeof c.tally);
+  LogRunErrorCount = c.errorCount;
+  LogRunWarningCount = c.warningCount;
+  LogRunNoteChanged = c.noteChanged;
+}
+
+// The entry at which a failed write stopped the run: counted as an error,
+// its block (with the store's error) in the errors report and the edit
+// log, its text form in the text log.
+void StoppedAt(LogEntry *entry, bool swapped, const EntryCounts &before,
+               int err) {
+  RestoreCounts(before);
+  int op = entry->operation;
+  if (op >= 1 && op <= kOpCount)
+    ++OpErrors[op - 1];
+  ++OpErrors[kOpTotalRow];
+  ++LogRunErrorCount;
+  ReadAgain(entry, swapped);
+  OrvixError = err; // the block names it
+  LogReportEntry(LogRunErrors, kMsgRunStoppedByWrite, entry, nullptr, 1);
+  LogTallyReport();
+  OrvixError = err;
+  LogReportEntry(LogRunEditLog, kMsgRunStoppedByWrite, entry, nullptr, 1);
+  LogWriteEntry(LogRunTextLog, nullptr, entry, nullptr);
+}
+
+// One entry, all or nothing. What its handler and the own log write is
+// committed together after a success, and undone after a refusal or a
+// warning (the entry goes to the text log as not applied), or when a write
+// failed. Answers 0 to go on, or the error of a failed write, which stops
+// the run.
+int ApplyEntry(LogEntry *entry, const OpContext &ctx, bool swapped) {
+  int32_t ownNumber = LogRunNextOwnNumber;
+  EntryCounts before;
+  KeepCounts(before);
+  DbEntryBegin();
+  int result = LogRunEntry(entry, ctx);
+  if (result == 0 && T.own != 0 && DbEntryError() == 0)
+    StoreInOwnLog(entry, entry->symptomId);
+  int err;
+  if (result == 0) {
+    err = DbEntryCommit();
+  } else {
+    err = DbEntryError();
+    DbEntryRollback();
+  }
+  if (err != 0) {
+    LogRunNextOwnNumber = ownNumber;
+    StoppedAt(entry, swapped, before, err);
+    return err;
+  }
+  if (result == 0) {
+    ReadAgain(entry, swapped);
+    LogReportEntry(LogRunEditLog, kMsgOperationDone, entry, nullptr, 0);
+  } else if (result != kRunEntrySkipped) {
+    AfterFailure(entry, swapped);
+  }
+  return 0;
+}
+
+// The end of the run, whatever ended the loop: everything closes, the
+// work that follows a run, the result shown.
+void CloseRun() {
+  // What the run wrote reaches the disk before the reports call it done.
+  if (DbJournalSync() != 0)
+    SessionFail(1);
+  CloseRunTables();
+  if (DbJournalClose() != 0)
+    SessionFail(1);
+  OpRemedTable = OpAuthorTable = ViewAuthorTable = 0;
+  LogTextSymptomTable = 0;
+  OpReleaseRecords();
+  CloseFile(LogRunErrors);
+  CloseFile(LogRunEditLog);
+  CloseFile(LogRunTextLog);
+  WorkProgress(100, 100, nullptr, nullptr);
+  WorkClose();
+
+  if (RunOptions.CheckDoubleNotes != 0 && LogRunNoteChanged != 0)
+    xvt_dm_post_note("The clean-up of doubled notes is not available in "
+                     "this version of Mantrel.");
+  if (RunOptions.BatchMode != 0 && RunExtract != 0)
+    ExtractRebuild();
+  ShowResult();
+  if (RunOptions.BatchMode != 0) {
+    // A log that a failed write stopped stays in place for the rest.
+    if (!RunStopped)
+      LogMoveToDone(LogPath);
+    SessionEnd();
+  }
+}
+
 } // namespace
 
 void LogReportPath(char *out, size_t cap, const char *named,
@@ -246,8 +555,33 @@ int LogMoveToDone(const char *logPath) {
   return result;
 }
 
+int LogRunEntry(LogEntry *entry, const OpContext &ctx) {
+  int op = entry->operation;
+  if (op >= 1 && op <= kOpCount)
+    ++OpRead[op - 1];
+  ++OpRead[kOpTotalRow];
+  if (LogHasNoPath(entry->text))
+    return kRunEntrySkipped;
+  int result = LogDispatch(entry, ctx);
+  switch (OpCountOutcome(op, result)) {
+  case kOutcomeError:
+    ++LogRunErrorCount;
+    break;
+  case kOutcomeWarning:
+    ++LogRunWarningCount;
+    break;
+  default:
+    if (result == 0) {
+      const OpHandlerRow *row = OpHandlerOf(op);
+      if (row != nullptr && (row->flags & kOpChangesNote) != 0)
+        LogRunNoteChanged = 1;
+    }
+    break;
+  }
+  return result;
+}
+
 void LogRunTable(WINDOW) {
-  // The reference style matters to the handlers that normalise references.
   StatisticsClear();
   LogRunErrorCount = LogRunWarningCount = 0;
   LogRunNoteChanged = 0;
@@ -256,103 +590,37 @@ void LogRunTable(WINDOW) {
 
   std::unique_ptr<char[]> notes1(new (std::nothrow) char[kNoteBufferSize]);
   std::unique_ptr<char[]> notes2(new (std::nothrow) char[kNoteBufferSize]);
+  MendedLines.clear();
+  RunStopped = false;
   if (!notes1 || !notes2) {
     xvt_dm_post_error("Can't allocate space for symptom notes");
+    SessionFail(1);
     WorkClose();
     return;
   }
   notes1[0] = notes2[0] = '\0';
-
-  T.log = TblOpenRlog(LogPath, 0, 1);
-  if (OrvixError == kErrBadIndex || OrvixError == kErrNoFile) {
-    TblRebuildRlog(LogPath, 0, 1);
-    T.log = TblOpenRlog(LogPath, 0, 1);
-  }
-  if (OrvixError != 0 || T.log == 0) {
-    xvt_dm_post_error(MsgText(3004), LogPath, OrvixError);
+  if (!OpenLog()) {
+    SessionFail(1);
     WorkClose();
     return;
   }
   long count = DbCountEntries(T.log);
-
   std::unique_ptr<char[]> text(new (std::nothrow) char[kLogTextSize]);
   if (!text) {
     xvt_dm_post_error("%s", MsgText(31));
-    CloseHandle(T.log);
+    CloseRunTables();
+    SessionFail(1);
     WorkClose();
     return;
   }
   text[0] = '\0';
 
-  if (RunOptions.AssociationMode != 0) {
-    // The translation to a new edition is not part of this version.
-    xvt_dm_post_error("The translation of a log to a new edition is not "
-                      "available in this version of Mantrel.");
-    CloseHandle(T.log);
+  OpContext ctx;
+  if (!OpenRun(&ctx)) {
+    SessionFail(1);
     WorkClose();
     return;
   }
-
-  if (RunOptions.KeepInOwnLog != 0) {
-    char own[300];
-    StrFormat(own, "%s\\%s", NetLogFileDir, CurrentCatalog.Abbrev);
-    T.own = TblOpenRlog(own, 0, 1);
-    if (OrvixError == kErrNoFile)
-      T.own = TblCreateRlog(own, 0, 1, 3);
-    if (OrvixError != 0 || T.own == 0) {
-      xvt_dm_post_error(MsgText(3004), own, OrvixError);
-      CloseHandle(T.log);
-      WorkClose();
-      return;
-    }
-    LogRunNextOwnNumber = LogNextNumber(T.own);
-  }
-
-  WorkProgress(0, 100, MsgText(3150) + (strlen(MsgText(3150)) > 5 ? 5 : 0),
-               nullptr);
-
-  char path[300];
-  bool opened = true;
-  auto open = [&](TblHandle &h, const char *p,
-                  TblHandle (*opener)(const char *, int, int),
-                  TblHandle (*creator)(const char *, int, int), int a) {
-    if (!opened)
-      return;
-    h = OpenTable(p, opener, creator, a);
-    opened = h != 0;
-  };
-  open(T.remed, RemedyCatalogName, TblOpenRemed, nullptr, 1);
-  open(T.author, AuthorCatalogName, TblOpenAuthor, nullptr, 1);
-  const auto &paths = CurrentCatalog.RepertoryBlock.Paths;
-  open(T.symptoms, paths[kCatSymptom], TblOpenSymptom, nullptr, 0);
-  open(T.extract, paths[kCatExtract], TblOpenExtract, nullptr, 0);
-  open(T.word1, paths[kCatWord1], TblOpenWord, nullptr, 0);
-  open(T.word2, paths[kCatWord2], TblOpenWord, nullptr, 0);
-  FolderTable(path, sizeof path, "Note");
-  open(T.notes, path, TblOpenNote, TblCreateNote, 0);
-  FolderTable(path, sizeof path, "Link");
-  open(T.links, path, TblOpenLink, TblCreateLink, 0);
-  FolderTable(path, sizeof path, "View");
-  open(T.views, path, TblOpenView, TblCreateView, 0);
-  if (!opened) {
-    // What stands open stays open, as a failed start has always left it;
-    // the handles are given back here so that nothing leaks.
-    for (TblHandle *h :
-         {&T.remed, &T.author, &T.symptoms, &T.extract, &T.word1, &T.word2,
-          &T.notes, &T.links, &T.views, &T.log, &T.own})
-      CloseHandle(*h);
-    WorkClose();
-    return;
-  }
-  OpRemedTable = T.remed;
-  OpAuthorTable = T.author;
-  ViewAuthorTable = T.author;
-  LogTextSymptomTable = T.symptoms;
-  OpenPartner();
-
-  LogRunTextLog = OpenReport(RunOptions.TextLogFile, ".txt");
-  LogRunEditLog = OpenReport(nullptr, ".edt");
-  LogRunErrors = OpenReport(RunOptions.ErrorsFile, ".err");
 
   LogEntry entry;
   LogClearEntry(&entry, text.get());
@@ -366,83 +634,18 @@ void LogRunTable(WINDOW) {
       fflush(LogRunTextLog);
     if (LogRunEditLog != nullptr)
       fflush(LogRunEditLog);
-    int32_t rememberedId = 0;
-    int op = entry.operation;
-    if (op >= 1 && op <= kOpCount)
-      ++OpRead[op - 1];
-    ++OpRead[kOpTotalRow];
-
-    TblHandle main = T.symptoms, second = LogPartnerSymptoms;
-    if ((op == OpAddConcept || op == OpDeleteConcept) && LogRunOnConceptSide)
-      std::swap(main, second);
     bool swapped = RunOptions.SameLanguage == 0;
     if (swapped)
       LogSwapLanguage(entry.text);
-
-    if (!LogHasNoPath(entry.text)) {
-      int result;
-      if (op < 1 || op > kOpCount) {
-        // A code that no log of this system holds.
-        LogReportEntry(LogRunErrors, 5347, &entry, nullptr, 1);
-        result = 1;
-      } else {
-        result =
-            LogDispatch(&entry, LogRunErrors, main, T.extract, T.word1, T.word2,
-                        T.notes, T.links, LogPartnerExSp, second, 0,
-                        op == OpChangeNote ? RunOptions.ReplaceNotes : 1,
-                        RunOptions.Comment, T.views);
-      }
-      if (result == 0) {
-        rememberedId = entry.symptomId;
-        ++OpDone[op - 1];
-        ++OpDone[kOpTotalRow];
-        if (op == OpChangeNote)
-          LogRunNoteChanged = 1;
-        ReadAgain(&entry, swapped);
-        LogReportEntry(LogRunEditLog, kMsgOperationDone, &entry, nullptr, 0);
-        if (T.own != 0)
-          StoreInOwnLog(&entry, rememberedId);
-      } else {
-        if (result == 1 && op == OpDeleteSymptom) {
-          // A deletion that failed counts as done, and is not tallied.
-          ++OpDone[OpDeleteSymptom - 1];
-          ++OpDone[kOpTotalRow];
-        } else {
-          CountOutcome(op, result == 1);
-        }
-        ReadAgain(&entry, swapped);
-        DbVirtualClose(1);
-        LogWriteEntry(LogRunTextLog, nullptr, &entry, nullptr);
-      }
+    if (ApplyEntry(&entry, ctx, swapped) != 0) {
+      // A table could not be written: the run stops, the entry undone.
+      RunStopped = true;
+      SessionFail(1);
+      break;
     }
     WorkProgress(c - RunOptions.From, count, nullptr, nullptr);
     ++c;
     TblFindFullRlog(T.log, &entry, 0, kFindNext);
   }
-
-  // The end of the run: everything closes, whatever ended the loop.
-  CloseHandle(T.log);
-  CloseHandle(T.own);
-  for (TblHandle *h : {&T.remed, &T.author, &T.symptoms, &T.extract, &T.word1,
-                       &T.word2, &T.notes, &T.links, &T.views})
-    CloseHandle(*h);
-  OpRemedTable = OpAuthorTable = ViewAuthorTable = 0;
-  LogTextSymptomTable = 0;
-  OpReleaseRecords();
-  CloseFile(LogRunErrors);
-  CloseFile(LogRunEditLog);
-  CloseFile(LogRunTextLog);
-  WorkProgress(100, 100, nullptr, nullptr);
-  WorkClose();
-
-  if (RunOptions.CheckDoubleNotes != 0 && LogRunNoteChanged != 0)
-    xvt_dm_post_note("The clean-up of doubled notes is not available in "
-                     "this version of Mantrel.");
-  if (RunOptions.BatchMode != 0 && RunExtract != 0)
-    ExtractRebuild();
-  ShowResult();
-  if (RunOptions.BatchMode != 0) {
-    LogMoveToDone(LogPath);
-    SessionEnd();
-  }
+  CloseRun();
 }
