@@ -114,8 +114,8 @@ public:
 
   const fs::path &path() const { return path_; }
 
-  // Makes the folder, or `sub` of it (made when missing), the current
-  // folder until Leave.
+  // Makes the folder, or `sub` of it (made when missing; a whole path
+  // stands for itself), the current folder until Leave.
   void Enter(const fs::path &sub = {}) {
     if (!entered_) {
       // A test before may have left the process in a folder it deleted.
