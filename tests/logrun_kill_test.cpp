@@ -207,9 +207,9 @@ protected:
       if (strcmp(path, "..\\log\\kill") == 0)
         continue; // the log run, not a result
       std::string out = (demo / "dump.txt").string();
-      int rc =
-          RunCommand("cd '" + (demo / "bin").string() + "' && " + BuiltProgram("tbltool") +
-                 " dump " + kind + " '" + path + "' >'" + out + "' 2>&1");
+      int rc = RunCommand("cd '" + (demo / "bin").string() + "' && " +
+                          BuiltProgram("tbltool") + " dump " + kind + " '" +
+                          path + "' >'" + out + "' 2>&1");
       all += std::string("== ") + path + " " + std::to_string(rc) + "\n" +
              SlurpFile(out);
     }
@@ -226,13 +226,13 @@ protected:
           !fs::exists(demo / "log" / "kill.dat"))
         continue; // a finished run moved the log away
       std::string out = (demo / "check.txt").string();
-      if (RunCommand(bin + BuiltProgram("tbltool") + " check " + kind + " '" + path +
-                 "' >'" + out + "' 2>&1") != 0)
+      if (RunCommand(bin + BuiltProgram("tbltool") + " check " + kind + " '" +
+                     path + "' >'" + out + "' 2>&1") != 0)
         failed += std::string("check ") + path + ": " + SlurpFile(out) + "\n";
     }
     std::string out = (demo / "verify.txt").string();
-    if (RunCommand(bin + BuiltProgram("tbltool") + " verify '..\\data\\salm2009' >'" + out +
-               "' 2>&1") != 0)
+    if (RunCommand(bin + BuiltProgram("tbltool") +
+                   " verify '..\\data\\salm2009' >'" + out + "' 2>&1") != 0)
       failed += "verify: " + SlurpFile(out) + "\n";
     return failed;
   }

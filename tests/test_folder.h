@@ -102,8 +102,8 @@ public:
     for (auto it = fs::recursive_directory_iterator(path_, ec);
          !ec && it != fs::recursive_directory_iterator(); it.increment(ec))
       if (it->is_directory(ec) && !it->is_symlink(ec))
-        fs::permissions(it->path(), fs::perms::owner_all,
-                        fs::perm_options::add, ec);
+        fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add,
+                        ec);
     fs::permissions(path_, fs::perms::owner_all, fs::perm_options::add, ec);
     fs::remove_all(path_, ec);
     if (ec)
