@@ -5,6 +5,7 @@
 #include "platform/files.h"
 #include "platform/paths.h"
 #include "platform/strutil.h"
+#include "repair/rebuild.h"
 #include "services/config.h"
 #include "services/ini.h"
 #include "services/messages.h"
@@ -206,7 +207,7 @@ void AppDispatchCommandLine() {
   }
   if (strcmp(verb, "/BUILD") == 0) {
     TakeArg(LogPath, 2);
-    CommandNotAvailable("Rebuilding a list of tables (/BUILD)");
+    RebuildFromList(LogPath);
     AppTerminate();
     return;
   }
