@@ -12,6 +12,7 @@
 #include "session/session.h"
 #include "store/store.h"
 
+#include <cerrno>
 #include <cstring>
 #include <string>
 #include <vector>
