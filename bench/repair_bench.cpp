@@ -124,8 +124,8 @@ bool BuildRepertory(const std::vector<Planned> &plan) {
   TblFreeSymptomRemed(&s);
   // The word index in book order, as the builder of a repertory makes it.
   for (const Planned &p : plan)
-    if (!Check(WordIndexAdd(h, w1, w2, p.text1, p.text2, p.at.num,
-                            p.at.sub) == 0,
+    if (!Check(WordIndexAdd(h, w1, w2, p.text1, p.text2, p.at.num, p.at.sub) ==
+                   0,
                "word index"))
       return false;
   for (TblHandle t : {notes, w2, w1, h})
@@ -267,8 +267,8 @@ int Phase(const char *what) {
     }
   }
   double cpu = CpuNow() - c0, wall = Seconds(w0);
-  printf("%s: wall %.2f s, CPU %.2f s, peak resident %.1f MB", what, wall,
-         cpu, PeakKb() / 1024.0);
+  printf("%s: wall %.2f s, CPU %.2f s, peak resident %.1f MB", what, wall, cpu,
+         PeakKb() / 1024.0);
   if (strcmp(what, "cases") == 0)
     printf(" (%ld cases, %ld rows dumped and loaded, %ld counts put right)",
            CasesCounts.CasesDumped, CasesCounts.SymptomsDumped,

@@ -8,7 +8,7 @@ namespace {
 using namespace repair_test;
 
 struct Merged {
-  std::map<uint16_t, std::string> Names;           // case number -> name
+  std::map<uint16_t, std::string> Names;             // case number -> name
   std::map<uint16_t, std::vector<std::string>> Rows; // -> "clip.place text"
   std::map<uint16_t, uint16_t> FirstCount;
 };
@@ -97,10 +97,10 @@ TEST_F(MergeTest, IntoAnEmptyCatalogueNumbersFromOne) {
   ASSERT_EQ(MergeCasesFrom("..\\cases\\colleague", "..\\cases\\empty"), 0);
   EXPECT_EQ(MergeLast.FirstNumber, 1);
   Merged m = Read("..\\cases\\empty");
-  EXPECT_EQ(m.Names, (std::map<uint16_t, std::string>{
-                         {1, "Marc D., chronic cough"},
-                         {2, "Anne M., migraine"},
-                         {3, "Claire V., sleep"}}));
+  EXPECT_EQ(m.Names,
+            (std::map<uint16_t, std::string>{{1, "Marc D., chronic cough"},
+                                             {2, "Anne M., migraine"},
+                                             {3, "Claire V., sleep"}}));
   EXPECT_EQ(MergeLast.Renamed, 0);
 }
 

@@ -179,8 +179,9 @@ TEST_F(CasesRepairTest, ClampRecountAndReportCaseByCase) {
   EXPECT_NE(report.find("Byte13 was 49, written as 0"), std::string::npos);
   EXPECT_NE(report.find("Byte14 was -1, written as 1"), std::string::npos);
   EXPECT_TRUE(std::regex_search(
-      report, std::regex("\\.\\.\\\\cases\\\\test has been repaired on "
-                         "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}")))
+      report,
+      std::regex("\\.\\.\\\\cases\\\\test has been repaired on "
+                 "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}")))
       << report;
   EXPECT_NE(report.find("Number of cases:                2 (2 key entries)"),
             std::string::npos);
@@ -233,10 +234,9 @@ TEST_F(CasesRepairTest, DamagedRecordIsSteppedOverAndTheRestKept) {
   EXPECT_EQ(CasesCounts.CasesDumped, 39);
   EXPECT_TRUE(CasesCounts.Replaced);
   auto got = Contents(kTest);
-  EXPECT_EQ(std::count_if(got.begin(), got.end(),
-                          [](const std::string &s) {
-                            return s.rfind("case ", 0) == 0;
-                          }),
+  EXPECT_EQ(std::count_if(
+                got.begin(), got.end(),
+                [](const std::string &s) { return s.rfind("case ", 0) == 0; }),
             39);
   EXPECT_EQ(got.size(), 39u + 80u);
   EXPECT_NE(Report().find("A damaged case record is stepped over"),
@@ -275,11 +275,12 @@ TEST_F(CasesRepairTest, NewTablesThatLackRecordsNeverReplaceTheOld) {
 TEST_F(CasesRepairTest, OlderToolsScriptIsStartedAndWaitedForWithABound) {
   Start();
   MakeCases(kTest, {{1, "Alpha", 0, {3}}}, {{1, 0, 1}});
-  ASSERT_NE(WritePrivateProfileStringA("System section", "RebuildVersion8",
-                                       "1", IniFileName),
+  ASSERT_NE(WritePrivateProfileStringA("System section", "RebuildVersion8", "1",
+                                       IniFileName),
             0);
   // The script of the test: notes its argument, leaves the marker.
-  std::ofstream("caserep8.bat") << "printf '%s\\n' \"$1\" > arg.txt\ntouch caserep.ok\n";
+  std::ofstream("caserep8.bat")
+      << "printf '%s\\n' \"$1\" > arg.txt\ntouch caserep.ok\n";
   Repair();
   EXPECT_EQ(Slurp("arg.txt"), "..\\cases\\casedbr\n");
   std::string report = Report();
@@ -287,8 +288,9 @@ TEST_F(CasesRepairTest, OlderToolsScriptIsStartedAndWaitedForWithABound) {
   EXPECT_NE(report.find("Copy ..\\cases\\test.da1 on ..\\cases\\casedbr.da1"),
             std::string::npos)
       << report;
-  EXPECT_NE(report.find("Re-Copy ..\\cases\\casedbr.da1 on ..\\cases\\test.da1"),
-            std::string::npos)
+  EXPECT_NE(
+      report.find("Re-Copy ..\\cases\\casedbr.da1 on ..\\cases\\test.da1"),
+      std::string::npos)
       << report;
   EXPECT_FALSE(fs::exists(root_ / "cases" / "casedbr.da1"));
   EXPECT_TRUE(CasesCounts.Replaced);
@@ -300,9 +302,9 @@ TEST_F(CasesRepairTest, OlderToolsScriptIsStartedAndWaitedForWithABound) {
   Script("answer ok\n");
   auto t0 = std::chrono::steady_clock::now();
   Repair();
-  double waited = std::chrono::duration<double>(
-                      std::chrono::steady_clock::now() - t0)
-                      .count();
+  double waited =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - t0)
+          .count();
   CasesScriptWaitSeconds = 600;
   EXPECT_LT(waited, 10.0);
   EXPECT_NE(Report().find("did not finish"), std::string::npos);
@@ -314,8 +316,7 @@ TEST_F(CasesRepairTest, OlderToolsScriptIsStartedAndWaitedForWithABound) {
   Script("answer ok\n");
   t0 = std::chrono::steady_clock::now();
   Repair();
-  waited = std::chrono::duration<double>(std::chrono::steady_clock::now() -
-                                         t0)
+  waited = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0)
                .count();
   EXPECT_LT(waited, 5.0);
   EXPECT_TRUE(CasesCounts.Replaced);

@@ -35,8 +35,7 @@ TEST(RebuildList, LinesAreTakenInCapitalsByKeywordPrefix) {
   EXPECT_STREQ(RebuildKeyword(l.Keywords[0]), "EXTRSPT");
 
   // Accented small letters of code page 1252 are folded too.
-  ASSERT_EQ(RebuildParseLine("word|..\\data\\caf\xe9\\word1", &l),
-            kListLineOk);
+  ASSERT_EQ(RebuildParseLine("word|..\\data\\caf\xe9\\word1", &l), kListLineOk);
   EXPECT_STREQ(l.Table, "..\\DATA\\CAF\xc9\\WORD1");
 }
 
@@ -109,9 +108,9 @@ TEST_F(MatchCaseTest, NamesTakeTheSpellingOfTheFilesOnDisk) {
 std::vector<std::pair<std::string, std::string>>
 ListedTables(const std::string &list) {
   static const std::map<std::string, std::string> kinds = {
-      {"SYMPTOM", "symptom"}, {"WORD", "word"},     {"EXTRACT", "extract"},
-      {"EXTRSPT", "exsp"},    {"NOTE", "note"},     {"AT", "at"},
-      {"VIEW", "view"},       {"LOGFILE", "rlog"},  {"LINK", "link"},
+      {"SYMPTOM", "symptom"}, {"WORD", "word"},    {"EXTRACT", "extract"},
+      {"EXTRSPT", "exsp"},    {"NOTE", "note"},    {"AT", "at"},
+      {"VIEW", "view"},       {"LOGFILE", "rlog"}, {"LINK", "link"},
       {"AUTHOR", "author"},   {"REMED", "remed"}};
   std::vector<std::pair<std::string, std::string>> out;
   std::istringstream in(list);
@@ -228,8 +227,8 @@ TEST_F(RepairDemoTest, AllTablesPostsNoSuccessAndStopsAtNothing) {
   EXPECT_EQ(Run("", "select 5 0\nclick 1\nmenu 1016\nexit\n"), 0);
   EXPECT_EQ(err_.find("has been rebuilt"), std::string::npos) << err_;
   EXPECT_EQ(err_.find("note: "), std::string::npos) << err_;
-  for (const char *t : {"symptom", "word1", "word2", "extract", "view", "Note",
-                        "Link"})
+  for (const char *t :
+       {"symptom", "word1", "word2", "extract", "view", "Note", "Link"})
     EXPECT_TRUE(fs::exists(rep / (std::string(t) + ".idx"))) << t;
   EXPECT_EQ(Tbltool("check", "symptom", "..\\data\\salm2009\\symptom"), 0);
 

@@ -42,7 +42,8 @@ FILE *OpenReport() {
   return PlatOpenFile(kCasesReport, "ab");
 }
 
-void Report(FILE *f, const char *fmt, ...) __attribute__((format(printf, 2, 3)));
+void Report(FILE *f, const char *fmt, ...)
+    __attribute__((format(printf, 2, 3)));
 void Report(FILE *f, const char *fmt, ...) {
   if (f == nullptr)
     return;
@@ -337,10 +338,9 @@ void CasesWriteCas2(FILE *out, const Cas2 &r) {
     while (TblIsLastCas2SymptomRemed(&r.Symptoms[n]) != 2)
       ++n;
   fprintf(out, "%d|%d|%d|%d|%d|%d|%d|%d|%d|%d|%d|%s|%s|%d|%ld|%d|%d\n",
-          r.CaseId, r.Sequence, r.Entry, static_cast<int8_t>(r.Byte14),
-          r.ByteF, r.Byte10, r.Byte11, r.Byte12, r.ValueC, r.Value6, r.Byte13,
-          r.Text1, r.Text2, n, static_cast<long>(r.Value8), r.Byte15,
-          r.Byte16);
+          r.CaseId, r.Sequence, r.Entry, static_cast<int8_t>(r.Byte14), r.ByteF,
+          r.Byte10, r.Byte11, r.Byte12, r.ValueC, r.Value6, r.Byte13, r.Text1,
+          r.Text2, n, static_cast<long>(r.Value8), r.Byte15, r.Byte16);
   for (int i = 0; i < n; ++i)
     fprintf(out, "%d|%d|%d\n", r.Symptoms[i].Value, r.Symptoms[i].Byte,
             r.Symptoms[i].Author);
@@ -841,17 +841,16 @@ void UploadCases(const char *baseName, const char *workName,
   StrFormat(text2, "%s2.txt", workName);
 
   UploadCtx u{0, 0, progressTotal};
-  bool ok1 = LoadText(TblCreateCas1, CasesReloadCas1, SaveCas1, table, text1,
-                      u, &CasesCounts.CasesRead, &CasesCounts.Cas1Entries);
-  bool ok2 = LoadText(TblCreateCas2, CasesReloadCas2, SaveCas2, table, text2,
-                      u, &CasesCounts.SymptomsRead, &CasesCounts.Cas2Entries);
+  bool ok1 = LoadText(TblCreateCas1, CasesReloadCas1, SaveCas1, table, text1, u,
+                      &CasesCounts.CasesRead, &CasesCounts.Cas1Entries);
+  bool ok2 = LoadText(TblCreateCas2, CasesReloadCas2, SaveCas2, table, text2, u,
+                      &CasesCounts.SymptomsRead, &CasesCounts.Cas2Entries);
   WorkProgress(100, 100, nullptr, nullptr);
   WorkClose();
 
   // The new tables take the old ones' place only when they hold all that
   // was read: a record that couldn't be saved keeps the old files.
-  bool whole = ok1 && ok2 &&
-               CasesCounts.Cas1Entries == CasesCounts.CasesRead &&
+  bool whole = ok1 && ok2 && CasesCounts.Cas1Entries == CasesCounts.CasesRead &&
                CasesCounts.Cas2Entries == CasesCounts.SymptomsRead &&
                CasesCounts.Cas1Entries >= CasesCounts.CasesDumped &&
                CasesCounts.Cas2Entries >= CasesCounts.SymptomsDumped;

@@ -34,16 +34,16 @@ extern int CasesScriptWaitSeconds;
 // What the last download and upload found, for the guard of the change of
 // places and for those who look (tests, benchmarks).
 struct CasesRepairCounts {
-  long CasesDumped;      // live cases written to "%s1.txt"
-  long SymptomsDumped;   // Cas2 records written to "%s2.txt"
-  long Damaged;          // damaged records stepped over
-  long Clamped;          // fields put back into their range
-  long CasesRead;        // lines of "%s1.txt" loaded
-  long SymptomsRead;     // head lines of "%s2.txt" loaded
-  long Cas1Entries;      // records of the new Cas1
-  long Cas2Entries;      // records of the new Cas2
-  long Recounted;        // clipboards whose count changed
-  bool Replaced;         // the new files took the old ones' place
+  long CasesDumped;    // live cases written to "%s1.txt"
+  long SymptomsDumped; // Cas2 records written to "%s2.txt"
+  long Damaged;        // damaged records stepped over
+  long Clamped;        // fields put back into their range
+  long CasesRead;      // lines of "%s1.txt" loaded
+  long SymptomsRead;   // head lines of "%s2.txt" loaded
+  long Cas1Entries;    // records of the new Cas1
+  long Cas2Entries;    // records of the new Cas2
+  long Recounted;      // clipboards whose count changed
+  bool Replaced;       // the new files took the old ones' place
 };
 extern CasesRepairCounts CasesCounts;
 
@@ -83,8 +83,9 @@ void CasesWriteCas1(FILE *out, const Cas1 &rec);
 void CasesWriteCas2(FILE *out, const Cas2 &rec);
 // Puts the fields of a Cas2 record into the ranges the dump allows; answers
 // how many were changed, and reports each through `tell` when given.
-int CasesClampCas2(Cas2 *rec, void (*tell)(const char *field, int was,
-                                           int now, const Cas2 &rec, void *),
+int CasesClampCas2(Cas2 *rec,
+                   void (*tell)(const char *field, int was, int now,
+                                const Cas2 &rec, void *),
                    void *ctx);
 
 // Reading a whole dump, with what is read handed to `save` (0 for a saved

@@ -121,8 +121,7 @@ void FieldCopy(char *out, size_t cap, const char *field, size_t width) {
 
 void MakeNames(RepairNames &n, const char *logFolder) {
   const CatalogRepertoryBlock &b = CurrentCatalog.RepertoryBlock;
-  FieldCopy(n.Folder, sizeof n.Folder, b.Paths[kCatFolder],
-            sizeof b.Paths[0]);
+  FieldCopy(n.Folder, sizeof n.Folder, b.Paths[kCatFolder], sizeof b.Paths[0]);
   FieldCopy(n.Symptom, sizeof n.Symptom, b.Paths[kCatSymptom],
             sizeof b.Paths[0]);
   FieldCopy(n.Word1, sizeof n.Word1, b.Paths[kCatWord1], sizeof b.Paths[0]);
@@ -160,18 +159,21 @@ int CasesSteps(const char *cases, bool indexes, int *failures) {
   char title[512];
   TitleOf(cases, " 1", title, sizeof title);
   ShowRepairProgress(title);
-  RebuildStep one{TblRebuildCas1, cases, cases,
+  RebuildStep one{TblRebuildCas1,
+                  cases,
+                  cases,
                   indexes ? ".id1" : nullptr,
                   indexes ? ".id2" : nullptr,
-                  ".da1", false};
+                  ".da1",
+                  false};
   bool told;
   RunStep(one, &told);
   if (told && failures != nullptr)
     ++*failures;
   TitleOf(cases, " 2", title, sizeof title);
   Retitle(title);
-  RebuildStep two{TblRebuildCas2, cases, cases, nullptr, nullptr, ".da2",
-                  false};
+  RebuildStep two{TblRebuildCas2, cases,  cases, nullptr,
+                  nullptr,        ".da2", false};
   int rc = RunStep(two, &told);
   if (told && failures != nullptr)
     ++*failures;
@@ -202,8 +204,12 @@ void PatientSteps(bool dialogRoad, int *failures) {
     StrFormat(suffix, " %d", i + 1);
     TitleOf(PatientCatalogName, suffix, title, sizeof title);
     Retitle(title);
-    RebuildStep s{kCalls[i], PatientCatalogName, PatientCatalogName,
-                  dialogRoad ? kIndexes[i] : nullptr, nullptr, kData[i],
+    RebuildStep s{kCalls[i],
+                  PatientCatalogName,
+                  PatientCatalogName,
+                  dialogRoad ? kIndexes[i] : nullptr,
+                  nullptr,
+                  kData[i],
                   false};
     bool told;
     if (RunStep(s, &told) != 0) {
@@ -221,8 +227,13 @@ void PatientSteps(bool dialogRoad, int *failures) {
   for (int i = 1; i <= 7; ++i) {
     char table[kPathMax + 1];
     StrFormat(table, "%s%d", DiagnoseCatalogName, i);
-    RebuildStep s{TblRebuildDefDiag, table, DiagnoseCatalogName,
-                  dialogRoad ? ".idx" : nullptr, nullptr, ".dat", false};
+    RebuildStep s{TblRebuildDefDiag,
+                  table,
+                  DiagnoseCatalogName,
+                  dialogRoad ? ".idx" : nullptr,
+                  nullptr,
+                  ".dat",
+                  false};
     bool told;
     if (RunStep(s, &told) != 0 && told && failures != nullptr)
       ++*failures;
@@ -404,8 +415,8 @@ void RebuildFromList(const char *listFile) {
       char title[1024];
       TitleOf(asked.Table, nullptr, title, sizeof title);
       ShowRepairProgress(title);
-      RebuildStep s{kw.Call, asked.Table, asked.Table, ".idx", nullptr,
-                    ".dat", false};
+      RebuildStep s{kw.Call, asked.Table, asked.Table, ".idx",
+                    nullptr, ".dat",      false};
       bool told;
       RunStep(s, &told);
       HideRepairProgress();
@@ -430,14 +441,14 @@ void RepairTables(int selector) {
                selector);
       break;
     case kRepairWord1:
-      MenuStep({TblRebuildWord, n.Word1, n.Word1, ".idx", nullptr, ".dat",
-                false},
-               selector);
+      MenuStep(
+          {TblRebuildWord, n.Word1, n.Word1, ".idx", nullptr, ".dat", false},
+          selector);
       break;
     case kRepairWord2:
-      MenuStep({TblRebuildWord, n.Word2, n.Word2, ".idx", nullptr, ".dat",
-                false},
-               selector);
+      MenuStep(
+          {TblRebuildWord, n.Word2, n.Word2, ".idx", nullptr, ".dat", false},
+          selector);
       break;
     case kRepairExtract:
       MenuStep({TblRebuildExtract, n.Extract, n.Extract, ".idx", nullptr,
@@ -445,19 +456,18 @@ void RepairTables(int selector) {
                selector);
       break;
     case kRepairView:
-      MenuStep({TblRebuildView, n.View, n.View, ".idx", nullptr, ".dat",
-                false},
+      MenuStep({TblRebuildView, n.View, n.View, ".idx", nullptr, ".dat", false},
                selector);
       break;
     case kRepairLog:
-      MenuStep({TblRebuildRlog, n.Log, n.LogTitle, nullptr, nullptr, ".dat",
-                true},
-               selector);
+      MenuStep(
+          {TblRebuildRlog, n.Log, n.LogTitle, nullptr, nullptr, ".dat", true},
+          selector);
       break;
     case kRepairNote:
-      MenuStep({TblRebuildNote, n.Note, n.NoteTitle, nullptr, nullptr, ".dat",
-                true},
-               selector);
+      MenuStep(
+          {TblRebuildNote, n.Note, n.NoteTitle, nullptr, nullptr, ".dat", true},
+          selector);
       break;
     case kRepairCases:
       MenuCases(selector);
@@ -466,23 +476,23 @@ void RepairTables(int selector) {
       PatientSteps(false, nullptr);
       break;
     case kRepairLink:
-      MenuStep({TblRebuildLink, n.Link, n.LinkTitle, nullptr, nullptr, ".dat",
-                true},
-               selector);
+      MenuStep(
+          {TblRebuildLink, n.Link, n.LinkTitle, nullptr, nullptr, ".dat", true},
+          selector);
       break;
     case kRepairExSp:
-      MenuStep({TblRebuildExSp, n.ExSp, n.ExSpTitle, nullptr, nullptr, ".dat",
-                true},
-               selector);
+      MenuStep(
+          {TblRebuildExSp, n.ExSp, n.ExSpTitle, nullptr, nullptr, ".dat", true},
+          selector);
       break;
     case kRepairAuthor:
-      MenuStep({TblRebuildAuthor, AuthorCatalogName, AuthorCatalogName,
-                nullptr, nullptr, ".dat", true},
+      MenuStep({TblRebuildAuthor, AuthorCatalogName, AuthorCatalogName, nullptr,
+                nullptr, ".dat", true},
                selector);
       break;
     case kRepairRemed:
-      MenuStep({TblRebuildRemed, RemedyCatalogName, RemedyCatalogName,
-                nullptr, nullptr, ".dat", true},
+      MenuStep({TblRebuildRemed, RemedyCatalogName, RemedyCatalogName, nullptr,
+                nullptr, ".dat", true},
                selector);
       break;
     default:
@@ -557,8 +567,8 @@ void AllCasesFiles(WINDOW dlg) {
   }
   if (haveStart)
     xvt_fsys_set_dir(&start);
-  for (const char *ext : {"casetmp.da1", "casetmp.da2", "casetmp.id1",
-                          "casetmp.id2"}) {
+  for (const char *ext :
+       {"casetmp.da1", "casetmp.da2", "casetmp.id1", "casetmp.id2"}) {
     char path[kPathMax + 16];
     StrFormat(path, "%s%s", folder, ext);
     PlatDeleteFile(path);
@@ -572,10 +582,10 @@ void RepairSelected(WINDOW dlg) {
   RepairNames n;
   MakeNames(n, LogFileDir);
   static const int kOrder[] = {
-      kRepairDlgSymptoms, kRepairDlgWord1,   kRepairDlgWord2,
-      kRepairDlgExtract,  kRepairDlgView,    kRepairDlgLog,
-      kRepairDlgNote,     kRepairDlgLink,    kRepairDlgExSp,
-      kRepairDlgRemed,    kRepairDlgAuthor,  kRepairDlgPatient,
+      kRepairDlgSymptoms, kRepairDlgWord1,    kRepairDlgWord2,
+      kRepairDlgExtract,  kRepairDlgView,     kRepairDlgLog,
+      kRepairDlgNote,     kRepairDlgLink,     kRepairDlgExSp,
+      kRepairDlgRemed,    kRepairDlgAuthor,   kRepairDlgPatient,
       kRepairDlgKeynotes, kRepairDlgOneCases, kRepairDlgAllCases};
   for (int id : kOrder) {
     if (!Ticked(dlg, id))
@@ -586,40 +596,40 @@ void RepairSelected(WINDOW dlg) {
                   ".dat", false});
       break;
     case kRepairDlgWord1:
-      DialogStep({TblRebuildWord, n.Word1, n.Word1, ".idx", nullptr, ".dat",
-                  false});
+      DialogStep(
+          {TblRebuildWord, n.Word1, n.Word1, ".idx", nullptr, ".dat", false});
       break;
     case kRepairDlgWord2:
-      DialogStep({TblRebuildWord, n.Word2, n.Word2, ".idx", nullptr, ".dat",
-                  false});
+      DialogStep(
+          {TblRebuildWord, n.Word2, n.Word2, ".idx", nullptr, ".dat", false});
       break;
     case kRepairDlgExtract:
       DialogStep({TblRebuildExtract, n.Extract, n.Extract, ".idx", nullptr,
                   ".dat", false});
       break;
     case kRepairDlgView:
-      DialogStep({TblRebuildView, n.View, n.View, ".idx", nullptr, ".dat",
-                  true});
+      DialogStep(
+          {TblRebuildView, n.View, n.View, ".idx", nullptr, ".dat", true});
       break;
     case kRepairDlgLog:
-      DialogStep({TblRebuildRlog, n.Log, n.LogTitle, ".idx", nullptr, ".dat",
-                  true});
+      DialogStep(
+          {TblRebuildRlog, n.Log, n.LogTitle, ".idx", nullptr, ".dat", true});
       break;
     case kRepairDlgNote:
-      DialogStep({TblRebuildNote, n.Note, n.NoteTitle, ".idx", nullptr,
-                  ".dat", true});
+      DialogStep(
+          {TblRebuildNote, n.Note, n.NoteTitle, ".idx", nullptr, ".dat", true});
       break;
     case kRepairDlgLink:
-      DialogStep({TblRebuildLink, n.Link, n.LinkTitle, ".idx", nullptr,
-                  ".dat", true});
+      DialogStep(
+          {TblRebuildLink, n.Link, n.LinkTitle, ".idx", nullptr, ".dat", true});
       break;
     case kRepairDlgExSp:
-      DialogStep({TblRebuildExSp, n.ExSp, n.ExSpTitle, ".idx", nullptr,
-                  ".dat", true});
+      DialogStep(
+          {TblRebuildExSp, n.ExSp, n.ExSpTitle, ".idx", nullptr, ".dat", true});
       break;
     case kRepairDlgRemed:
-      DialogStep({TblRebuildRemed, RemedyCatalogName, RemedyCatalogName,
-                  ".idx", nullptr, ".dat", true});
+      DialogStep({TblRebuildRemed, RemedyCatalogName, RemedyCatalogName, ".idx",
+                  nullptr, ".dat", true});
       break;
     case kRepairDlgAuthor:
       DialogStep({TblRebuildAuthor, AuthorCatalogName, AuthorCatalogName,

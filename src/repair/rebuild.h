@@ -62,10 +62,10 @@ struct RebuildListLine {
 
 // Why a line can't be used.
 inline constexpr int kListLineOk = 0;
-inline constexpr int kListLineEmpty = 1;     // blank line: nothing asked
-inline constexpr int kListLineNoBar = 2;     // no vertical bar
-inline constexpr int kListLineUnknown = 3;   // no keyword matches
-inline constexpr int kListLineNoTable = 4;   // nothing behind the bar
+inline constexpr int kListLineEmpty = 1;   // blank line: nothing asked
+inline constexpr int kListLineNoBar = 2;   // no vertical bar
+inline constexpr int kListLineUnknown = 3; // no keyword matches
+inline constexpr int kListLineNoTable = 4; // nothing behind the bar
 
 // Turns one line (as ReadListLine gives it) into what it asks for: the whole
 // line in capitals, each of the eleven keywords compared as a prefix.

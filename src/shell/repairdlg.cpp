@@ -22,8 +22,8 @@ const XVT_CTL_RES kRepairCtls[] = {
     {kRepairDlgSymptoms, WC_CHECKBOX, 14, 35, 150, 10, "Symptoms", 0},
     {kRepairDlgWord1, WC_CHECKBOX, 14, 48, 150, 10, "Words in first language",
      0},
-    {kRepairDlgWord2, WC_CHECKBOX, 14, 61, 150, 10,
-     "Words in second language", 0},
+    {kRepairDlgWord2, WC_CHECKBOX, 14, 61, 150, 10, "Words in second language",
+     0},
     {kRepairDlgExtract, WC_CHECKBOX, 14, 74, 150, 10, "Extractions", 0},
     {kRepairDlgView, WC_CHECKBOX, 14, 87, 150, 10, "Views", 0},
     {kRepairDlgLog, WC_CHECKBOX, 170, 35, 146, 10, "Log file", 0},
@@ -117,12 +117,12 @@ void Toggle(WINDOW win, int id) {
   SetTick(win, id, !Tick(win, id));
 }
 
-const int kTicks[] = {kRepairDlgSymptoms, kRepairDlgWord1,  kRepairDlgWord2,
-                      kRepairDlgExtract,  kRepairDlgView,   kRepairDlgNote,
-                      kRepairDlgLink,     kRepairDlgExSp,   kRepairDlgLog,
-                      kRepairDlgRemed,    kRepairDlgAuthor, kRepairDlgPatient,
-                      kRepairDlgOneCases, kRepairDlgAllCases,
-                      kRepairDlgKeynotes};
+const int kTicks[] = {
+    kRepairDlgSymptoms, kRepairDlgWord1,    kRepairDlgWord2,
+    kRepairDlgExtract,  kRepairDlgView,     kRepairDlgNote,
+    kRepairDlgLink,     kRepairDlgExSp,     kRepairDlgLog,
+    kRepairDlgRemed,    kRepairDlgAuthor,   kRepairDlgPatient,
+    kRepairDlgOneCases, kRepairDlgAllCases, kRepairDlgKeynotes};
 
 void SelectAll(WINDOW win, bool on) {
   for (int id : kTicks)

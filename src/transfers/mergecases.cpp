@@ -62,8 +62,7 @@ void AppendPlus(char (&name)[31]) {
 
 void ShowCounts(long position, long total) {
   char text[256];
-  StrFormat(text, MsgText(5910), MergeLast.CasesAdded,
-            MergeLast.SymptomsAdded);
+  StrFormat(text, MsgText(5910), MergeLast.CasesAdded, MergeLast.SymptomsAdded);
   WorkProgress(position, total, text, nullptr);
 }
 
@@ -184,7 +183,6 @@ void MergeCases() {
   // The tables are closed by now; the note tells what came in.
   xvt_win_set_cursor(TASK_WIN, CURSOR_ARROW);
   char text[256];
-  StrFormat(text, MsgText(5912), MergeLast.CasesAdded,
-            MergeLast.SymptomsAdded);
+  StrFormat(text, MsgText(5912), MergeLast.CasesAdded, MergeLast.SymptomsAdded);
   xvt_dm_post_note("%s", text);
 }

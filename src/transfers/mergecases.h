@@ -8,7 +8,7 @@
 struct MergeCounts {
   long CasesAdded, CasesFailed;
   long SymptomsAdded, SymptomsFailed;
-  long Renamed;    // cases that came in with "+" behind their name
+  long Renamed;     // cases that came in with "+" behind their name
   long FirstNumber; // the number the first merged case got
 };
 extern MergeCounts MergeLast;

@@ -11,8 +11,8 @@
 namespace {
 
 TEST_F(DemoTest, RepairDialogStandsTidyWithItsTexts) {
-  std::string problems = "not shown", repName, casesTick, patientTick,
-              caption, group, repair;
+  std::string problems = "not shown", repName, casesTick, patientTick, caption,
+              group, repair;
   bool defaultRepair = false;
   RunDemoProgram([&] {
     StrCopy(CurrentCatalog.RepertoryBlock.Title, "Almanacum 2009");
