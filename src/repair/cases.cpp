@@ -173,9 +173,7 @@ const char *NextField(const char *p, char *out, size_t cap) {
 long FieldLong(const char *&p) {
   char text[32];
   p = NextField(p, text, sizeof text);
-  errno = 0;
-  long v = strtol(text, nullptr, 10);
-  return v;
+  return strtol(text, nullptr, 10);
 }
 
 int FieldInt(const char *&p) {

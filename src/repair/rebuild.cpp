@@ -540,8 +540,7 @@ void FolderOf(const char *path, char *out, size_t cap) {
     out[0] = '\0';
 }
 
-void AllCasesFiles(WINDOW dlg) {
-  (void)dlg;
+void AllCasesFiles() {
   char folder[kPathMax + 1];
   FolderOf(CasesCatalogName, folder, sizeof folder);
   char spec[kPathMax + 16];
@@ -650,7 +649,7 @@ void RepairSelected(WINDOW dlg) {
       break;
     }
     case kRepairDlgAllCases:
-      AllCasesFiles(dlg);
+      AllCasesFiles();
       break;
     default:
       break;
