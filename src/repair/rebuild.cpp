@@ -379,7 +379,7 @@ int RebuildParseLine(const char *line, RebuildListLine *out) {
   return kListLineOk;
 }
 
-void RebuildFromList(const char *listFile) {
+int RebuildFromList(const char *listFile) {
   DbVirtualClose(2);
   FILE *f = PlatOpenFile(listFile, "rb");
   if (f == nullptr) {
@@ -388,10 +388,10 @@ void RebuildFromList(const char *listFile) {
     StrFormat(text, MsgText(7200), listFile, strerror(err));
     xvt_dm_post_note("%s", text);
     Arrow();
-    return;
+    return 1;
   }
   char line[kListLineSize];
-  int number = 0;
+  int number = 0, failures = 0;
   while (ReadListLine(f, line, sizeof line)) {
     ++number;
     RebuildListLine asked;
@@ -408,6 +408,7 @@ void RebuildFromList(const char *listFile) {
       StrFormat(text, MsgText(message), number, line);
       Arrow();
       xvt_dm_post_note("%s", text);
+      ++failures;
       continue;
     }
     for (int k = 0; k < asked.Count; ++k) {
@@ -418,12 +419,14 @@ void RebuildFromList(const char *listFile) {
       RebuildStep s{kw.Call, asked.Table, asked.Table, ".idx",
                     nullptr, ".dat",      false};
       bool told;
-      RunStep(s, &told);
+      if (RunStep(s, &told) != 0)
+        ++failures;
       HideRepairProgress();
     }
   }
   fclose(f);
   Arrow();
+  return failures;
 }
 
 // ---------------------------------------------------------------- menu road

@@ -34,8 +34,9 @@ enum RepairSelector : int {
 void RepairTables(int selector);
 
 // The /BUILD verb: rebuilds the tables that the list file names. A failed
-// table never ends the list.
-void RebuildFromList(const char *listFile);
+// table never ends the list. Answers the number of failures told: tables
+// not rebuilt, lines not used, or 1 for a list that can't be read.
+int RebuildFromList(const char *listFile);
 
 // Reads one line of at most size-1 characters with the standard line reader
 // and removes a final newline (and the carriage return before it); trailing
