@@ -158,7 +158,7 @@ TEST_F(MenuTest, UpdateRowsSetTheirDefaultsThenOpenThePreferences) {
 }
 
 TEST_F(MenuTest, RowsOfMissingPartsSaySoAndOtherCommandsDoNothing) {
-  for (int tag : {1030, 1032, 1045, 1046, 1016, 1019, 1021}) {
+  for (int tag : {1030, 1032}) {
     testing::internal::CaptureStderr();
     MenuCommand(tag);
     std::string err = testing::internal::GetCapturedStderr();

@@ -6,6 +6,7 @@
 #include "platform/files.h"
 #include "platform/paths.h"
 #include "platform/strutil.h"
+#include "repair/rebuild.h"
 #include "services/config.h"
 #include "services/ini.h"
 #include "services/messages.h"
@@ -208,8 +209,8 @@ void AppDispatchCommandLine() {
   }
   if (strcmp(verb, "/BUILD") == 0) {
     TakeArg(LogPath, 2);
-    CommandNotAvailable("Rebuilding a list of tables (/BUILD)");
-    SessionFail(1); // the verb's job is not done
+    if (RebuildFromList(LogPath) != 0)
+      SessionFail(1); // a table or a line of the list was not done
     AppTerminate();
     return;
   }

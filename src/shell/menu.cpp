@@ -3,6 +3,7 @@
 #include "backup/backup.h"
 #include "listings/listings.h"
 #include "platform/strutil.h"
+#include "repair/rebuild.h"
 #include "services/config.h"
 #include "services/help.h"
 #include "services/messages.h"
@@ -12,6 +13,8 @@
 #include "shell/chooser.h"
 #include "shell/logprefs.h"
 #include "transfers/localise.h"
+#include "shell/repairdlg.h"
+#include "transfers/mergecases.h"
 
 #include <cstring>
 
@@ -228,6 +231,14 @@ void Exit() {
   AppTerminate();
 }
 
+// The Repair menu: one entry for each table, the dialog for any set.
+void RepairDialog() {
+  RepairDialogOpen();
+}
+template <int Selector> void Repair() {
+  RepairTables(Selector);
+}
+
 // One row for each command of the menu: what it does, or, while its work is
 // not part of this version, what to call it when saying so.
 struct MenuRow {
@@ -246,22 +257,22 @@ const MenuRow kMenuRows[] = {
     {1040, TransferAdditions, nullptr},
     {1030, nullptr, "The update of user-defined remedies"},
     {1032, nullptr, "The update of user-defined authors"},
-    {1045, nullptr, "Merging a catalogue of cases"},
-    {1046, nullptr, "The advanced repair"},
-    {1006, nullptr, "The repair of tables"},
-    {1005, nullptr, "The repair of tables"},
-    {1007, nullptr, "The repair of tables"},
-    {1008, nullptr, "The repair of tables"},
-    {1010, nullptr, "The repair of tables"},
-    {1013, nullptr, "The repair of tables"},
-    {1014, nullptr, "The repair of tables"},
-    {1027, nullptr, "The repair of tables"},
-    {1028, nullptr, "The repair of tables"},
-    {1019, nullptr, "The repair of tables"},
-    {1021, nullptr, "The repair of tables"},
-    {1034, nullptr, "The repair of tables"},
-    {1035, nullptr, "The repair of tables"},
-    {1016, nullptr, "The repair of tables"},
+    {1045, MergeCases, nullptr},
+    {1046, RepairDialog, nullptr},
+    {1006, Repair<kRepairSymptom>, nullptr},
+    {1005, Repair<kRepairWord1>, nullptr},
+    {1007, Repair<kRepairWord2>, nullptr},
+    {1008, Repair<kRepairExtract>, nullptr},
+    {1010, Repair<kRepairView>, nullptr},
+    {1013, Repair<kRepairLog>, nullptr},
+    {1014, Repair<kRepairNote>, nullptr},
+    {1027, Repair<kRepairLink>, nullptr},
+    {1028, Repair<kRepairExSp>, nullptr},
+    {1019, Repair<kRepairPatient>, nullptr},
+    {1021, Repair<kRepairCases>, nullptr},
+    {1034, Repair<kRepairAuthor>, nullptr},
+    {1035, Repair<kRepairRemed>, nullptr},
+    {1016, Repair<kRepairAll>, nullptr},
     {1017, ListMenuComplete, nullptr},
     {1025, ListMenuForDate, nullptr},
     {1018, ListMenuCustom, nullptr},

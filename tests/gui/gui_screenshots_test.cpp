@@ -6,6 +6,7 @@
 #include "platform/strutil.h"
 #include "services/work.h"
 #include "shell/logprefs.h"
+#include "shell/repairdlg.h"
 
 #include <QAbstractButton>
 #include <QDir>
@@ -192,6 +193,22 @@ TEST_F(DemoShots, LogPreferencesOfTheDemo) {
     xvtv_app_destroy();
   });
   EXPECT_TRUE(shown);
+  AppFinish();
+}
+
+TEST_F(DemoShots, RepairDialogOfTheDemo) {
+  RunDemoProgram([] {
+    StrCopy(CurrentCatalog.RepertoryBlock.Title, "Almanacum 2009");
+    WINDOW dlg = RepairDialogOpen();
+    ASSERT_NE(dlg, NULL_WIN);
+    for (int id : {5, 6, 7, 13, 20})
+      xvt_ctl_set_checked(xvt_win_get_ctl(dlg, id), true);
+    QtFlush();
+    EXPECT_EQ("", QtLayoutProblems(dlg));
+    EXPECT_EQ(0, QtSaveScreen((gShotsDir + "/repair-dialog.png").c_str()));
+    xvt_vobj_destroy(dlg);
+    xvtv_app_destroy();
+  });
   AppFinish();
 }
 

@@ -943,6 +943,9 @@ int DemoBuild(const std::string &sources) {
       BuildLogText("..\\log\\sample", "..\\data\\salm2009\\symptom",
                    "..\\log\\sample-text.txt"))
     return 1;
+  // The list of tables for /BUILD, as an installer would write it.
+  if (CopySource(src("rebuild.txt"), "..\\log\\rebuild.txt"))
+    return 1;
 
   // Cases, a colleague's cases to merge, the patient file, diagnoses.
   std::vector<DemoCase> cases, merge;
