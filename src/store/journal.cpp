@@ -163,7 +163,7 @@ void SyncFolderOf(const std::string &path) {
   size_t slash = path.rfind('/');
   std::string dir = slash == std::string::npos ? "." : path.substr(0, slash);
   if (dir.empty())
-    dir = "/";
+    dir.push_back('/'); // not dir = "/": GCC 12 -O3, -Werror=restrict
   int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (fd >= 0) {
     fsync(fd);
