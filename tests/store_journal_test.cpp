@@ -188,12 +188,18 @@ TEST_F(JournalTest, AKilledEntryIsUndoneByTheNextOpenOfAnyTable) {
       Writer(next, fds[1]);
     }
     close(fds[1]);
-    usleep(std::uniform_int_distribution<int>(500, 20000)(rng));
+    // Killed after some commits, however slow the machine, and a little
+    // later: in an entry or between two.
+    int target = std::uniform_int_distribution<int>(1, 12)(rng), id;
+    for (int seen = 0; seen < target && read(fds[0], &id, sizeof id) ==
+                                            static_cast<ssize_t>(sizeof id);
+         ++seen)
+      model.insert(id);
+    usleep(std::uniform_int_distribution<int>(0, 3000)(rng));
     kill(pid, SIGKILL);
     int status = 0;
     waitpid(pid, &status, 0);
     ASSERT_TRUE(WIFSIGNALED(status)) << "writer ended by itself: " << status;
-    int id;
     while (read(fds[0], &id, sizeof id) == sizeof id)
       model.insert(id);
     close(fds[0]);
@@ -225,8 +231,8 @@ TEST_F(JournalTest, AKilledEntryIsUndoneByTheNextOpenOfAnyTable) {
     // table names; the next journal at that place takes it over.
     EXPECT_EQ(Leftovers(false), "") << "round " << round;
   }
-  EXPECT_GT(model.size(), 50u);
-  EXPECT_GT(mended, rounds); // both tables, most rounds
+  EXPECT_GE(model.size(), static_cast<size_t>(rounds));
+  EXPECT_GE(mended, rounds); // both tables, most rounds
 }
 
 TEST_F(JournalTest, AFileSizeLimitStopsAtTheFirstFailedWrite) {
