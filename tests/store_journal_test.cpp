@@ -179,30 +179,14 @@ TEST_F(JournalTest, AKilledEntryIsUndoneByTheNextOpenOfAnyTable) {
   int next = 1, mended = 0;
   const int rounds = 24;
   for (int round = 0; round < rounds; ++round) {
-    int fds[2];
-    ASSERT_EQ(pipe(fds), 0);
-    pid_t pid = fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-      close(fds[0]);
-      Writer(next, fds[1]);
-    }
-    close(fds[1]);
     // Killed after some commits, however slow the machine, and a little
     // later: in an entry or between two.
-    int target = std::uniform_int_distribution<int>(1, 12)(rng), id;
-    for (int seen = 0; seen < target && read(fds[0], &id, sizeof id) ==
-                                            static_cast<ssize_t>(sizeof id);
-         ++seen)
-      model.insert(id);
-    usleep(std::uniform_int_distribution<int>(0, 3000)(rng));
-    kill(pid, SIGKILL);
-    int status = 0;
-    waitpid(pid, &status, 0);
-    ASSERT_TRUE(WIFSIGNALED(status)) << "writer ended by itself: " << status;
-    while (read(fds[0], &id, sizeof id) == sizeof id)
-      model.insert(id);
-    close(fds[0]);
+    std::vector<int> told;
+    ASSERT_NO_FATAL_FAILURE(
+        KillWriter([next](int fd) { Writer(next, fd); },
+                   std::uniform_int_distribution<int>(0, 3000)(rng), &told,
+                   std::uniform_int_distribution<int>(1, 12)(rng)));
+    model.insert(told.begin(), told.end());
     // Open the tables in turn, the second first every other round: either
     // one mends both.
     std::set<int> got;
