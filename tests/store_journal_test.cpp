@@ -179,10 +179,13 @@ TEST_F(JournalTest, AKilledEntryIsUndoneByTheNextOpenOfAnyTable) {
   int next = 1, mended = 0;
   const int rounds = 24;
   for (int round = 0; round < rounds; ++round) {
+    // Killed after some commits, however slow the machine, and a little
+    // later: in an entry or between two.
     std::vector<int> told;
     ASSERT_NO_FATAL_FAILURE(
         KillWriter([next](int fd) { Writer(next, fd); },
-                   std::uniform_int_distribution<int>(500, 20000)(rng), &told));
+                   std::uniform_int_distribution<int>(0, 3000)(rng), &told,
+                   std::uniform_int_distribution<int>(1, 12)(rng)));
     model.insert(told.begin(), told.end());
     // Open the tables in turn, the second first every other round: either
     // one mends both.
@@ -212,8 +215,8 @@ TEST_F(JournalTest, AKilledEntryIsUndoneByTheNextOpenOfAnyTable) {
     // table names; the next journal at that place takes it over.
     EXPECT_EQ(Leftovers(false), "") << "round " << round;
   }
-  EXPECT_GT(model.size(), 50u);
-  EXPECT_GT(mended, rounds); // both tables, most rounds
+  EXPECT_GE(model.size(), static_cast<size_t>(rounds));
+  EXPECT_GE(mended, rounds); // both tables, most rounds
 }
 
 TEST_F(JournalTest, AFileSizeLimitStopsAtTheFirstFailedWrite) {
