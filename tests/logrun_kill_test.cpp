@@ -394,8 +394,10 @@ TEST_F(KillTest, AFullDiskStopsTheRunAtTheFirstFailedWrite) {
   // Room for the log's index, the journal and a few dozen entries, then
   // none: the first append past the limit fails.
   uintmax_t largest = 0;
+  // (Tables only: the copy program of backups in bin\backup is no table.)
   for (auto &e : fs::recursive_directory_iterator(demo))
-    if (e.is_regular_file())
+    if (e.is_regular_file() &&
+        e.path().parent_path() != demo / "bin" / "backup")
       largest = std::max<uintmax_t>(largest, e.file_size());
   pid_t pid = fork();
   ASSERT_GE(pid, 0);
