@@ -13,12 +13,6 @@
 
 namespace {
 
-std::string TextForm(const fs::path &p) {
-  std::string s = fs::canonical(p).string();
-  std::replace(s.begin(), s.end(), '/', '\\');
-  return s;
-}
-
 class DefaultsTest : public InstallTest {
 protected:
   void SetUp() override {

@@ -9,13 +9,6 @@
 
 namespace {
 
-// The text form of a real folder: backslashes, as the toolkit gives it.
-std::string TextForm(const fs::path &p) {
-  std::string s = fs::canonical(p).string();
-  std::replace(s.begin(), s.end(), '/', '\\');
-  return s;
-}
-
 void Touch(const fs::path &p) {
   fs::create_directories(p.parent_path());
   std::ofstream(p) << "data";
