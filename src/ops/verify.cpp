@@ -3,6 +3,7 @@
 #include "ops/chainlist.h"
 #include "ops/wordindex.h"
 #include "platform/strutil.h"
+#include "store/progress.h"
 #include "store/records.h"
 #include "store/store.h"
 
@@ -161,6 +162,20 @@ int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
   TblHandle notes = open("Note", TblOpenNote, false);
   TblHandle links = open("Link", TblOpenLink, false);
 
+  // The symptoms and both word tables are walked once each; the progress
+  // hook sees the records so far and may stop the check.
+  long done = 0, total = 0;
+  bool stopped = false;
+  for (TblHandle h : {symptoms, word1, word2})
+    if (h != 0)
+      total += DbCountEntries(h);
+  auto stop = [&]() {
+    if (!stopped && (++done & 1023) == 0 &&
+        DbProgressTell("verify", done, total))
+      stopped = true;
+    return stopped;
+  };
+
   std::unordered_map<SymptomKey, SymptomInfo> tree;
   std::unordered_map<SymptomKey, WordTexts> texts[2];
   ExtractEntries extractEntries;
@@ -174,7 +189,8 @@ int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
     memset(&s, 0, sizeof s);
     s.CursorState = 0xff;
     std::vector<std::pair<uint16_t, uint16_t>> pairs; // (remedy, author)
-    for (int err = TblFindFullSymptom(symptoms, &s, 0, kFindFirst); err == 0;
+    for (int err = TblFindFullSymptom(symptoms, &s, 0, kFindFirst);
+         err == 0 && !stop();
          err = TblFindFullSymptom(symptoms, &s, 0, kFindNext)) {
       SymptomKey k = KeyOf(s.Num, s.Sub);
       tree[k] = {s.ParentNum, s.ParentSub, s.Level, s.Chapter};
@@ -255,6 +271,13 @@ int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
     }
   }
 
+  if (stopped) {
+    for (TblHandle h : {symptoms, extract, word1, word2, notes, links})
+      if (h != 0)
+        DbCloseFile(h);
+    return -1;
+  }
+
   if (symptoms != 0 && notes != 0) {
     Note n;
     memset(&n, 0, sizeof n);
@@ -285,7 +308,7 @@ int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
     memset(&w, 0, sizeof w);
     w.CursorState = 0xff;
     for (int err = TblFindFullWord(words[lang], &w, 0, kFindFirst, nullptr);
-         err == 0;
+         err == 0 && !stop();
          err = TblFindFullWord(words[lang], &w, 0, kFindNext, nullptr)) {
       for (int i = 0;
            i < kListEntries - 1 && TblIsLastWordSymptom(&w.Entries[i]) != 2;
@@ -316,5 +339,5 @@ int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
   for (TblHandle h : {symptoms, extract, word1, word2, notes, links})
     if (h != 0)
       DbCloseFile(h);
-  return c.faults;
+  return stopped ? -1 : c.faults;
 }

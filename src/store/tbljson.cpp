@@ -10,6 +10,7 @@
 #include "store/codec.h"
 #include "store/engine.h"
 #include "store/families.h"
+#include "store/progress.h"
 
 #include <nlohmann/json.hpp>
 
@@ -1340,7 +1341,13 @@ int TjLoad(const TjFamily *fam, const char *path, FILE *in, char *msg,
   TjRecord rec;
   RecordGuard guard{rec};
   char why[512];
+  const long lineCount = static_cast<long>(lines.size());
   for (size_t i = 0; i < lines.size(); ++i) {
+    if ((i & 4095) == 0 &&
+        DbProgressTell("read", static_cast<long>(i), lineCount)) {
+      StrCopy(msg, cap, "stopped; nothing was written");
+      return OrvixError = kErrStopped;
+    }
     json j = json::parse(lines[i], nullptr, false);
     bool ok;
     if (j.is_discarded()) {
@@ -1399,6 +1406,12 @@ int TjLoad(const TjFamily *fam, const char *path, FILE *in, char *msg,
   }
   int err = 0;
   for (size_t i = 0; i < lines.size() && err == 0; ++i) {
+    if ((i & 4095) == 0 &&
+        DbProgressTell("load", static_cast<long>(i), lineCount)) {
+      err = kErrStopped;
+      StrCopy(msg, cap, "stopped; nothing was written");
+      break;
+    }
     json j = json::parse(lines[i], nullptr, false);
     if (IsResourceLine(j)) {
       Resource r;
@@ -1476,12 +1489,23 @@ struct FaultLog {
 
 constexpr long kFaultsShownPerWalk = 10;
 
+// The records a check has visited, over all its walks, for the progress
+// hook; a stop answers kErrStopped from the walk that sees it.
+struct CheckProgress {
+  long done = 0;
+  long total = -1;
+  bool Stop() {
+    return (++done & 4095) == 0 && DbProgressTell("check", done, total);
+  }
+};
+
 // Walks one key in one direction; checks order, counts, collects the
 // primary key of each record. Answers 0 or the store error that ended the
 // walk early.
 int WalkKey(const TjFamily *fam, TblHandle h, const KeyFields &kf,
             const KeyFields &primary, bool forward, TjRecord &rec,
-            std::vector<std::string> &blobs, FaultLog &log) {
+            std::vector<std::string> &blobs, FaultLog &log,
+            CheckProgress &progress) {
   blobs.clear();
   std::vector<uint8_t> prev(fam->size, 0);
   bool havePrev = false;
@@ -1491,6 +1515,8 @@ int WalkKey(const TjFamily *fam, TblHandle h, const KeyFields &kf,
     if (fam->find(h, rec.bytes.data(), kf.key->number, mode) != 0)
       return OrvixError == kErrEnd ? 0 : OrvixError;
     mode = forward ? kFindNext : kFindPrev;
+    if (progress.Stop())
+      return kErrStopped;
     const uint8_t *cur = rec.bytes.data();
     if (havePrev) {
       // Equal key fields are ordered by the primary key.
@@ -1544,6 +1570,11 @@ int TjCheck(const TjFamily *fam, const char *path, FILE *report, long *faults) {
   KeyFields primary;
   if (!ResolveKey(fam, fam->keys[0], primary))
     return OrvixError = kErrBadArg;
+  // Each key is walked both ways, then every record is found again, then
+  // the data file is read in file order.
+  CheckProgress progress;
+  if (count >= 0)
+    progress.total = count * (2L * fam->keyCount + 2);
   if (h != 0) {
     TblHandle h2 = fam->open(path, 1);
     std::vector<std::string> first, blobs;
@@ -1553,7 +1584,14 @@ int TjCheck(const TjFamily *fam, const char *path, FILE *report, long *faults) {
         return OrvixError = kErrBadArg;
       for (int dir = 0; dir < 2; ++dir) {
         bool forward = dir == 0;
-        int err = WalkKey(fam, h, kf, primary, forward, rec, blobs, log);
+        int err =
+            WalkKey(fam, h, kf, primary, forward, rec, blobs, log, progress);
+        if (err == kErrStopped) {
+          if (h2 != 0)
+            DbCloseFile(h2);
+          DbCloseFile(h);
+          return OrvixError = kErrStopped;
+        }
         if (err != 0)
           log.Add("key %d, walking %s: the walk stopped after %zu records "
                   "(%d, %s)",
@@ -1581,8 +1619,13 @@ int TjCheck(const TjFamily *fam, const char *path, FILE *report, long *faults) {
     } else {
       long missing = 0;
       int mode = kFindFirst;
+      bool stopped = false;
       while (fam->find(h, rec.bytes.data(), primary.key->number, mode) == 0) {
         mode = kFindNext;
+        if (progress.Stop()) {
+          stopped = true;
+          break;
+        }
         for (int i = 0; i < primary.key->count; ++i) {
           const TjField &f = *primary.fields[i];
           memcpy(probe.bytes.data() + f.off, rec.bytes.data() + f.off, f.size);
@@ -1599,6 +1642,10 @@ int TjCheck(const TjFamily *fam, const char *path, FILE *report, long *faults) {
           ++log.total;
       }
       DbCloseFile(h2);
+      if (stopped) {
+        DbCloseFile(h);
+        return OrvixError = kErrStopped;
+      }
     }
     DbCloseFile(h);
   }
@@ -1615,6 +1662,10 @@ int TjCheck(const TjFamily *fam, const char *path, FILE *report, long *faults) {
     while (fam->find(hs, rec.bytes.data(), primary.key->number, mode) == 0) {
       mode = kFindNext;
       ++seen;
+      if (progress.Stop()) {
+        DbCloseFile(hs);
+        return OrvixError = kErrStopped;
+      }
     }
     if (OrvixError != kErrEnd)
       log.Add("sequential walk: stopped after %ld records (%d, %s)", seen,
