@@ -9,7 +9,7 @@ BUILD := build-san
 CMAKE_FLAGS += -DMANTREL_SANITIZE=ON
 endif
 
-.PHONY: all deps configure build demo test clean
+.PHONY: all deps configure build demo test package clean
 
 all: build
 
@@ -27,6 +27,10 @@ demo: build
 
 test: build
 	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+
+# The Debian package of the programs, in $(BUILD)/ (docs/install.md).
+package: build
+	@cd $(BUILD) && cpack -G DEB
 
 clean:
 	rm -rf build build-san demo
