@@ -254,6 +254,12 @@ void ShowHelp(const XvtWait *w) {
         "  PATH               a file or folder, from the folder shown\n"
         "  Enter or cancel    nothing chosen\n");
     break;
+  case XVT_WAIT_POLL:
+    Put("While a job runs, type:\n"
+        "  esc                cancels it (so does Ctrl-C)\n"
+        "  click N, set N TEXT, select N ROW..., key esc|enter|N, close\n"
+        "                     act on the window in front\n");
+    break;
   default:
     break;
   }
@@ -363,6 +369,11 @@ int ConsoleNext(const XvtWait *w, int block, XvtAction *a) {
       a->kind = XVT_ACT_KEY;
       a->num = K_ESC;
       return 1;
+    }
+    if (line == "?" || strcasecmp(line.c_str(), "help") == 0) {
+      EndBarLine();
+      ShowHelp(w);
+      return 0;
     }
     if (XvtParseAction(line.c_str(), a, why, sizeof why) != 0) {
       Put(std::string("? ") + why + "\n");
