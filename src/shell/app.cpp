@@ -57,57 +57,48 @@ const char *const kHelpLines[] = {
 // Verbs whose drivers this version does not have: they say so when called.
 // A verb that gets its driver leaves this list, and `mantrel --help` follows.
 const char *const kVerbsNotBuilt[] = {
-    "/BACKUP", "/AUTREM",        "/BUILD",       "/NOTES",
+    "/BACKUP",       "/AUTREM",  "/BUILD",        "/NOTES",
     "/UPGRADERESET", "/UPGRADE", "/UPGRADEASSOC",
 };
 
 // What `mantrel --help` adds to the "/?" text for a person at a Linux
 // terminal.
-const char *const kLinuxHelp =
-    "\n"
-    "\n"
-    "On Linux also:\n"
-    "  --help, -h         this text\n"
-    "  --version          the program's version\n"
-    "\n"
-    "Mantrel runs from the bin folder of an installation (the folder that "
-    "holds\n"
-    "orvix.ini); `mkdemo FOLDER` makes a demonstration installation to try "
-    "it.\n"
-    "Stored paths keep their backslashes: quote them in the shell.\n"
-    "\n"
-    "Environment variables:\n"
-    "  MANTREL_UI=console|scripted|qt\n"
-    "                     the user interface; by default the desktop window "
-    "when\n"
-    "                     a display is there, else the terminal\n"
-    "  MANTREL_SCRIPT=FILE\n"
-    "                     answers every window from the action lines in "
-    "FILE;\n"
-    "                     no one is asked\n"
-    "  MANTREL_VIEWER=PROGRAM\n"
-    "                     shows reports and help (default xdg-open; without "
-    "it\n"
-    "                     $PAGER or the terminal)\n"
-    "  MANTREL_DRIVE_x=FOLDER\n"
-    "                     the folder that stands for drive x: in stored "
-    "paths,\n"
-    "                     e.g. MANTREL_DRIVE_C=/mnt/c\n"
-    "\n"
-    "Action words, for a MANTREL_SCRIPT file and at the terminal (type help "
-    "there):\n"
-    "  menu N, exit, quit, click N, dclick N, select N ROW..., set N TEXT,\n"
-    "  key esc|enter|N, enter, close, answer WORD, text TEXT, file PATH,\n"
-    "  folder PATH, cancel, wait N\n"
-    "\n"
-    "Other programs:\n"
-    "  tbltool            dumps, loads, checks and rebuilds a table; checks "
-    "a\n"
-    "                     repertory (tbltool --help)\n"
-    "  mkdemo [FOLDER]    builds the demonstration installation\n"
-    "  the copy program named by BackupApp in orvix.ini copies the files of "
-    "a\n"
-    "                     backup or a restore\n";
+const char *const kLinuxHelp = R"(
+
+On Linux also:
+  --help, -h         this text
+  --version          the program's version
+
+Mantrel runs from the bin folder of an installation (the folder that holds
+orvix.ini); `mkdemo FOLDER` makes a demonstration installation to try it.
+Stored paths keep their backslashes: quote them in the shell.
+
+Environment variables:
+  MANTREL_UI=console|scripted|qt
+                     the user interface; by default the desktop window when
+                     a display is there, else the terminal
+  MANTREL_SCRIPT=FILE
+                     answers every window from the action lines in FILE;
+                     no one is asked
+  MANTREL_VIEWER=PROGRAM
+                     shows reports and help (default xdg-open; without it
+                     $PAGER or the terminal)
+  MANTREL_DRIVE_x=FOLDER
+                     the folder that stands for drive x: in stored paths,
+                     e.g. MANTREL_DRIVE_C=/mnt/c
+
+Action words, for a MANTREL_SCRIPT file and at the terminal (type help there):
+  menu N, exit, quit, click N, dclick N, select N ROW..., set N TEXT,
+  key esc|enter|N, enter, close, answer WORD, text TEXT, file PATH,
+  folder PATH, cancel, wait N
+
+Other programs:
+  tbltool            dumps, loads, checks and rebuilds a table; checks a
+                     repertory (tbltool --help)
+  mkdemo [FOLDER]    builds the demonstration installation
+  the copy program named by BackupApp in orvix.ini copies the files of a
+                     backup or a restore
+)";
 
 // A word of the command line, or the empty text past the end.
 const char *Arg(int i) {
