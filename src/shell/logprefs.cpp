@@ -127,7 +127,7 @@ void LogPrefsStore(WINDOW win) {
   RunOptions.BackupLog = Tick(win, kLogPrefsBackupLog);
   RunOptions.BackupRepertory = Tick(win, kLogPrefsBackupRep);
   ReadPathField(win, kLogPrefsBackupDir, RunOptions.BackupDirectory,
-            sizeof RunOptions.BackupDirectory);
+                sizeof RunOptions.BackupDirectory);
   RunOptions.SameLanguage =
       static_cast<uint8_t>(Tick(win, kLogPrefsSameLanguage));
   RunOptions.AddMissing = static_cast<uint8_t>(Tick(win, kLogPrefsAddMissing));
@@ -137,11 +137,11 @@ void LogPrefsStore(WINDOW win) {
   RunOptions.CheckDoubleNotes = Tick(win, kLogPrefsDoubleNotes);
   RunOptions.IgnoreUniqueId = Tick(win, kLogPrefsIgnoreUniqueId);
   ReadPathField(win, kLogPrefsStatistics, RunOptions.StatisticsFile,
-            sizeof RunOptions.StatisticsFile);
+                sizeof RunOptions.StatisticsFile);
   ReadPathField(win, kLogPrefsErrors, RunOptions.ErrorsFile,
-            sizeof RunOptions.ErrorsFile);
+                sizeof RunOptions.ErrorsFile);
   ReadPathField(win, kLogPrefsTextLog, RunOptions.TextLogFile,
-            sizeof RunOptions.TextLogFile);
+                sizeof RunOptions.TextLogFile);
 }
 
 void ChooseBackupFolder(WINDOW win) {
