@@ -191,6 +191,22 @@ int Run(const char *verb, const TjFamily *fam, const char *path,
   return 2;
 }
 
+// Tables that an open mended after a stop (the entry journal): told on
+// standard error, so that the output of dump and check stays the table's.
+void TellMended() {
+  char path[4096];
+  int what = 0;
+  while (DbTakeMended(path, sizeof path, &what) != 0) {
+    if ((what & 1) != 0)
+      fprintf(stderr,
+              "tbltool: %s: an entry that a stopped run left "
+              "unfinished was undone\n",
+              path);
+    if ((what & 2) != 0)
+      fprintf(stderr, "tbltool: %s: the index was rebuilt\n", path);
+  }
+}
+
 void PrintFault(const char *fault, void *) {
   ClearProgress();
   printf("fault: %s\n", Cp1252ToUtf8(fault).c_str());
@@ -205,6 +221,7 @@ int Verify(const char *folder) {
   StartProgress(folder);
   int faults = VerifyRepertory(folder, PrintFault, nullptr);
   ClearProgress();
+  TellMended();
   DbTerminate(kModule);
   if (faults < 0)
     return Stopped(folder);
@@ -240,6 +257,7 @@ int main(int argc, char **argv) {
     return 1;
   }
   int rc = Run(argv[1], fam, argv[3], argc == 5 ? argv[4] : nullptr);
+  TellMended();
   DbTerminate(kModule);
   return rc;
 }
