@@ -2,7 +2,7 @@
 // stop leaves the table exactly as it was, with no scratch file behind.
 #include "ops/verify.h"
 #include "store/progress.h"
-#include "store/tbljson.h"
+#include "tbljson.h"
 #include "store_fixture.h"
 
 #include <filesystem>

@@ -1,5 +1,6 @@
 #include "shell/app.h"
 
+#include "backup/backup.h"
 #include "listings/listings.h"
 #include "platform/cp1252.h"
 #include "platform/files.h"
@@ -57,8 +58,7 @@ const char *const kHelpLines[] = {
 // Verbs whose drivers this version does not have: they say so when called.
 // A verb that gets its driver leaves this list, and `mantrel --help` follows.
 const char *const kVerbsNotBuilt[] = {
-    "/BACKUP",       "/AUTREM",  "/BUILD",        "/NOTES",
-    "/UPGRADERESET", "/UPGRADE", "/UPGRADEASSOC",
+    "/AUTREM", "/BUILD", "/NOTES", "/UPGRADERESET", "/UPGRADE", "/UPGRADEASSOC",
 };
 
 // What `mantrel --help` adds to the "/?" text for a person at a Linux
@@ -267,8 +267,7 @@ void AppDispatchCommandLine() {
   }
   if (strcmp(verb, "/BACKUP") == 0) {
     RepOpenChooser(WD_MODAL, kChooserPerson);
-    CommandNotAvailable("The backup window (/BACKUP)");
-    SessionFail(1); // the verb's job is not done
+    BackupOpenDialog(kBackupModeBackup);
     return;
   }
   if (strcmp(verb, "/AUTREM") == 0) {

@@ -1,5 +1,6 @@
 #include "shell/logprefs.h"
 
+#include "backup/backup.h"
 #include "logrun/logrun.h"
 #include "logrun/runstart.h"
 #include "platform/paths.h"
@@ -303,16 +304,21 @@ void LogAskComment() {
 
 void LogStartFromOwnLog() {
   RunOptions.Comment[0] = '\0';
-  BackupBeforeRun();
+  RunOptions.BatchMode = 0; // a person's run: a failed backup asks
+
+  if (BackupBeforeRun() != 0)
+    return;
   WorkRun(LogRunTable);
 }
 
 void LogStartFromOtherLog() {
   RunOptions.Comment[0] = '\0';
+  RunOptions.BatchMode = 0;
   LogAskComment();
   if (!LogAskRange())
     return;
-  BackupBeforeRun();
+  if (BackupBeforeRun() != 0)
+    return;
   WorkRun(LogRunTable);
 }
 

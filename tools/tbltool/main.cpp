@@ -20,7 +20,7 @@
 #include "platform/cp1252.h"
 #include "store/progress.h"
 #include "store/store.h"
-#include "store/tbljson.h"
+#include "tbljson.h"
 
 #include <csignal>
 #include <cstdio>
