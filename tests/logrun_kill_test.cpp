@@ -32,8 +32,6 @@
 #include <unistd.h>
 #include <vector>
 
-namespace fs = std::filesystem;
-
 namespace {
 
 // An entry of the generated log.
@@ -167,32 +165,33 @@ const std::vector<std::pair<const char *, const char *>> kTables = {
     {"exsp", "..\\data\\calm2009\\extrspt"},
 };
 
-class KillTest : public FolderTest {
+class KillTest : public ::testing::Test {
 protected:
-  KillTest() : FolderTest("kill") {}
   void SetUp() override {
+    base_ = scratch_.path();
+    pristine_ = base_ / "pristine";
     ASSERT_EQ(BuildDemo(pristine_), 0);
-    Enter("pristine/bin");
+    scratch_.Enter("pristine/bin");
     ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
     plan_ = PlanEntries(450);
     ownBefore_ = OwnCount();
     bool written = WriteLog(plan_, 0);
     DbTerminate("A-Mantrel");
-    folder_.Leave();
+    scratch_.Leave();
     ASSERT_TRUE(written);
     ASSERT_GE(plan_.size(), 300u);
   }
 
   // A fresh copy of the installation with the whole log.
   fs::path Copy(const char *name) {
-    fs::path to = root_ / name;
+    fs::path to = base_ / name;
     fs::remove_all(to);
     fs::copy(pristine_, to, fs::copy_options::recursive);
     return to;
   }
 
   // The run as an installer starts it, in the installation's bin folder.
-  static std::string JobLine(const fs::path &demo) {
+  static std::string RunLine(const fs::path &demo) {
     return "cd '" + (demo / "bin").string() +
            "' && exec env -u MANTREL_SCRIPT MANTREL_UI=scripted "
            "MANTREL_VIEWER=true " +
@@ -246,7 +245,8 @@ protected:
     return n;
   }
 
-  const fs::path pristine_ = root_ / "pristine";
+  ScratchFolder scratch_{"kill"};
+  fs::path base_, pristine_;
   std::vector<Planned> plan_;
   int ownBefore_ = 0;
 };
@@ -267,7 +267,7 @@ TEST_F(KillTest, EveryKillLeavesTablesThatCheckAndResumeToTheSameEnd) {
   pid_t refPid = fork();
   ASSERT_GE(refPid, 0);
   if (refPid == 0) {
-    execl("/bin/sh", "sh", "-c", JobLine(ref).c_str(),
+    execl("/bin/sh", "sh", "-c", RunLine(ref).c_str(),
           static_cast<char *>(nullptr));
     _exit(127);
   }
@@ -302,7 +302,7 @@ TEST_F(KillTest, EveryKillLeavesTablesThatCheckAndResumeToTheSameEnd) {
     pid_t pid = fork();
     ASSERT_GE(pid, 0);
     if (pid == 0) {
-      execl("/bin/sh", "sh", "-c", JobLine(demo).c_str(),
+      execl("/bin/sh", "sh", "-c", RunLine(demo).c_str(),
             static_cast<char *>(nullptr));
       _exit(127);
     }
@@ -340,13 +340,13 @@ TEST_F(KillTest, EveryKillLeavesTablesThatCheckAndResumeToTheSameEnd) {
     // No rebuild by hand: the first program that opens a table mends it.
     ASSERT_EQ(Checks(demo), "") << where;
 
-    Enter(demo / "bin");
+    scratch_.Enter(fs::relative(demo / "bin", base_));
     ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
     int done = OwnCount() - ownBefore_;
     bool finished = !fs::exists("../log/kill.dat");
     bool written = finished || WriteLog(plan_, static_cast<size_t>(done));
     DbTerminate("A-Mantrel");
-    folder_.Leave();
+    scratch_.Leave();
     ASSERT_TRUE(written) << where;
     ASSERT_GE(done, 0) << where;
     ASSERT_LE(done, static_cast<int>(plan_.size())) << where;
@@ -354,7 +354,7 @@ TEST_F(KillTest, EveryKillLeavesTablesThatCheckAndResumeToTheSameEnd) {
     if (!finished) {
       if (done > 0 && done < static_cast<int>(plan_.size()))
         ++midRun;
-      ASSERT_EQ(RunCommand(JobLine(demo)), 0) << where;
+      ASSERT_EQ(RunCommand(RunLine(demo)), 0) << where;
     }
     std::string got = Dumps(demo);
     ASSERT_TRUE(got == want) << where << ", " << done << " entries done";
@@ -372,7 +372,7 @@ TEST_F(KillTest, TheNextRunMendsWhatAKillLeftAndSaysSo) {
   pid_t pid = fork();
   ASSERT_GE(pid, 0);
   if (pid == 0) {
-    execl("/bin/sh", "sh", "-c", RunCommand(demo).c_str(),
+    execl("/bin/sh", "sh", "-c", RunLine(demo).c_str(),
           static_cast<char *>(nullptr));
     _exit(127);
   }
@@ -392,8 +392,8 @@ TEST_F(KillTest, TheNextRunMendsWhatAKillLeftAndSaysSo) {
 
   // The same log again, at once: the run starts without a rebuild by hand,
   // and its errors report names the tables it mended.
-  ASSERT_EQ(System(RunCommand(demo)), 0);
-  std::string err = Slurp(demo / "log" / "kill.err");
+  ASSERT_EQ(RunCommand(RunLine(demo)), 0);
+  std::string err = SlurpFile(demo / "log" / "kill.err");
   EXPECT_NE(err.find("symptom.dat: the index no longer matched the data file "
                      "and was rebuilt"),
             std::string::npos)
@@ -408,8 +408,8 @@ TEST_F(KillTest, TheNextRunMendsWhatAKillLeftAndSaysSo) {
   // rebuilt by the run too, with its line.
   fs::path again = Copy("again");
   fs::remove(again / "data" / "salm2009" / "Note.idx");
-  ASSERT_EQ(System(RunCommand(again)), 0);
-  err = Slurp(again / "log" / "kill.err");
+  ASSERT_EQ(RunCommand(RunLine(again)), 0);
+  err = SlurpFile(again / "log" / "kill.err");
   EXPECT_NE(err.find("Note: the index no longer matched"), std::string::npos)
       << err.substr(0, 2000);
 }
@@ -429,7 +429,7 @@ TEST_F(KillTest, AFullDiskStopsTheRunAtTheFirstFailedWrite) {
       largest + 20000, largest + 20000
     };
     setrlimit(RLIMIT_FSIZE, &lim);
-    execl("/bin/sh", "sh", "-c", JobLine(demo).c_str(),
+    execl("/bin/sh", "sh", "-c", RunLine(demo).c_str(),
           static_cast<char *>(nullptr));
     _exit(127);
   }
@@ -448,18 +448,18 @@ TEST_F(KillTest, AFullDiskStopsTheRunAtTheFirstFailedWrite) {
 
   // What was done is whole: the rest of the log ends as a run without a
   // limit.
-  Enter(demo / "bin");
+  scratch_.Enter("full/bin");
   ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
   int done = OwnCount() - ownBefore_;
   bool written = WriteLog(plan_, static_cast<size_t>(done));
   DbTerminate("A-Mantrel");
-  folder_.Leave();
+  scratch_.Leave();
   ASSERT_TRUE(written);
   EXPECT_GT(done, 0);
   EXPECT_LT(done, static_cast<int>(plan_.size()));
-  ASSERT_EQ(RunCommand(JobLine(demo)), 0);
+  ASSERT_EQ(RunCommand(RunLine(demo)), 0);
   fs::path ref = Copy("ref");
-  ASSERT_EQ(RunCommand(JobLine(ref)), 0);
+  ASSERT_EQ(RunCommand(RunLine(ref)), 0);
   EXPECT_TRUE(Dumps(demo) == Dumps(ref));
 }
 
