@@ -9,7 +9,7 @@ BUILD := build-san
 CMAKE_FLAGS += -DMANTREL_SANITIZE=ON
 endif
 
-.PHONY: all deps configure build demo test release clean
+.PHONY: all deps configure build demo test release package clean
 
 all: build
 
@@ -33,6 +33,10 @@ test: build
 release: deps
 	@cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 	@cmake --build build-release -j $(JOBS)
+
+# The Debian package of the programs, in $(BUILD)/ (docs/install.md).
+package: build
+	@cd $(BUILD) && cpack -G DEB
 
 clean:
 	rm -rf build build-san build-release demo

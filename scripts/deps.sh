@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs, when they are missing.
 set -euo pipefail
-pkgs=(cmake ninja-build g++ libgtest-dev nlohmann-json3-dev qt6-base-dev)
+# dpkg-dev and file let CPack work out the package's dependencies; python3
+# and man-db run the checks of the terminal and the installed layout.
+pkgs=(cmake ninja-build g++ libgtest-dev nlohmann-json3-dev qt6-base-dev
+  dpkg-dev file python3 man-db)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")

@@ -98,7 +98,9 @@ TEST_F(LogPrefsTest, ControlsShowTheOptionsAndAppendIsTheInverseOfReplace) {
   EXPECT_TRUE(gAtCreate.ticks[kLogPrefsDoubleNotes]);
   EXPECT_FALSE(gAtCreate.ticks[kLogPrefsIgnoreUniqueId]);
   EXPECT_FALSE(gAtCreate.uniqueIdVisible); // created hidden
-  EXPECT_EQ(gAtCreate.fields[kLogPrefsBackupDir], "\\work\\BACKUP");
+  // A folder of this system shows as Linux writes it; a relative stored
+  // path stays as stored.
+  EXPECT_EQ(gAtCreate.fields[kLogPrefsBackupDir], "/work/BACKUP");
   EXPECT_EQ(gAtCreate.fields[kLogPrefsStatistics], "..\\log\\a.rpt");
   EXPECT_EQ(gAtCreate.fields[kLogPrefsErrors], "..\\log\\a.err");
   EXPECT_EQ(gAtCreate.fields[kLogPrefsTextLog], "..\\log\\a.txt");
@@ -121,7 +123,7 @@ TEST_F(LogPrefsTest, ControlsShowTheOptionsAndAppendIsTheInverseOfReplace) {
 TEST_F(LogPrefsTest, OkStoresEveryControl) {
   Script("click 4\nclick 5\nclick 9\nclick 10\nclick 11\nclick 12\n"
          "click 21\n"
-         "set 7 \\tmp\\bk\n"
+         "set 7 /tmp/bk\n"
          "set 17 s.rpt\nset 18 e.err\nset 19 t.txt\n"
          "click 1\n");
   Open();
@@ -140,6 +142,7 @@ TEST_F(LogPrefsTest, OkStoresEveryControl) {
   EXPECT_EQ(RunOptions.KeepInOwnLog, 1);
   EXPECT_EQ(RunOptions.CheckDoubleNotes, 0);
   EXPECT_EQ(RunOptions.IgnoreUniqueId, 0);
+  // What is typed with slashes is stored with backslashes.
   EXPECT_STREQ(RunOptions.BackupDirectory, "\\tmp\\bk");
   EXPECT_STREQ(RunOptions.StatisticsFile, "s.rpt");
   EXPECT_STREQ(RunOptions.ErrorsFile, "e.err");

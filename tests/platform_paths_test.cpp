@@ -64,4 +64,22 @@ TEST_F(PathsTest, AbsolutePathsStayAbsolute) {
   EXPECT_EQ(real, (root_ / "data" / "Almanac").string());
 }
 
+// A dialog shows a folder of this system as Linux writes it; what a person
+// types goes back with backslashes.
+TEST(PathShown, LinuxFoldersShowWithSlashesStoredPathsKeepBackslashes) {
+  EXPECT_EQ(PlatPathShown("\\tmp\\demo\\BACKUP"), "/tmp/demo/BACKUP");
+  EXPECT_EQ(PlatPathShown("..\\log\\sample"), "..\\log\\sample");
+  EXPECT_EQ(PlatPathShown("\\\\server\\share"), "\\\\server\\share");
+  EXPECT_EQ(PlatPathShown("C:\\orvix\\bin"), "C:\\orvix\\bin");
+  EXPECT_EQ(PlatPathShown(""), "");
+  EXPECT_EQ(PlatPathShown(nullptr), "");
+  char out[16];
+  ASSERT_TRUE(PlatPathTyped("/tmp/bk", out, sizeof out));
+  EXPECT_STREQ(out, "\\tmp\\bk");
+  ASSERT_TRUE(PlatPathTyped("..\\log/x", out, sizeof out));
+  EXPECT_STREQ(out, "..\\log\\x");
+  EXPECT_FALSE(PlatPathTyped("/a/path/that/is/too/long", out, sizeof out));
+  EXPECT_STREQ(out, "");
+}
+
 } // namespace

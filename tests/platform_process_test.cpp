@@ -149,4 +149,37 @@ TEST_F(ProcessTest, TheViewerGetsTheAbsolutePathOfTheReport) {
   EXPECT_EQ(PlatStartViewer("..\\data\\none.txt"), kPlatErrNotFound);
 }
 
+// A machine with no desktop: no viewer is named, and xdg-open has no display
+// to show on. The report is printed instead, in UTF-8.
+TEST_F(ProcessTest, WithoutADesktopTheReportIsShownInTheTerminal) {
+  std::ofstream(root_ / "data" / "Report.txt") << "Caf\xE9 au lait";
+  std::string display = getenv("DISPLAY") ? getenv("DISPLAY") : "";
+  std::string wayland =
+      getenv("WAYLAND_DISPLAY") ? getenv("WAYLAND_DISPLAY") : "";
+  unsetenv("DISPLAY");
+  unsetenv("WAYLAND_DISPLAY");
+  unsetenv("MANTREL_VIEWER");
+  setenv("PAGER", "cat", 1); // standard output is no terminal: not used
+  EXPECT_TRUE(PlatNoViewer());
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(PlatStartViewer("..\\data\\report.txt"), kPlatOk);
+  std::string out = testing::internal::GetCapturedStdout();
+  unsetenv("PAGER");
+  std::string real = (root_ / "data" / "Report.txt").string();
+  EXPECT_EQ(out, "==== " + real + " ====\nCaf\xC3\xA9 au lait\n==== end of " +
+                     real + " ====\n");
+
+  // A named viewer is always used, display or not.
+  setenv("MANTREL_VIEWER", "true", 1);
+  EXPECT_FALSE(PlatNoViewer());
+  unsetenv("MANTREL_VIEWER");
+  StrCopy(PlatViewerProgram, "true");
+  EXPECT_FALSE(PlatNoViewer());
+  PlatViewerProgram[0] = '\0';
+  if (!display.empty())
+    setenv("DISPLAY", display.c_str(), 1);
+  if (!wayland.empty())
+    setenv("WAYLAND_DISPLAY", wayland.c_str(), 1);
+}
+
 } // namespace

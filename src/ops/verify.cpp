@@ -3,6 +3,7 @@
 #include "ops/chainlist.h"
 #include "ops/wordindex.h"
 #include "platform/strutil.h"
+#include "store/progress.h"
 #include "store/records.h"
 #include "store/store.h"
 
@@ -28,6 +29,18 @@ struct Checker {
   VerifyReport report;
   void *context;
   int faults = 0;
+  // The symptoms and both word tables are walked once each; the progress
+  // hook sees the records so far and may stop the check.
+  long walked = 0, toWalk = 0;
+  bool stopped = false;
+
+  // Counts one record of a walk; true when the walk is to stop.
+  bool Stop() {
+    if (!stopped && (++walked & 1023) == 0 &&
+        DbProgressTell("verify", walked, toWalk))
+      stopped = true;
+    return stopped;
+  }
 
   void Fault(const char *fmt, ...) __attribute__((format(printf, 2, 3))) {
     ++faults;
@@ -194,7 +207,8 @@ void CheckSymptoms(Checker &c, TblHandle symptoms, bool haveExtract,
   memset(&s, 0, sizeof s);
   s.CursorState = 0xff;
   std::vector<std::pair<uint16_t, uint16_t>> pairs;
-  for (int err = TblFindFullSymptom(symptoms, &s, 0, kFindFirst); err == 0;
+  for (int err = TblFindFullSymptom(symptoms, &s, 0, kFindFirst);
+       err == 0 && !c.Stop();
        err = TblFindFullSymptom(symptoms, &s, 0, kFindNext)) {
     SymptomKey k = KeyOf(s.Num, s.Sub);
     out->tree[k] = {s.ParentNum, s.ParentSub, s.Level, s.Chapter};
@@ -283,7 +297,8 @@ void CheckWords(Checker &c, TblHandle words, int lang,
   Word w;
   memset(&w, 0, sizeof w);
   w.CursorState = 0xff;
-  for (int err = TblFindFullWord(words, &w, 0, kFindFirst, nullptr); err == 0;
+  for (int err = TblFindFullWord(words, &w, 0, kFindFirst, nullptr);
+       err == 0 && !c.Stop();
        err = TblFindFullWord(words, &w, 0, kFindNext, nullptr)) {
     for (int i = 0;
          i < kListEntries - 1 && TblIsLastWordSymptom(&w.Entries[i]) != 2;
@@ -334,6 +349,9 @@ int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
   TblHandle notes = open("Note", TblOpenNote, false);
   TblHandle links = open("Link", TblOpenLink, false);
 
+  for (TblHandle h : {symptoms, word1, word2})
+    if (h != 0)
+      c.toWalk += DbCountEntries(h);
   ExtractEntries extractEntries;
   if (extract != 0) {
     extractEntries.reserve(static_cast<size_t>(DbCountEntries(extract)) * 256);
@@ -343,11 +361,13 @@ int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
   if (symptoms != 0) {
     SymptomTables found;
     CheckSymptoms(c, symptoms, extract != 0, extractEntries, &found);
-    ReportUnheld(c, extractEntries);
-    CheckTree(c, found.tree);
-    CheckNotesAndLinks(c, notes, links, found.tree);
+    if (!c.stopped) {
+      ReportUnheld(c, extractEntries);
+      CheckTree(c, found.tree);
+      CheckNotesAndLinks(c, notes, links, found.tree);
+    }
     TblHandle words[2] = {word1, word2};
-    for (int lang = 0; lang < 2; ++lang)
+    for (int lang = 0; lang < 2 && !c.stopped; ++lang)
       if (words[lang] != 0)
         CheckWords(c, words[lang], lang, found.texts[lang]);
   }
@@ -355,5 +375,5 @@ int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
   for (TblHandle h : {symptoms, extract, word1, word2, notes, links})
     if (h != 0)
       DbCloseFile(h);
-  return c.faults;
+  return c.stopped ? -1 : c.faults;
 }

@@ -29,6 +29,7 @@ typedef void (*VerifyReport)(const char *fault, void *context);
 // Link). The store must be started. Answers 0 when all agree, else the
 // number of faults; a table that cannot be opened is a fault (Note and Link
 // may be missing: a repertory gets them with its first note or link).
+// Answers -1 when the progress hook (store/progress.h) stopped the check.
 int VerifyRepertory(const char *folder, VerifyReport report, void *context);
 
 // At most this many faults are named; the count goes on beyond.

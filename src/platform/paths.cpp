@@ -116,3 +116,28 @@ bool PlatRealPath(const char *stored, std::string &real) {
   real = dir;
   return true;
 }
+
+std::string PlatPathShown(const char *stored) {
+  std::string s = stored != nullptr ? stored : "";
+  bool linuxFolder = s.size() >= 1 && (s[0] == '\\' || s[0] == '/') &&
+                     !(s.size() >= 2 && (s[1] == '\\' || s[1] == '/'));
+  if (linuxFolder)
+    for (char &c : s)
+      if (c == '\\')
+        c = '/';
+  return s;
+}
+
+bool PlatPathTyped(const char *typed, char *out, size_t cap) {
+  if (out == nullptr || cap == 0)
+    return false;
+  out[0] = '\0';
+  if (typed == nullptr)
+    return true;
+  size_t n = strlen(typed);
+  if (n + 1 > cap)
+    return false;
+  for (size_t i = 0; i <= n; ++i)
+    out[i] = typed[i] == '/' ? '\\' : typed[i];
+  return true;
+}

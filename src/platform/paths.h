@@ -19,3 +19,13 @@ inline constexpr size_t kPathMax =
 // Answers false when the path cannot be had: too long, an unmapped drive, or
 // an empty text. `real` is then left empty.
 bool PlatRealPath(const char *stored, std::string &real);
+
+// A stored path as a dialog shows it: a folder of this system given
+// absolutely (one leading backslash, as "\tmp\demo\BACKUP") is written with
+// slashes, as Linux writes it ("/tmp/demo/BACKUP"); relative paths, drive
+// paths and network paths ("\\server\share") are shown as stored.
+std::string PlatPathShown(const char *stored);
+// What a person typed into a path field, in stored form: slashes become
+// backslashes. Answers false when it does not fit in cap bytes (out is then
+// empty).
+bool PlatPathTyped(const char *typed, char *out, size_t cap);

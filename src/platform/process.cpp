@@ -1,5 +1,6 @@
 #include "platform/process.h"
 
+#include "platform/cp1252.h"
 #include "platform/files.h"
 #include "platform/paths.h"
 #include "platform/strutil.h"
@@ -8,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <signal.h>
 #include <spawn.h>
 #include <string>
@@ -149,7 +151,150 @@ bool ResolveProgram(const char *program, std::string &resolved,
   return true;
 }
 
+// True when a program of that name is found along PATH.
+bool OnPath(const char *name) {
+  const char *path = getenv("PATH");
+  std::string dirs = path != nullptr ? path : "/usr/bin:/bin";
+  size_t start = 0;
+  for (;;) {
+    size_t end = dirs.find(':', start);
+    std::string dir = dirs.substr(
+        start, end == std::string::npos ? std::string::npos : end - start);
+    std::string full = (dir.empty() ? std::string(".") : dir) + "/" + name;
+    if (access(full.c_str(), X_OK) == 0)
+      return true;
+    if (end == std::string::npos)
+      return false;
+    start = end + 1;
+  }
+}
+
+bool IsUtf8(const std::string &s) {
+  size_t i = 0;
+  while (i < s.size()) {
+    unsigned char c = static_cast<unsigned char>(s[i]);
+    // The number of continuation bytes the lead byte asks for.
+    size_t n = 0;
+    if (c >= 0x80) {
+      if ((c >> 5) == 6)
+        n = 1;
+      else if ((c >> 4) == 14)
+        n = 2;
+      else if ((c >> 3) == 30)
+        n = 3;
+      else
+        return false;
+      if (i + n >= s.size())
+        return false;
+    }
+    for (size_t k = 1; k <= n; ++k)
+      if ((static_cast<unsigned char>(s[i + k]) >> 6) != 2)
+        return false;
+    i += n + 1;
+  }
+  return true;
+}
+
+// Hands the text to the pager on its standard input and waits for it: it
+// holds the terminal until the person leaves it.
+bool Page(const char *pager, const std::string &text) {
+  std::vector<std::string> words = SplitWords(pager);
+  if (words.empty())
+    return false;
+  int fds[2];
+  if (pipe(fds) != 0)
+    return false;
+  std::vector<char *> argv;
+  for (std::string &w : words)
+    argv.push_back(w.data());
+  argv.push_back(nullptr);
+  posix_spawn_file_actions_t fa;
+  posix_spawn_file_actions_init(&fa);
+  posix_spawn_file_actions_adddup2(&fa, fds[0], 0);
+  posix_spawn_file_actions_addclose(&fa, fds[1]);
+  posix_spawnattr_t attr;
+  posix_spawnattr_init(&attr);
+  sigset_t all, none;
+  sigfillset(&all);
+  sigemptyset(&none);
+  posix_spawnattr_setsigdefault(&attr, &all);
+  posix_spawnattr_setsigmask(&attr, &none);
+  posix_spawnattr_setflags(&attr,
+                           POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+  pid_t pid = 0;
+  int rc = posix_spawnp(&pid, argv[0], &fa, &attr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&fa);
+  posix_spawnattr_destroy(&attr);
+  close(fds[0]);
+  if (rc != 0) {
+    close(fds[1]);
+    return false;
+  }
+  // A pager that quits early closes the pipe: no SIGPIPE for this process.
+  struct sigaction ign, old;
+  memset(&ign, 0, sizeof ign);
+  ign.sa_handler = SIG_IGN;
+  sigaction(SIGPIPE, &ign, &old);
+  size_t off = 0;
+  while (off < text.size()) {
+    ssize_t n = write(fds[1], text.data() + off, text.size() - off);
+    if (n < 0 && errno == EINTR)
+      continue;
+    if (n <= 0)
+      break;
+    off += static_cast<size_t>(n);
+  }
+  close(fds[1]);
+  sigaction(SIGPIPE, &old, nullptr);
+  int status;
+  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  }
+  return true;
+}
+
 } // namespace
+
+bool PlatNoViewer() {
+  if (PlatViewerProgram[0] != '\0')
+    return false;
+  const char *env = getenv("MANTREL_VIEWER");
+  if (env != nullptr && *env != '\0')
+    return false;
+  const char *x = getenv("DISPLAY"), *w = getenv("WAYLAND_DISPLAY");
+  bool display = (x != nullptr && *x != '\0') || (w != nullptr && *w != '\0');
+  return !display || !OnPath("xdg-open");
+}
+
+int PlatShowInTerminal(const char *file) {
+  FILE *f = fopen(file, "rb");
+  if (f == nullptr)
+    return Fail(kPlatErrNotFound, errno);
+  std::string text;
+  char buf[8192];
+  size_t n;
+  while ((n = fread(buf, 1, sizeof buf, f)) > 0)
+    text.append(buf, n);
+  fclose(f);
+  // Reports are code page 1252, the manual UTF-8; the terminal gets UTF-8.
+  if (!IsUtf8(text))
+    text = Cp1252ToUtf8(text);
+  if (!text.empty() && text.back() != '\n')
+    text += '\n';
+  const char *pager = getenv("PAGER");
+  if (isatty(STDOUT_FILENO) && pager != nullptr && *pager != '\0' &&
+      Page(pager, text)) {
+    PlatLastErrno = 0;
+    return kPlatOk;
+  }
+  std::string shown = std::filesystem::path(file).lexically_normal().string();
+  fflush(stdout);
+  printf("==== %s ====\n", shown.c_str());
+  fwrite(text.data(), 1, text.size(), stdout);
+  printf("==== end of %s ====\n", shown.c_str());
+  fflush(stdout);
+  PlatLastErrno = 0;
+  return kPlatOk;
+}
 
 int PlatReapChildren() {
   int collected = 0;
@@ -211,6 +356,10 @@ int PlatStartViewer(const char *storedPath) {
   struct stat st;
   if (stat(file.c_str(), &st) != 0)
     return Fail(kPlatErrNotFound, errno);
+  // A machine without a desktop (a server, a container) shows the file in
+  // the terminal instead.
+  if (PlatNoViewer())
+    return PlatShowInTerminal(file.c_str());
   const char *viewer = PlatViewerProgram;
   if (*viewer == '\0') {
     const char *env = getenv("MANTREL_VIEWER");

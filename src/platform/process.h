@@ -39,8 +39,18 @@ int PlatStartScript(const char *script, const char *const *args, bool wait,
 
 // Shows a text file (stored path) in the viewer without waiting. The file is
 // handed over as an absolute path, so the viewer may run from any folder.
+// Where no viewer is named and none can be had (PlatNoViewer), the file is
+// shown in the terminal instead (PlatShowInTerminal).
 int PlatStartViewer(const char *storedPath);
 
+// True when neither PlatViewerProgram nor MANTREL_VIEWER names a viewer and
+// xdg-open cannot show one: no display, or no xdg-open along PATH.
+bool PlatNoViewer();
+// Shows a file (a real path) in the terminal: through $PAGER, waiting for
+// it, when standard output is a terminal and PAGER is set; else printed on
+// standard output between two marker lines. A text that is no UTF-8 is
+// taken as code page 1252 and converted.
+int PlatShowInTerminal(const char *file);
 // Starts `program` without waiting and keeps it in view: the child is not
 // collected by PlatReapChildren but by PlatChildEnded, so that its caller
 // learns when and how it ended. *child identifies it.

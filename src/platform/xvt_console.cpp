@@ -5,11 +5,19 @@
 // is asked: everything is answered as Enter would. A window that draws (the
 // Progress window) shows as one line: on a terminal it is redrawn in place,
 // elsewhere one line is written for each tenth of the bar.
+//
+// Texts are code page 1252 inside; the terminal gets them in its own
+// encoding (UTF-8 unless the locale names an 8-bit code page), and what is
+// typed comes back to code page 1252. `help` or `?` lists the action words
+// of what waits.
+#include "platform/cp1252.h"
 #include "platform/strutil.h"
 #include "platform/xvt_internal.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <map>
 #include <poll.h>
 #include <strings.h>
@@ -18,6 +26,30 @@
 int XvtConsoleInFd = 0;
 FILE *XvtConsoleOut = nullptr;
 int XvtConsoleInteractive = -1;
+int XvtTerminalUtf8Mode = -1;
+
+bool XvtTerminalUtf8() {
+  if (XvtTerminalUtf8Mode < 0) {
+    const char *locale = nullptr;
+    for (const char *name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+      const char *v = getenv(name);
+      if (v != nullptr && *v != '\0') {
+        locale = v;
+        break;
+      }
+    }
+    XvtTerminalUtf8Mode = 1;
+    if (locale != nullptr)
+      for (const char *eight : {"8859", "latin", "1252"})
+        if (strcasestr(locale, eight) != nullptr)
+          XvtTerminalUtf8Mode = 0;
+  }
+  return XvtTerminalUtf8Mode != 0;
+}
+
+std::string XvtTerminalText(const std::string &cp1252) {
+  return XvtTerminalUtf8() ? Cp1252ToUtf8(cp1252) : cp1252;
+}
 
 namespace {
 
@@ -35,6 +67,11 @@ struct BarLog {
 };
 std::map<WINDOW, BarLog> gBars;
 std::string gLastBar; // the progress line shown last
+// The box the last lines were tried on, and how many it could not use.
+std::string gBoxText;
+int gBoxRejects = 0;
+std::string gBoxButtons;      // "[1 OK] [2 Cancel]"
+bool gSaidUnattended = false; // once while the backend runs
 
 FILE *Out() {
   return XvtConsoleOut != nullptr ? XvtConsoleOut : stderr;
@@ -47,9 +84,9 @@ void EndBarLine() {
   }
 }
 
-// Texts are code page 1252; they go to the terminal as they are.
+// Texts are code page 1252; they go to the terminal in its encoding.
 void Put(const std::string &s) {
-  fputs(s.c_str(), Out());
+  fputs(XvtTerminalText(s).c_str(), Out());
 }
 
 std::string Plain(const char *text) {
@@ -95,6 +132,8 @@ int ReadLine(int block, std::string &line) {
       gIn.erase(0, nl == std::string::npos ? cut : cut + 1);
       while (!line.empty() && line.back() == '\r')
         line.pop_back();
+      if (XvtTerminalUtf8())
+        line = Utf8ToCp1252(line);
       return 1;
     }
     if (gEof)
@@ -163,8 +202,74 @@ void ShowWindow(WINDOW win) {
   }
 }
 
+std::string Buttons(const XvtWait *w) {
+  std::string b;
+  for (int i = 0; i < w->nbuttons; ++i) {
+    char one[160];
+    StrFormat(one, "%s[%d %s]", i ? " " : "", i + 1,
+              Plain(w->button[i]).c_str());
+    b += one;
+  }
+  return b;
+}
+
+// The action words that fit what waits, for `help` and `?`.
+void ShowHelp(const XvtWait *w) {
+  switch (w->kind) {
+  case XVT_WAIT_MENU:
+    Put("At the menu, type:\n"
+        "  N                  the menu command numbered N above\n"
+        "  exit               File Exit\n"
+        "  quit               ends the program as closing its window would\n"
+        "  help or ?          this list and the menu again\n");
+    break;
+  case XVT_WAIT_WINDOW:
+    Put("In a window, type:\n"
+        "  click N            presses button N, ticks check box N\n"
+        "  dclick N           a double click in list N\n"
+        "  select N ROW...    selects rows of list N (from 0)\n"
+        "  set N TEXT         types TEXT into field N\n"
+        "  key esc|enter|N    a key to the window\n"
+        "  enter, or Enter    the default button\n"
+        "  close              the window's close box\n"
+        "  help or ?          this list and the window again\n");
+    break;
+  case XVT_WAIT_BOX:
+    Put("This box waits for one of its buttons: " + Buttons(w) +
+        "\n"
+        "  Enter              the first button\n"
+        "  N or a word        the button of that number or text (ok, cancel,\n"
+        "                     yes, no)\n");
+    break;
+  case XVT_WAIT_STRING:
+    Put("This prompt waits for a text:\n"
+        "  TEXT               answers with TEXT\n"
+        "  Enter              keeps the text shown in brackets\n"
+        "  cancel             no answer\n");
+    break;
+  case XVT_WAIT_OPEN:
+  case XVT_WAIT_SAVE:
+  case XVT_WAIT_FOLDER:
+    Put("This chooser waits for a path:\n"
+        "  PATH               a file or folder, from the folder shown\n"
+        "  Enter or cancel    nothing chosen\n");
+    break;
+  case XVT_WAIT_POLL:
+    Put("While a job runs, type:\n"
+        "  esc                cancels it (so does Ctrl-C)\n"
+        "  click N, set N TEXT, select N ROW..., key esc|enter|N, close\n"
+        "                     act on the window in front\n");
+    break;
+  default:
+    break;
+  }
+  Put("During a job: esc then Enter (or Ctrl-C) cancels it.\n");
+}
+
 void ShowWait(const XvtWait *w) {
   EndBarLine();
+  if (w->kind != XVT_WAIT_BOX)
+    gBoxText.clear();
   switch (w->kind) {
   case XVT_WAIT_MENU:
     if (gDirty || gShown != w->win) {
@@ -186,12 +291,11 @@ void ShowWait(const XvtWait *w) {
     Put("> ");
     break;
   case XVT_WAIT_BOX: {
-    std::string b;
-    for (int i = 0; i < w->nbuttons; ++i) {
-      char one[160];
-      StrFormat(one, "%s[%d %s]", i ? " " : "", i + 1,
-                Plain(w->button[i]).c_str());
-      b += one;
+    std::string b = Buttons(w);
+    if (gBoxText != w->text || gBoxButtons != b) {
+      gBoxText = w->text;
+      gBoxButtons = b;
+      gBoxRejects = 0;
     }
     Put("  " + b + " > ");
     break;
@@ -242,6 +346,16 @@ bool HasWordPrefix(const std::string &line, const char *word) {
 }
 
 int ConsoleNext(const XvtWait *w, int block, XvtAction *a) {
+  if (!gPerson && !gEof && block && !gSaidUnattended) {
+    // Said once, on standard error, so that a log of the run shows it.
+    gSaidUnattended = true;
+    fputs("mantrel: standard input is not a terminal, so no one is asked: "
+          "every window and box takes its default answer. To script the "
+          "answers, write the action lines into a file and set "
+          "MANTREL_SCRIPT=FILE (mantrel --help lists the action words).\n",
+          stderr);
+    fflush(stderr);
+  }
   if (!gPerson || gEof)
     return 0;
   std::string line;
@@ -255,6 +369,11 @@ int ConsoleNext(const XvtWait *w, int block, XvtAction *a) {
       a->kind = XVT_ACT_KEY;
       a->num = K_ESC;
       return 1;
+    }
+    if (line == "?" || strcasecmp(line.c_str(), "help") == 0) {
+      EndBarLine();
+      ShowHelp(w);
+      return 0;
     }
     if (XvtParseAction(line.c_str(), a, why, sizeof why) != 0) {
       Put(std::string("? ") + why + "\n");
@@ -274,7 +393,8 @@ int ConsoleNext(const XvtWait *w, int block, XvtAction *a) {
     }
     size_t b = line.find_first_not_of(" \t");
     line = b == std::string::npos ? "" : line.substr(b);
-    if (line == "?") {
+    if (line == "?" || strcasecmp(line.c_str(), "help") == 0) {
+      ShowHelp(w);
       gDirty = true;
       continue;
     }
@@ -318,6 +438,19 @@ void ConsoleReject(const XvtAction *a, const char *why) {
   (void)a;
   EndBarLine();
   Put(std::string("? ") + why + "\n");
+  // A box that came up while the person typed ahead takes those lines one
+  // by one: after the first it cannot use, say what it waits for.
+  if (a->kind == XVT_ACT_ANSWER && !gBoxText.empty() && gBoxRejects++ == 0) {
+    std::string text = gBoxText;
+    for (char &c : text)
+      if (c == '\n' || c == '\r')
+        c = ' ';
+    if (text.size() > 200)
+      text = text.substr(0, 197) + "...";
+    Put("  The box \"" + text + "\" waits for an answer: " + gBoxButtons +
+        ". Press Enter for the first button, or type a button's number or "
+        "word; lines typed ahead are tried on the box one by one.\n");
+  }
   fflush(Out());
 }
 
@@ -411,6 +544,9 @@ void ConsoleStart() {
   gDirty = true;
   gShown = NULL_WIN;
   gBars.clear();
+  gBoxText.clear();
+  gBoxRejects = 0;
+  gSaidUnattended = false;
 }
 
 void ConsoleStop() {

@@ -27,14 +27,15 @@ std::vector<DIRECTORY> gSaved;
 
 // One line on standard error: line ends inside the text become blanks, so
 // that a run with no one watching leaves one line per box.
+// The text goes in the terminal's encoding, as the console writes it.
 void Trace(const char *tag, const char *text, const char *tail) {
-  fputs(tag, stderr);
-  fputs(": ", stderr);
+  std::string line = std::string(tag) + ": ";
   for (const char *p = text; *p != '\0'; ++p)
-    fputc(*p == '\n' || *p == '\r' ? ' ' : *p, stderr);
+    line += *p == '\n' || *p == '\r' ? ' ' : *p;
   if (tail != nullptr)
-    fputs(tail, stderr);
-  fputc('\n', stderr);
+    line += tail;
+  line = XvtTerminalText(line) + "\n";
+  fputs(line.c_str(), stderr);
   fflush(stderr);
 }
 
@@ -350,7 +351,7 @@ char *xvt_dm_post_string_prompt(const char *prompt, char *response, int size) {
 
 void xvt_dm_post_message(const char *caption, const char *text) {
   (void)caption;
-  fputs(text ? text : "", stdout);
+  fputs(XvtTerminalText(text ? text : "").c_str(), stdout);
   fputc('\n', stdout);
   fflush(stdout);
   ShowBox(XVT_BOX_MESSAGE, text ? text : "");

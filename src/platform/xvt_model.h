@@ -197,6 +197,15 @@ extern int XvtConsoleInFd;
 extern FILE *XvtConsoleOut;
 extern int XvtConsoleInteractive;
 
+// The terminal's encoding, for everything written to or read from it:
+// 1 UTF-8, 0 an 8-bit code page that shows code page 1252 as it is. -1 (the
+// start) decides on first need from LC_ALL, LC_CTYPE or LANG, the first
+// that is set: UTF-8 unless it names ISO-8859, Latin or CP1252.
+extern int XvtTerminalUtf8Mode;
+bool XvtTerminalUtf8();
+// A text of code page 1252 as the terminal is to get it.
+std::string XvtTerminalText(const std::string &cp1252);
+
 // Scripted backend: where the script stands. Line 0 before the first.
 extern int XvtScriptLine;
 // Nonzero once the script has run out or was stopped by a bad line.

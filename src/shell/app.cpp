@@ -56,6 +56,51 @@ const char *const kHelpLines[] = {
     "/? \t\t\t\t\t\t\t: See this help",
 };
 
+// Verbs whose drivers this version does not have: they say so when called.
+// A verb that gets its driver leaves this list, and `mantrel --help` follows.
+const char *const kVerbsNotBuilt[] = {
+    "/AUTREM", "/BUILD", "/NOTES", "/UPGRADERESET", "/UPGRADE", "/UPGRADEASSOC",
+};
+
+// What `mantrel --help` adds to the "/?" text for a person at a Linux
+// terminal.
+const char *const kLinuxHelp = R"(
+
+On Linux also:
+  --help, -h         this text
+  --version          the program's version
+
+Mantrel runs from the bin folder of an installation (the folder that holds
+orvix.ini); `mkdemo FOLDER` makes a demonstration installation to try it.
+Stored paths keep their backslashes: quote them in the shell.
+
+Environment variables:
+  MANTREL_UI=console|scripted|qt
+                     the user interface; by default the desktop window when
+                     a display is there, else the terminal
+  MANTREL_SCRIPT=FILE
+                     answers every window from the action lines in FILE;
+                     no one is asked
+  MANTREL_VIEWER=PROGRAM
+                     shows reports and help (default xdg-open; without it
+                     $PAGER or the terminal)
+  MANTREL_DRIVE_x=FOLDER
+                     the folder that stands for drive x: in stored paths,
+                     e.g. MANTREL_DRIVE_C=/mnt/c
+
+Action words, for a MANTREL_SCRIPT file and at the terminal (type help there):
+  menu N, exit, quit, click N, dclick N, select N ROW..., set N TEXT,
+  key esc|enter|N, enter, close, answer WORD, text TEXT, file PATH,
+  folder PATH, cancel, wait N
+
+Other programs:
+  tbltool            dumps, loads, checks and rebuilds a table; checks a
+                     repertory (tbltool --help)
+  mkdemo [FOLDER]    builds the demonstration installation
+  the copy program named by BackupApp in orvix.ini copies the files of a
+                     backup or a restore
+)";
+
 // A word of the command line, or the empty text past the end.
 const char *Arg(int i) {
   return i < ArgCount ? ArgValues[i] : "";
@@ -117,6 +162,18 @@ const char *AppHelpText() {
   return text;
 }
 
+std::string AppLongHelpText() {
+  std::string text = AppHelpText();
+  text += kLinuxHelp;
+  std::string missing;
+  for (const char *verb : kVerbsNotBuilt)
+    missing += std::string(missing.empty() ? "" : ", ") + verb;
+  if (!missing.empty())
+    text += "\nNot built in this version (they say so when called):\n  " +
+            missing + "\n";
+  return text;
+}
+
 void AppTerminate() {
   if (AppTerminated)
     return;
@@ -148,10 +205,25 @@ void AppInitialize() {
                            OrvixError);
 
   MsgTable = MsgOpen(MessageCatalogName, 1, 1);
-  if (OrvixError != 0)
+  if (OrvixError != 0) {
+    // The box keeps its text; a person at a terminal also learns where the
+    // program looked and how it is meant to start.
+    int error = OrvixError;
+    char cwd[kArgPathSize] = "";
+    DIRECTORY here;
+    if (xvt_fsys_get_dir(&here))
+      StrCopy(cwd, here.path);
+    fprintf(stderr,
+            "mantrel: no message table '%s' (H-%d) from the folder %s. "
+            "Mantrel runs from the bin folder of an installation; "
+            "`mkdemo FOLDER` makes one to try it.\n",
+            MessageCatalogName, error, cwd);
+    fflush(stderr);
+    OrvixError = error;
     xvt_dm_post_fatal_exit(
         "Can't open Messages table '%s' ( see orvix.ini ) ( H-%d ) ",
         MessageCatalogName, OrvixError);
+  }
 
   // The start-up picture stays up while the menu and the orders are made.
   char picture[kArgPathSize];
@@ -274,8 +346,7 @@ int AppMain(int argc, char **argv) {
   // they can never be taken for a network base.
   if (argc >= 2 &&
       (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
-    fputs(AppHelpText(), stdout);
-    fputc('\n', stdout);
+    fputs(AppLongHelpText().c_str(), stdout);
     return 0;
   }
   if (argc >= 2 && strcmp(argv[1], "--version") == 0) {

@@ -8,6 +8,7 @@
 #include "store/store.h"
 
 #include <cstdint>
+#include <string>
 
 inline constexpr const char *kAppName = "A-Mantrel";
 inline constexpr const char *kAppVersion = "10.5";
@@ -26,6 +27,9 @@ extern WINDOW TransferDialog;
 
 // The text of "/?", built once.
 const char *AppHelpText();
+// `mantrel --help`: the "/?" text, then the environment variables, the
+// action words, the other programs and the verbs this version lacks.
+std::string AppLongHelpText();
 
 int AppMain(int argc, char **argv);
 long AppTaskEvent(WINDOW win, EVENT *ev);

@@ -3,6 +3,7 @@
 #include "backup/backup.h"
 #include "logrun/logrun.h"
 #include "logrun/runstart.h"
+#include "platform/paths.h"
 #include "platform/strutil.h"
 #include "services/help.h"
 #include "services/messages.h"
@@ -94,29 +95,40 @@ void ReadField(WINDOW win, int id, char *out, size_t cap) {
     text[0] = '\0';
   StrCopy(out, cap, text);
 }
+// Path fields show a folder of this system as Linux writes it; what comes
+// back is stored with backslashes.
+void SetPathField(WINDOW win, int id, const char *stored) {
+  SetField(win, id, PlatPathShown(stored).c_str());
+}
+void ReadPathField(WINDOW win, int id, char *out, size_t cap) {
+  char text[kFieldLimit];
+  ReadField(win, id, text, sizeof text);
+  if (!PlatPathTyped(text, out, cap))
+    StrCopy(out, cap, text);
+}
 
 void LogPrefsCreate(WINDOW win) {
   DlgLoadTexts(win, TextTableLogPrefs);
   SetField(win, kLogPrefsLeadIn, MsgText(5632));
   SetTick(win, kLogPrefsBackupLog, RunOptions.BackupLog != 0);
   SetTick(win, kLogPrefsBackupRep, RunOptions.BackupRepertory != 0);
-  SetField(win, kLogPrefsBackupDir, RunOptions.BackupDirectory);
+  SetPathField(win, kLogPrefsBackupDir, RunOptions.BackupDirectory);
   SetTick(win, kLogPrefsSameLanguage, RunOptions.SameLanguage != 0);
   SetTick(win, kLogPrefsAddMissing, RunOptions.AddMissing != 0);
   SetTick(win, kLogPrefsAppendNotes, RunOptions.ReplaceNotes == 0);
   SetTick(win, kLogPrefsKeepOwnLog, RunOptions.KeepInOwnLog != 0);
   SetTick(win, kLogPrefsDoubleNotes, RunOptions.CheckDoubleNotes != 0);
   SetTick(win, kLogPrefsIgnoreUniqueId, RunOptions.IgnoreUniqueId != 0);
-  SetField(win, kLogPrefsStatistics, RunOptions.StatisticsFile);
-  SetField(win, kLogPrefsErrors, RunOptions.ErrorsFile);
-  SetField(win, kLogPrefsTextLog, RunOptions.TextLogFile);
+  SetPathField(win, kLogPrefsStatistics, RunOptions.StatisticsFile);
+  SetPathField(win, kLogPrefsErrors, RunOptions.ErrorsFile);
+  SetPathField(win, kLogPrefsTextLog, RunOptions.TextLogFile);
 }
 
 void LogPrefsStore(WINDOW win) {
   RunOptions.BackupLog = Tick(win, kLogPrefsBackupLog);
   RunOptions.BackupRepertory = Tick(win, kLogPrefsBackupRep);
-  ReadField(win, kLogPrefsBackupDir, RunOptions.BackupDirectory,
-            sizeof RunOptions.BackupDirectory);
+  ReadPathField(win, kLogPrefsBackupDir, RunOptions.BackupDirectory,
+                sizeof RunOptions.BackupDirectory);
   RunOptions.SameLanguage =
       static_cast<uint8_t>(Tick(win, kLogPrefsSameLanguage));
   RunOptions.AddMissing = static_cast<uint8_t>(Tick(win, kLogPrefsAddMissing));
@@ -125,19 +137,19 @@ void LogPrefsStore(WINDOW win) {
   RunOptions.KeepInOwnLog = Tick(win, kLogPrefsKeepOwnLog);
   RunOptions.CheckDoubleNotes = Tick(win, kLogPrefsDoubleNotes);
   RunOptions.IgnoreUniqueId = Tick(win, kLogPrefsIgnoreUniqueId);
-  ReadField(win, kLogPrefsStatistics, RunOptions.StatisticsFile,
-            sizeof RunOptions.StatisticsFile);
-  ReadField(win, kLogPrefsErrors, RunOptions.ErrorsFile,
-            sizeof RunOptions.ErrorsFile);
-  ReadField(win, kLogPrefsTextLog, RunOptions.TextLogFile,
-            sizeof RunOptions.TextLogFile);
+  ReadPathField(win, kLogPrefsStatistics, RunOptions.StatisticsFile,
+                sizeof RunOptions.StatisticsFile);
+  ReadPathField(win, kLogPrefsErrors, RunOptions.ErrorsFile,
+                sizeof RunOptions.ErrorsFile);
+  ReadPathField(win, kLogPrefsTextLog, RunOptions.TextLogFile,
+                sizeof RunOptions.TextLogFile);
 }
 
 void ChooseBackupFolder(WINDOW win) {
   char chosen[kRunPathSize] = "";
   if (xvt_dm_post_folder(MsgText(5601), chosen, sizeof chosen) == FL_OK &&
       chosen[0] != '\0')
-    SetField(win, kLogPrefsBackupDir, chosen);
+    SetPathField(win, kLogPrefsBackupDir, chosen);
 }
 
 // A report's name: a file chooser in the log's folder.
@@ -155,7 +167,7 @@ void ChooseReport(WINDOW win, int field, int message) {
     return;
   char path[kRunPathSize];
   PathOfFileSpec(&spec, path, sizeof path);
-  SetField(win, field, path);
+  SetPathField(win, field, path);
 }
 
 void ToggleTick(WINDOW win, int id) {

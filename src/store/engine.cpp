@@ -19,6 +19,7 @@
 #include "store/crc.h"
 #include "store/index.h"
 #include "store/journal.h"
+#include "store/progress.h"
 
 #include <algorithm>
 #include <cassert>
@@ -1268,9 +1269,17 @@ int CompactAndIndex(Table &t) {
   uint32_t newRid = 0;
   std::vector<uint8_t> fr;
   uint8_t kb[kStoreMaxSlots * (kStoreMaxKey + 1)];
+  bool stopped = false;
   for (uint32_t rid = 1; rid < t.slots.size(); ++rid) {
     if (t.slots[rid] == 0)
       continue;
+    // Every 4096 records the progress hook may stop the rebuild; the new
+    // files are then removed and the table stays as it was.
+    if ((newRid & 4095) == 0 &&
+        DbProgressTell("rebuild", newRid, static_cast<long>(t.liveCount))) {
+      stopped = true;
+      break;
+    }
     FrameView fv;
     if (ReadFrame(t, t.slots[rid], fv) != 0)
       continue; // damaged since it was indexed: it cannot be kept
@@ -1312,8 +1321,8 @@ int CompactAndIndex(Table &t) {
     w.put(meta, sizeof meta);
   }
   w.flush();
-  int err = 0;
-  if (!w.ok || fsync(fd) != 0)
+  int err = stopped ? kErrStopped : 0;
+  if (err == 0 && (!w.ok || fsync(fd) != 0))
     err = ErrnoToError(errno);
   if (err == 0) {
     n->fileSize = w.off;

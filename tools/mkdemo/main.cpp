@@ -2,7 +2,8 @@
 //
 // Builds the demonstration installation in FOLDER ("demo" by default) from
 // the text sources in DIR (by default data/demo of the working copy that
-// holds this program). The folder must be new, empty, or an installation
+// holds this program, or share/mantrel/demo of the installation it was
+// installed into). The folder must be new, empty, or an installation
 // that mkdemo made before: the marker file at its root says so, and is
 // looked at before anything is deleted.
 #include "mkdemo.h"
@@ -29,7 +30,8 @@ int Usage() {
   return 2;
 }
 
-// data/demo beside the program's build folder, or in the current folder.
+// data/demo in the current folder or above the program's build folder, or
+// share/mantrel/demo beside the folder of an installed program.
 fs::path DefaultSources(const char *argv0) {
   std::error_code ec;
   if (fs::is_directory("data/demo", ec))
@@ -37,6 +39,9 @@ fs::path DefaultSources(const char *argv0) {
   fs::path exe = fs::canonical("/proc/self/exe", ec);
   if (ec)
     exe = fs::absolute(argv0, ec);
+  fs::path installed = exe.parent_path().parent_path() / "share" / "mantrel";
+  if (fs::is_directory(installed / "demo", ec))
+    return installed / "demo";
   for (fs::path p = exe.parent_path(); !p.empty() && p != p.root_path();
        p = p.parent_path())
     if (fs::is_directory(p / "data" / "demo", ec))

@@ -9,18 +9,98 @@
 //
 // PATH is a table's path without extension, as the installation stores it
 // (backslashes allowed, letter case free). Exit 0 on success, 1 on a fault
-// or failure, 2 on a wrong command line.
+// or failure, 2 on a wrong command line, 130 when Ctrl-C stopped the work.
+//
+// load, rebuild, check and verify show a progress line while they run when
+// standard output is a terminal. Ctrl-C stops them at their next report of
+// progress; load and rebuild write their new files beside the table and
+// rename them only at the end, so a stopped command leaves the table as it
+// was. A second Ctrl-C ends the program at once.
 #include "ops/verify.h"
 #include "platform/cp1252.h"
+#include "store/progress.h"
 #include "store/store.h"
 #include "tbljson.h"
 
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <unistd.h>
 
 namespace {
 
 constexpr const char *kModule = "A-Mantrel";
+constexpr int kExitStopped = 130;
+
+volatile sig_atomic_t Interrupted = 0;
+bool ShowProgress = false;   // standard output is a terminal
+bool ProgressOnLine = false; // a progress line stands without its line end
+const char *ProgressSubject = "";
+double ProgressLastShown = -1;
+
+void OnInterrupt(int) {
+  Interrupted = 1;
+}
+
+// Ctrl-C asks the work to stop; SA_RESETHAND gives the second one its
+// usual meaning.
+void CatchInterrupt() {
+  struct sigaction sa;
+  memset(&sa, 0, sizeof sa);
+  sa.sa_handler = OnInterrupt;
+  sa.sa_flags = SA_RESETHAND;
+  sigemptyset(&sa.sa_mask);
+  sigaction(SIGINT, &sa, nullptr);
+}
+
+double Seconds() {
+  struct timespec ts;
+  clock_gettime(CLOCK_MONOTONIC, &ts);
+  return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) / 1e9;
+}
+
+void ClearProgress() {
+  if (ProgressOnLine) {
+    fputs("\r\033[K", stdout);
+    fflush(stdout);
+    ProgressOnLine = false;
+  }
+}
+
+// The store's progress hook: one line, redrawn in place at most ten times a
+// second, and the answer whether Ctrl-C asked to stop.
+int Progress(const char *what, long done, long total) {
+  if (ShowProgress) {
+    double now = Seconds();
+    if (now - ProgressLastShown >= 0.1) {
+      ProgressLastShown = now;
+      if (total > 0)
+        printf("\r\033[K%s %s: %ld of %ld records (%ld%%)", what,
+               ProgressSubject, done, total,
+               done >= total ? 100L : done * 100 / total);
+      else
+        printf("\r\033[K%s %s: %ld records", what, ProgressSubject, done);
+      fflush(stdout);
+      ProgressOnLine = true;
+    }
+  }
+  return Interrupted ? 1 : 0;
+}
+
+void StartProgress(const char *subject) {
+  ProgressSubject = subject;
+  ShowProgress = isatty(STDOUT_FILENO) != 0;
+  DbProgressHook = Progress;
+  CatchInterrupt();
+}
+
+int Stopped(const char *path) {
+  ClearProgress();
+  fprintf(stderr, "tbltool: interrupted; %s is as it was\n", path);
+  return kExitStopped;
+}
 
 void Usage(FILE *out) {
   fprintf(out, "usage: tbltool dump|load|check|rebuild|stat KIND PATH [FILE]\n"
@@ -50,9 +130,13 @@ int Run(const char *verb, const TjFamily *fam, const char *path,
       }
     }
     char msg[1024];
+    StartProgress(path);
     int err = TjLoad(fam, path, in, msg, sizeof msg);
+    ClearProgress();
     if (in != stdin)
       fclose(in);
+    if (err == kErrStopped)
+      return Stopped(path);
     if (err != 0) {
       fprintf(stderr, "tbltool: load of %s refused (%d): %s\n", path, err, msg);
       return 1;
@@ -61,7 +145,22 @@ int Run(const char *verb, const TjFamily *fam, const char *path,
   }
   if (strcmp(verb, "check") == 0) {
     long faults = 0;
-    if (TjCheck(fam, path, stdout, &faults) != 0) {
+    StartProgress(path);
+    // While the progress line stands, the faults are kept and printed after
+    // it, so that the two do not share a line.
+    char *kept = nullptr;
+    size_t keptSize = 0;
+    FILE *report = ShowProgress ? open_memstream(&kept, &keptSize) : nullptr;
+    int err = TjCheck(fam, path, report != nullptr ? report : stdout, &faults);
+    ClearProgress();
+    if (report != nullptr) {
+      fclose(report);
+      fputs(kept, stdout);
+      free(kept);
+    }
+    if (err == kErrStopped)
+      return Stopped(path);
+    if (err != 0) {
       fprintf(stderr, "tbltool: check of %s could not run (%d)\n", path,
               OrvixError);
       return 1;
@@ -70,7 +169,12 @@ int Run(const char *verb, const TjFamily *fam, const char *path,
     return faults == 0 ? 0 : 1;
   }
   if (strcmp(verb, "rebuild") == 0) {
-    if (TjRebuild(fam, path) != 0) {
+    StartProgress(path);
+    int err = TjRebuild(fam, path);
+    ClearProgress();
+    if (err == kErrStopped)
+      return Stopped(path);
+    if (err != 0) {
       fprintf(stderr, "tbltool: rebuild of %s failed (%d)\n", path, OrvixError);
       return 1;
     }
@@ -104,6 +208,7 @@ void TellMended() {
 }
 
 void PrintFault(const char *fault, void *) {
+  ClearProgress();
   printf("fault: %s\n", Cp1252ToUtf8(fault).c_str());
 }
 
@@ -113,9 +218,13 @@ int Verify(const char *folder) {
     fprintf(stderr, "tbltool: the store does not start (%d)\n", OrvixError);
     return 1;
   }
+  StartProgress(folder);
   int faults = VerifyRepertory(folder, PrintFault, nullptr);
+  ClearProgress();
   TellMended();
   DbTerminate(kModule);
+  if (faults < 0)
+    return Stopped(folder);
   if (faults > kVerifyMaxReported)
     printf("... %d faults in all\n", faults);
   printf("%s: %s\n", folder, faults == 0 ? "consistent" : "faults found");

@@ -11,6 +11,7 @@
 #include "store/codec.h"
 #include "store/engine.h"
 #include "store/families.h"
+#include "store/progress.h"
 
 #include <nlohmann/json.hpp>
 
@@ -853,7 +854,13 @@ int TjLoad(const TjFamily *fam, const char *path, FILE *in, char *msg,
   TjRecord rec;
   RecordGuard guard{rec};
   char why[512];
+  const long lineCount = static_cast<long>(lines.size());
   for (size_t i = 0; i < lines.size(); ++i) {
+    if ((i & 4095) == 0 &&
+        DbProgressTell("read", static_cast<long>(i), lineCount)) {
+      StrCopy(msg, cap, "stopped; nothing was written");
+      return OrvixError = kErrStopped;
+    }
     json j = json::parse(lines[i], nullptr, false);
     bool ok;
     if (j.is_discarded()) {
@@ -913,6 +920,12 @@ int TjLoad(const TjFamily *fam, const char *path, FILE *in, char *msg,
   }
   int err = 0;
   for (size_t i = 0; i < lines.size() && err == 0; ++i) {
+    if ((i & 4095) == 0 &&
+        DbProgressTell("load", static_cast<long>(i), lineCount)) {
+      err = kErrStopped;
+      StrCopy(msg, cap, "stopped; nothing was written");
+      break;
+    }
     json j = json::parse(lines[i], nullptr, false);
     if (IsResourceLine(j)) {
       Resource r;
@@ -990,12 +1003,23 @@ struct FaultLog {
 
 constexpr long kFaultsShownPerWalk = 10;
 
+// The records a check has visited, over all its walks, for the progress
+// hook; a stop answers kErrStopped from the walk that sees it.
+struct CheckProgress {
+  long done = 0;
+  long total = -1;
+  bool Stop() {
+    return (++done & 4095) == 0 && DbProgressTell("check", done, total);
+  }
+};
+
 // Walks one key in one direction; checks order, counts, collects the
 // primary key of each record. Answers 0 or the store error that ended the
 // walk early.
 int WalkKey(const TjFamily *fam, TblHandle h, const StoreKeyDesc &key,
             const StoreKeyDesc &primary, bool forward, TjRecord &rec,
-            std::vector<std::string> &blobs, FaultLog &log) {
+            std::vector<std::string> &blobs, FaultLog &log,
+            CheckProgress &progress) {
   blobs.clear();
   std::vector<uint8_t> prev(fam->store->recSize, 0);
   bool havePrev = false;
@@ -1005,6 +1029,8 @@ int WalkKey(const TjFamily *fam, TblHandle h, const StoreKeyDesc &key,
     if (Find(fam, h, rec.bytes.data(), key.number, mode) != 0)
       return OrvixError == kErrEnd ? 0 : OrvixError;
     mode = forward ? kFindNext : kFindPrev;
+    if (progress.Stop())
+      return kErrStopped;
     const uint8_t *cur = rec.bytes.data();
     if (havePrev) {
       // Equal key fields are ordered by the primary key.
@@ -1056,6 +1082,15 @@ int TjCheck(const TjFamily *fam, const char *path, FILE *report, long *faults) {
   }
   long count = h != 0 ? DbCountEntries(h) : -1;
   const StoreKeyDesc &primary = fam->store->keys[0];
+  // Each key is walked both ways, then every record is found again, then
+  // the data file is read in file order.
+  CheckProgress progress;
+  long walks = 2;
+  for (int k = 0; k < fam->store->keyCount; ++k)
+    if (NamedKey(fam->store->keys[k]))
+      walks += 2;
+  if (count >= 0)
+    progress.total = count * walks;
   if (h != 0) {
     TblHandle h2 = Open(fam, path, 1);
     std::vector<std::string> first, blobs;
@@ -1065,7 +1100,14 @@ int TjCheck(const TjFamily *fam, const char *path, FILE *report, long *faults) {
         continue;
       for (int dir = 0; dir < 2; ++dir) {
         bool forward = dir == 0;
-        int err = WalkKey(fam, h, key, primary, forward, rec, blobs, log);
+        int err =
+            WalkKey(fam, h, key, primary, forward, rec, blobs, log, progress);
+        if (err == kErrStopped) {
+          if (h2 != 0)
+            DbCloseFile(h2);
+          DbCloseFile(h);
+          return OrvixError = kErrStopped;
+        }
         if (err != 0)
           log.Add("key %d, walking %s: the walk stopped after %zu records "
                   "(%d, %s)",
@@ -1093,8 +1135,13 @@ int TjCheck(const TjFamily *fam, const char *path, FILE *report, long *faults) {
     } else {
       long missing = 0;
       int mode = kFindFirst;
+      bool stopped = false;
       while (Find(fam, h, rec.bytes.data(), primary.number, mode) == 0) {
         mode = kFindNext;
+        if (progress.Stop()) {
+          stopped = true;
+          break;
+        }
         StoreCopyKeyFields(primary, rec.bytes.data(), probe.bytes.data());
         bool found =
             Find(fam, h2, probe.bytes.data(), primary.number, kFindEqual) ==
@@ -1109,6 +1156,10 @@ int TjCheck(const TjFamily *fam, const char *path, FILE *report, long *faults) {
           ++log.total;
       }
       DbCloseFile(h2);
+      if (stopped) {
+        DbCloseFile(h);
+        return OrvixError = kErrStopped;
+      }
     }
     DbCloseFile(h);
   }
@@ -1126,6 +1177,10 @@ int TjCheck(const TjFamily *fam, const char *path, FILE *report, long *faults) {
     while (Find(fam, hs, rec.bytes.data(), primary.number, mode) == 0) {
       mode = kFindNext;
       ++seen;
+      if (progress.Stop()) {
+        DbCloseFile(hs);
+        return OrvixError = kErrStopped;
+      }
     }
     int walkErr = OrvixError;
     if (walkErr != kErrEnd)
