@@ -13,6 +13,7 @@
 #include "session/runoptions.h"
 #include "shell/chooser.h"
 #include "shell/menu.h"
+#include "transfers/notes.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -217,8 +218,7 @@ void AppDispatchCommandLine() {
   if (strcmp(verb, "/NOTES") == 0) {
     TakeArg(NotesFolder, 2);
     TakeArg(NotesFile, 3);
-    CommandNotAvailable("The notes upload (/NOTES)");
-    AppTerminate();
+    DriverNotes();
     return;
   }
   if (strcmp(verb, "/UPGRADERESET") == 0 || strcmp(verb, "/UPGRADE") == 0 ||
