@@ -2,6 +2,7 @@
 // additions and the dispatch of operations without a handler.
 #include "listings/statistics.h"
 #include "logentry/report.h"
+#include "logentry/tally.h"
 #include "logrun_support.h"
 #include "ops/dispatch.h"
 
@@ -15,6 +16,16 @@ protected:
     LogReportEntry(f, message, e, nullptr, severity);
     fclose(f);
     return Slurp("block.txt");
+  }
+  // The context of a run on the small repertory.
+  OpContext Context(FILE *errors) {
+    OpContext c;
+    c.errors = errors;
+    c.symptoms = sym_;
+    c.extract = ext_;
+    c.notes = notes_;
+    c.views = views_;
+    return c;
   }
 };
 
@@ -126,17 +137,15 @@ TEST_F(ReportTest, CounterOfAdditionsStartsAtOneAndSurvives) {
 TEST_F(ReportTest, OperationsWithoutHandlerAreRefusedAndChangeNothing) {
   OpenTables();
   FILE *err = fopen("errors.txt", "wb");
+  OpContext ctx = Context(err);
   for (int op = OpChangeNote; op <= OpChangeSymptomKind; ++op) {
     LogEntry *e = Entry(op, {"0", "Mind \x02 fear", "x", "y"}, 101);
     std::string before = e->text;
-    EXPECT_EQ(LogDispatch(e, err, sym_, ext_, 0, 0, notes_, 0, 0, 0, 0, 1, "",
-                          views_),
-              1)
-        << op;
+    EXPECT_EQ(LogDispatch(e, ctx), 1) << op;
     EXPECT_EQ(std::string(e->text), before) << "the text is whole again";
     EXPECT_EQ(LogLastSeverity, 1);
     EXPECT_EQ(LogLastMessage, kMsgOperationNotAvailable);
-    EXPECT_FALSE(LogHasHandler(op));
+    EXPECT_FALSE(OpHasHandler(op));
   }
   fclose(err);
   std::string text = Slurp("errors.txt");
@@ -151,9 +160,9 @@ TEST_F(ReportTest, CommentReachesTheAdditionAsANote) {
   OpenTables();
   LogEntry *e =
       Entry(OpAddRemedy, {"0", "Head \x02 pain", "Sulph.", "Kent", "2"});
-  ASSERT_EQ(LogDispatch(e, nullptr, sym_, ext_, 0, 0, notes_, 0, 0, 0, 0, 1,
-                        "from Hering's notes", views_),
-            0);
+  OpContext ctx = Context(nullptr);
+  OpSetComment(&ctx, "from the Orvix notes");
+  ASSERT_EQ(LogDispatch(e, ctx), 0);
   // The text is whole again for the run that stores it.
   EXPECT_NE(strchr(e->text, kLogFieldSep), nullptr);
   static char t1[kNoteTextSize], t2[kNoteTextSize];
@@ -169,16 +178,82 @@ TEST_F(ReportTest, CommentReachesTheAdditionAsANote) {
   n.Text1 = t1;
   n.Text2 = t2;
   ASSERT_EQ(TblFindFullNote(notes_, &n, 0, kFindEqual), 0);
-  EXPECT_STREQ(t1, "<<from Hering's notes>>");
+  EXPECT_STREQ(t1, "<<from the Orvix notes>>");
   // With the note flag 0 no comment is written.
   LogEntry *f =
       Entry(OpAddRemedy, {"0", "Head \x02 pain", "Acon.", "Kent", "2"});
-  ASSERT_EQ(LogDispatch(f, nullptr, sym_, ext_, 0, 0, notes_, 0, 0, 0, 0, 0,
-                        "ignored", views_),
-            0);
+  ctx.silent = 0;
+  OpSetComment(&ctx, "ignored");
+  ASSERT_EQ(LogDispatch(f, ctx), 0);
   n.RemedyId = kAcon;
   EXPECT_NE(TblFindFullNote(notes_, &n, 0, kFindEqual), 0);
   ExpectConsistent();
+}
+
+TEST_F(ReportTest, UnknownCodesAreRefusedBeforeAnyHandler) {
+  OpenTables();
+  OpContext ctx = Context(nullptr);
+  for (int op : {0, kOpCount + 1, 999}) {
+    LogEntry *e = Entry(op, {"0", "Head \x02 pain", "Sulph.", "Kent", "2"});
+    std::string before = e->text;
+    LogLastMessage = LogLastSeverity = 0;
+    FILE *err = fopen("errors.txt", "wb");
+    ctx.errors = err;
+    EXPECT_EQ(LogDispatch(e, ctx), 1) << op;
+    fclose(err);
+    EXPECT_EQ(LogLastMessage, kMsgUnknownOperation) << op;
+    EXPECT_EQ(LogLastSeverity, 1);
+    EXPECT_EQ(std::string(e->text), before);
+    EXPECT_FALSE(OpHasHandler(op));
+    EXPECT_EQ(OpHandlerOf(op), nullptr);
+  }
+  for (int op : {OpChangeDegree, OpDeleteRemedy, OpAddRemedy}) {
+    EXPECT_TRUE(OpHasHandler(op)) << op;
+    EXPECT_EQ(OpHandlerOf(op)->operation, op);
+  }
+  ExpectConsistent();
+}
+
+TEST_F(ReportTest, OutcomesCountByTheHandlersResultAndTheRow) {
+  StatisticsClear();
+  LogLastMessage = 2738;
+  LogLastSeverity = 2;
+  EXPECT_EQ(OpCountOutcome(OpAddRemedy, 0), kOutcomeDone);
+  // The severity of the last report does not decide: the result does.
+  EXPECT_EQ(OpCountOutcome(OpChangeDegree, 1), kOutcomeError);
+  EXPECT_EQ(OpCountOutcome(OpDeleteRemedy, 2), kOutcomeWarning);
+  // A failed deletion of a symptom counts as done, and is not tallied.
+  EXPECT_EQ(OpCountOutcome(OpDeleteSymptom, 1), kOutcomeDone);
+  // Its warning is a warning like any other.
+  EXPECT_EQ(OpCountOutcome(OpDeleteSymptom, 2), kOutcomeWarning);
+  // An unknown code counts in the total only.
+  EXPECT_EQ(OpCountOutcome(0, 1), kOutcomeError);
+  EXPECT_EQ(OpDone[OpAddRemedy - 1], 1);
+  EXPECT_EQ(OpDone[OpDeleteSymptom - 1], 1);
+  EXPECT_EQ(OpDone[kOpTotalRow], 2);
+  EXPECT_EQ(OpErrors[OpChangeDegree - 1], 1);
+  EXPECT_EQ(OpErrors[OpDeleteSymptom - 1], 0);
+  EXPECT_EQ(OpErrors[kOpTotalRow], 2);
+  EXPECT_EQ(OpWarnings[OpDeleteRemedy - 1], 1);
+  EXPECT_EQ(OpWarnings[OpDeleteSymptom - 1], 1);
+  EXPECT_EQ(OpWarnings[kOpTotalRow], 2);
+  // Four outcomes were tallied under the one last report.
+  EXPECT_EQ(MessageCount[0].message, 2738);
+  EXPECT_EQ(MessageCount[0].count, 4);
+  EXPECT_EQ(MessageCount[1].count, 0);
+}
+
+TEST_F(ReportTest, TheCommentIsFramedOnlyWithANoteFlag) {
+  OpContext ctx;
+  OpSetComment(&ctx, "x");
+  EXPECT_STREQ(ctx.comment, "<<x>>");
+  OpSetComment(&ctx, "");
+  EXPECT_STREQ(ctx.comment, "");
+  OpSetComment(&ctx, std::string(50, 'c').c_str());
+  EXPECT_EQ(std::string(ctx.comment), "<<" + std::string(50, 'c') + ">>");
+  ctx.silent = 0;
+  OpSetComment(&ctx, "x");
+  EXPECT_STREQ(ctx.comment, "");
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "ops/chainlist.h"
 #include "ops/remedy.h"
 #include "ops/views.h"
+#include "platform/strutil.h"
 
 namespace {
 
@@ -37,6 +38,19 @@ protected:
           return x.Entries[i].Degree;
     return -1;
   }
+  // The context a run gives the handlers: the comment as the run formats
+  // it ("<<...>>"), the view table, the note flag.
+  OpContext Ctx(const char *comment = "", TblHandle views = 0, int silent = 1) {
+    OpContext c;
+    c.errors = errors_;
+    c.symptoms = sym_;
+    c.extract = ext_;
+    c.notes = notes_;
+    c.views = views;
+    c.silent = silent;
+    StrCopy(c.comment, comment);
+    return c;
+  }
   FILE *errors_ = nullptr;
 };
 
@@ -46,7 +60,7 @@ TEST_F(RemedyTest, ChangeDegreeMarksTheEntryAndFollowsInExtract) {
   LogEntry *e = Entry(OpChangeDegree,
                       {"1", "Psychisme \x02 peur", "Bell.", "Boer", "1", "4"});
   std::string whole = e->text;
-  ASSERT_EQ(OpChangeDegreeRun(e, errors_, sym_, ext_, 0, 1), 0);
+  ASSERT_EQ(OpChangeDegreeRun(e, Ctx()), 0);
   EXPECT_EQ(std::string(e->text), whole);
   EXPECT_EQ(e->symptomId, 101) << "the symptom's id goes into the entry";
   EXPECT_EQ(Remedies(1, 1),
@@ -61,32 +75,32 @@ TEST_F(RemedyTest, ChangeDegreeRefusals) {
   // A pair the symptom lacks is a warning report with result 1.
   LogEntry *e = Entry(OpChangeDegree,
                       {"0", "Mind \x02 fear", "Nux-v.", "Kent", "1", "2"});
-  EXPECT_EQ(OpChangeDegreeRun(e, errors_, sym_, ext_, 0, 1), 1);
+  EXPECT_EQ(OpChangeDegreeRun(e, Ctx()), 1);
   EXPECT_EQ(LogLastMessage, 2738);
   EXPECT_EQ(LogLastSeverity, 2);
   LogEntry *f = Entry(OpChangeDegree,
                       {"0", "Mind \x02 fear", "Xanth.", "Kent", "1", "2"});
-  EXPECT_EQ(OpChangeDegreeRun(f, errors_, sym_, ext_, 0, 1), 1);
+  EXPECT_EQ(OpChangeDegreeRun(f, Ctx()), 1);
   EXPECT_EQ(LogLastMessage, 2736);
   EXPECT_EQ(LogLastSeverity, 2);
   LogEntry *g = Entry(OpChangeDegree,
                       {"0", "Mind \x02 fear", "Acon.", "Nobody", "1", "2"});
-  EXPECT_EQ(OpChangeDegreeRun(g, errors_, sym_, ext_, 0, 1), 1);
+  EXPECT_EQ(OpChangeDegreeRun(g, Ctx()), 1);
   EXPECT_EQ(LogLastMessage, 2737);
   // A path that is not there, and an id that names nothing: not found.
   LogEntry *h = Entry(OpChangeDegree,
                       {"0", "Mind \x02 fright", "Acon.", "Kent", "3", "2"});
-  EXPECT_EQ(OpChangeDegreeRun(h, errors_, sym_, ext_, 0, 1), 1);
+  EXPECT_EQ(OpChangeDegreeRun(h, Ctx()), 1);
   EXPECT_EQ(LogLastMessage, 2628);
   LogEntry *i =
       Entry(OpChangeDegree, {"0", "Mind \x02 fear", "Acon.", "Kent", "3", "2"},
             1000000);
-  EXPECT_EQ(OpChangeDegreeRun(i, errors_, sym_, ext_, 0, 1), 1);
+  EXPECT_EQ(OpChangeDegreeRun(i, Ctx()), 1);
   EXPECT_EQ(LogLastMessage, 2628);
   // A wrong id that names no symptom falls back to the path.
   LogEntry *j = Entry(OpChangeDegree,
                       {"0", "Mind \x02 fear", "Acon.", "Kent", "3", "1"}, 555);
-  EXPECT_EQ(OpChangeDegreeRun(j, errors_, sym_, ext_, 0, 1), 0);
+  EXPECT_EQ(OpChangeDegreeRun(j, Ctx()), 0);
   EXPECT_EQ(j->symptomId, 101);
   EXPECT_EQ(Degree(kAcon, kKent, 1, 1), 1);
   ExpectConsistent();
@@ -116,7 +130,7 @@ TEST_F(RemedyTest, DeleteRemedyRecountsAndTakesItsNotesAlong) {
   // The second author of a remedy goes: the count of remedies stays.
   LogEntry *e =
       Entry(OpDeleteRemedy, {"0", "Mind \x02 fear", "Bell.", "Boer", "1"});
-  ASSERT_EQ(OpDeleteRemedyRun(e, errors_, sym_, ext_, notes_, 0, 1), 0);
+  ASSERT_EQ(OpDeleteRemedyRun(e, Ctx()), 0);
   Symptom s;
   EXPECT_EQ(Remedies(1, 1, &s),
             (std::vector<Rem>{{kAcon, kKent, 3}, {kBell, kKent, 2}}));
@@ -131,13 +145,13 @@ TEST_F(RemedyTest, DeleteRemedyRecountsAndTakesItsNotesAlong) {
   // The last entry of a remedy goes: one remedy fewer.
   LogEntry *f =
       Entry(OpDeleteRemedy, {"0", "Mind \x02 fear", "Acon.", "Kent", "3"});
-  ASSERT_EQ(OpDeleteRemedyRun(f, errors_, sym_, ext_, notes_, 0, 1), 0);
+  ASSERT_EQ(OpDeleteRemedyRun(f, Ctx()), 0);
   EXPECT_EQ(Remedies(1, 1, &s), (std::vector<Rem>{{kBell, kKent, 2}}));
   EXPECT_EQ(s.RemedyCount, 1);
   // Deleting it again is a warning.
   LogEntry *g =
       Entry(OpDeleteRemedy, {"0", "Mind \x02 fear", "Acon.", "Kent", "3"});
-  EXPECT_EQ(OpDeleteRemedyRun(g, errors_, sym_, ext_, notes_, 0, 1), 2);
+  EXPECT_EQ(OpDeleteRemedyRun(g, Ctx()), 2);
   EXPECT_EQ(LogLastMessage, 2738);
   ExpectConsistent();
 }
@@ -146,13 +160,13 @@ TEST_F(RemedyTest, AddRemedyPlacesByNameWithDashAsSlash) {
   // "Nux.a" sorts before "Nux-v." once "-" reads as "/".
   LogEntry *e =
       Entry(OpAddRemedy, {"0", "Head \x02 pain", "Nux.a", "Kent", "1"});
-  ASSERT_EQ(OpAddRemedyRun(e, errors_, sym_, ext_, notes_, 0, 1, "", 0), 0);
+  ASSERT_EQ(OpAddRemedyRun(e, Ctx("", 0)), 0);
   LogEntry *f =
       Entry(OpAddRemedy, {"0", "Head \x02 pain", "Acon.", "Hering", "2"});
-  ASSERT_EQ(OpAddRemedyRun(f, errors_, sym_, ext_, notes_, 0, 1, "", 0), 0);
+  ASSERT_EQ(OpAddRemedyRun(f, Ctx("", 0)), 0);
   LogEntry *g =
       Entry(OpAddRemedy, {"0", "Head \x02 pain", "Sulph.", "Boer", "3"});
-  ASSERT_EQ(OpAddRemedyRun(g, errors_, sym_, ext_, notes_, 0, 1, "", 0), 0);
+  ASSERT_EQ(OpAddRemedyRun(g, Ctx("", 0)), 0);
   Symptom s;
   EXPECT_EQ(Remedies(5, 1, &s), (std::vector<Rem>{{kAcon, kHering | U, 2},
                                                   {kNuxA, kKent | U, 1},
@@ -170,19 +184,19 @@ TEST_F(RemedyTest, AddRemedyAgainstExistingEntries) {
   // The same pair: a warning, nothing changes.
   LogEntry *e =
       Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Acon.", "Kent", "3"});
-  EXPECT_EQ(OpAddRemedyRun(e, errors_, sym_, ext_, notes_, 0, 1, "", 0), 2);
+  EXPECT_EQ(OpAddRemedyRun(e, Ctx("", 0)), 2);
   EXPECT_EQ(LogLastMessage, 2745);
   // A second author at another degree: refused with 5364...
   LogEntry *f =
       Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Acon.", "Hering", "1"});
-  EXPECT_EQ(OpAddRemedyRun(f, errors_, sym_, ext_, notes_, 0, 1, "", 0), 2);
+  EXPECT_EQ(OpAddRemedyRun(f, Ctx("", 0)), 2);
   EXPECT_EQ(LogLastMessage, 5364);
   EXPECT_EQ(LogLastSeverity, 2);
   // ...unless the entry's tag is 99: it takes the degree standing.
   LogEntry *g =
       Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Acon.", "Hering", "1"}, 0,
             kTagTakeDegree);
-  ASSERT_EQ(OpAddRemedyRun(g, errors_, sym_, ext_, notes_, 0, 1, "", 0), 0);
+  ASSERT_EQ(OpAddRemedyRun(g, Ctx("", 0)), 0);
   Symptom s;
   EXPECT_EQ(Remedies(1, 1, &s), (std::vector<Rem>{{kAcon, kHering | U, 3},
                                                   {kAcon, kKent, 3},
@@ -196,9 +210,7 @@ TEST_F(RemedyTest, AddRemedyAgainstExistingEntries) {
 TEST_F(RemedyTest, InnerAdditionMergesAndLeavesTheMarkWhenAsked) {
   LogEntry *e =
       Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Bell.", "Hering", "1"});
-  ASSERT_EQ(OpAddRemedyEntry(e, errors_, sym_, ext_, notes_, 0, 2, 2,
-                             kMergeLower, "", 0),
-            0);
+  ASSERT_EQ(OpAddRemedyEntry(e, Ctx("", 0, 2), 2, kMergeLower), 0);
   // merge 1 lowers the other authors' entries of the remedy to the degree.
   EXPECT_EQ(Remedies(1, 1), (std::vector<Rem>{{kAcon, kKent, 3},
                                               {kBell, kBoer, 1},
@@ -206,9 +218,7 @@ TEST_F(RemedyTest, InnerAdditionMergesAndLeavesTheMarkWhenAsked) {
                                               {kBell, kKent, 1}}));
   LogEntry *f =
       Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Acon.", "Boer", "4"});
-  ASSERT_EQ(OpAddRemedyEntry(f, errors_, sym_, ext_, notes_, 0, 2, 2,
-                             kMergeRaise, "", 0),
-            0);
+  ASSERT_EQ(OpAddRemedyEntry(f, Ctx("", 0, 2), 2, kMergeRaise), 0);
   EXPECT_EQ(std::get<2>(Remedies(1, 1)[1]), 4) << "Acon./Kent raised";
   // The raised and lowered entries are written to the symptom only: the
   // check names them.
@@ -219,11 +229,11 @@ TEST_F(RemedyTest, InnerAdditionMergesAndLeavesTheMarkWhenAsked) {
 TEST_F(RemedyTest, DegreeZeroTakesTheFirstEntrysDegreeOrStaysZero) {
   LogEntry *e = Entry(
       OpAddRemedy, {"0", "Mind \x02 fear \x02 night", "Sulph.", "Kent", "0"});
-  ASSERT_EQ(OpAddRemedyRun(e, errors_, sym_, ext_, notes_, 0, 1, "", 0), 0);
+  ASSERT_EQ(OpAddRemedyRun(e, Ctx("", 0)), 0);
   EXPECT_EQ(Remedies(1, 2), (std::vector<Rem>{{kSulph, kKent | U, 0}}));
   LogEntry *f =
       Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Sulph.", "Kent", "0"});
-  ASSERT_EQ(OpAddRemedyRun(f, errors_, sym_, ext_, notes_, 0, 1, "", 0), 0);
+  ASSERT_EQ(OpAddRemedyRun(f, Ctx("", 0)), 0);
   EXPECT_EQ(std::get<2>(Remedies(1, 1).back()), 3) << "Acon.'s degree";
   ExpectConsistent();
 }
@@ -231,8 +241,7 @@ TEST_F(RemedyTest, DegreeZeroTakesTheFirstEntrysDegreeOrStaysZero) {
 TEST_F(RemedyTest, ViewBitsOfTheAuthorGoIntoEntryAndMask) {
   LogEntry *e =
       Entry(OpAddRemedy, {"0", "Head \x02 pain", "Acon.", "Hering", "2"});
-  ASSERT_EQ(OpAddRemedyRun(e, errors_, sym_, ext_, notes_, 0, 1, "", views_),
-            0);
+  ASSERT_EQ(OpAddRemedyRun(e, Ctx("", views_)), 0);
   Symptom s;
   Remedies(5, 1, &s);
   EXPECT_EQ(s.ViewMask, 2);
@@ -246,8 +255,7 @@ TEST_F(RemedyTest, ViewBitsOfTheAuthorGoIntoEntryAndMask) {
 TEST_F(RemedyTest, CommentIsAppendedToAnExistingNote) {
   LogEntry *e =
       Entry(OpAddRemedy, {"0", "Head \x02 pain", "Acon.", "Kent", "2"});
-  ASSERT_EQ(OpAddRemedyRun(e, errors_, sym_, ext_, notes_, 0, 1, "<<one>>", 0),
-            0);
+  ASSERT_EQ(OpAddRemedyRun(e, Ctx("<<one>>", 0)), 0);
   LogEntry *d =
       Entry(OpDeleteRemedy, {"0", "Head \x02 pain", "Acon.", "Kent", "2"});
   // The note is kept by hand this time: put it back after the deletion.
@@ -263,15 +271,14 @@ TEST_F(RemedyTest, CommentIsAppendedToAnExistingNote) {
   n.NoteKind = 3;
   n.Text1 = t1;
   n.Text2 = t2;
-  ASSERT_EQ(OpDeleteRemedyRun(d, errors_, sym_, ext_, notes_, 0, 1), 0);
+  ASSERT_EQ(OpDeleteRemedyRun(d, Ctx()), 0);
   EXPECT_NE(TblFindFullNote(notes_, &n, 0, kFindEqual), 0);
   StrCopy(t1, "<<one>>");
   t2[0] = '\0';
   ASSERT_EQ(TblSaveNote(notes_, &n, kSaveAdd), 0);
   LogEntry *f =
       Entry(OpAddRemedy, {"0", "Head \x02 pain", "Acon.", "Kent", "2"});
-  ASSERT_EQ(OpAddRemedyRun(f, errors_, sym_, ext_, notes_, 0, 1, "<<two>>", 0),
-            0);
+  ASSERT_EQ(OpAddRemedyRun(f, Ctx("<<two>>", 0)), 0);
   ASSERT_EQ(TblFindFullNote(notes_, &n, 0, kFindEqual), 0);
   EXPECT_STREQ(t1, "<<one>>\n<<two>>");
   ExpectConsistent();
@@ -291,7 +298,7 @@ TEST_F(RemedyTest, ExtractSplitsAtTwoHundredFortyNine) {
   ASSERT_EQ(TblSaveExtract(ext_, &x, kSaveAdd), 0);
   LogEntry *e =
       Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Sulph.", "Kent", "2"});
-  ASSERT_EQ(OpAddRemedyRun(e, errors_, sym_, ext_, notes_, 0, 1, "", 0), 0);
+  ASSERT_EQ(OpAddRemedyRun(e, Ctx("", 0)), 0);
   auto records = [&]() {
     int n = 0;
     Extract r;
@@ -307,7 +314,7 @@ TEST_F(RemedyTest, ExtractSplitsAtTwoHundredFortyNine) {
   EXPECT_EQ(records(), 1) << "248 entries take one more";
   LogEntry *f =
       Entry(OpAddRemedy, {"0", "Head \x02 pain", "Sulph.", "Kent", "2"});
-  ASSERT_EQ(OpAddRemedyRun(f, errors_, sym_, ext_, notes_, 0, 1, "", 0), 0);
+  ASSERT_EQ(OpAddRemedyRun(f, Ctx("", 0)), 0);
   EXPECT_EQ(records(), 2) << "249 entries split";
   EXPECT_EQ(Degree(kSulph, kKent, 5, 1), 2);
   EXPECT_EQ(Degree(kSulph, kKent, 1, 1), 2);
@@ -348,13 +355,13 @@ TEST_F(RemedyTest, ChangeAndDeleteFindTheirEntryDeepInALongChain) {
 
   LogEntry *e = Entry(OpChangeDegree,
                       {"0", "Head \x02 pain", "Nux-v.", "Kent", "2", "4"});
-  ASSERT_EQ(OpChangeDegreeRun(e, errors_, sym_, ext_, 0, 1), 0);
+  ASSERT_EQ(OpChangeDegreeRun(e, Ctx()), 0);
   EXPECT_EQ(Degree(kNuxV, kKent, 5, 1), 4);
   EXPECT_EQ(Degree(kNuxV, kBoer, 5, 1), 1) << "the other author's entry";
 
   LogEntry *f =
       Entry(OpDeleteRemedy, {"0", "Head \x02 pain", "Nux-v.", "Kent", "4"});
-  ASSERT_EQ(OpDeleteRemedyRun(f, errors_, sym_, ext_, notes_, 0, 1), 0);
+  ASSERT_EQ(OpDeleteRemedyRun(f, Ctx()), 0);
   EXPECT_EQ(Degree(kNuxV, kKent, 5, 1), -1);
   EXPECT_EQ(Degree(kNuxV, kBoer, 5, 1), 1);
   EXPECT_EQ(Degree(kNuxV, kBoer, 9, 5), 1) << "the last record stays";

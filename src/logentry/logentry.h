@@ -4,8 +4,10 @@
 //
 // The text area is one string of fields divided by the byte 0x01. Field 0
 // is the language digit ("0" first language of the repertory, "1" second),
-// field 1 the symptom path; the fields from 2 on depend on the operation
-// (see docs/logs.md for the table).
+// field 1 the symptom path; the fields from 2 on depend on the operation:
+// their positions are named below, one group for each kind of entry, and
+// the handlers, the report writer and the text form take them from here
+// (docs/logs.md has the table).
 #pragma once
 
 #include "store/records.h"
@@ -57,6 +59,105 @@ inline constexpr char kLogFieldSep = 0x01;
 // LogSplitFields makes at most ten fields; the listing variant twelve.
 inline constexpr int kLogFields = 10;
 inline constexpr int kLogAllFields = 12;
+
+// ------------------------------------------------------ field positions
+
+// Every entry: the language digit ("0" first language of the repertory, "1"
+// second) and the symptom path.
+inline constexpr int kFieldLanguage = 0;
+inline constexpr int kFieldPath = 1;
+
+// OpChangeDegree, OpDeleteRemedy, OpAddRemedy: abbreviations of the remedy
+// and the author, then the degree (the old and the new one for a change).
+namespace RemedyFields {
+inline constexpr int kRemedy = 2;
+inline constexpr int kAuthor = 3;
+inline constexpr int kDegree = 4;
+inline constexpr int kOldDegree = 4;
+inline constexpr int kNewDegree = 5;
+} // namespace RemedyFields
+
+// OpChangeNote: the note type 1-5, remedy and author ("0" for a note of the
+// symptom), degree, the note's language, old and new text.
+namespace NoteFields {
+inline constexpr int kType = 2;
+inline constexpr int kRemedy = 3;
+inline constexpr int kAuthor = 4;
+inline constexpr int kDegree = 5;
+inline constexpr int kLanguage = 6;
+inline constexpr int kOldText = 7;
+inline constexpr int kNewText = 8;
+} // namespace NoteFields
+
+// OpChangeCrossReference, OpChangeSynonym: the language of the text, old
+// and new text.
+namespace TextFields {
+inline constexpr int kLanguage = 2;
+inline constexpr int kOldText = 3;
+inline constexpr int kNewText = 4;
+} // namespace TextFields
+
+// OpRenameSymptom: (language, old text, new text) twice; the second triple
+// may be empty.
+namespace RenameFields {
+inline constexpr int kLanguage = 2;
+inline constexpr int kOldText = 3;
+inline constexpr int kNewText = 4;
+inline constexpr int kLanguage2 = 5;
+inline constexpr int kOldText2 = 6;
+inline constexpr int kNewText2 = 7;
+} // namespace RenameFields
+
+// OpAddSymptomAfter, OpAddSymptomBelow: (language, new text) twice.
+namespace AddSymptomFields {
+inline constexpr int kLanguage = 2;
+inline constexpr int kText = 3;
+inline constexpr int kLanguage2 = 4;
+inline constexpr int kText2 = 5;
+} // namespace AddSymptomFields
+
+// OpMoveSymptoms: paths of the first and the last symptom, kind 1-4.
+namespace MoveFields {
+inline constexpr int kFirst = 2;
+inline constexpr int kLast = 3;
+inline constexpr int kKind = 4;
+} // namespace MoveFields
+
+// OpSplitSymptom: the symptom's new text, the new sub-level, kind 1-3.
+namespace SplitFields {
+inline constexpr int kText = 2;
+inline constexpr int kSubLevel = 3;
+inline constexpr int kKind = 4;
+} // namespace SplitFields
+
+// OpMergeSymptom: the parent's new text, kind 1-3.
+namespace MergeFields {
+inline constexpr int kText = 2;
+inline constexpr int kKind = 3;
+} // namespace MergeFields
+
+// OpAddLink, OpDeleteLink: remedy, author ("0" for the symptom's own link),
+// degree, link type 1-3, title, file.
+namespace LinkFields {
+inline constexpr int kRemedy = 2;
+inline constexpr int kAuthor = 3;
+inline constexpr int kDegree = 4;
+inline constexpr int kType = 5;
+inline constexpr int kTitle = 6;
+inline constexpr int kFile = 7;
+} // namespace LinkFields
+
+// OpAddConcept, OpDeleteConcept: the second symptom path (field 1 is the
+// concept symptom's).
+namespace ConceptFields {
+inline constexpr int kSymptomPath = 2;
+} // namespace ConceptFields
+
+// OpChangeSymptomKind: the old and the new two-digit code.
+namespace KindFields {
+inline constexpr int kOld = 2;
+inline constexpr int kNew = 3;
+} // namespace KindFields
 
 // Element 0 is 0, element n the offset of field n in the text area, 0 when
 // there is no such field. An empty field still has a non-zero offset.

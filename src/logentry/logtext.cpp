@@ -180,8 +180,9 @@ void WriteAdditionRow(FILE *out2, const LogEntry *entry, const char *text,
   }
   fprintf(out2, "%ld|%ld|%d|%s|%s|%s|%s\n", static_cast<long>(entry->symptomId),
           static_cast<long>(num), static_cast<int>(sub), path,
-          LogField(text, off, 2), LogField(text, off, 3),
-          LogField(text, off, 4));
+          LogField(text, off, RemedyFields::kRemedy),
+          LogField(text, off, RemedyFields::kAuthor),
+          LogField(text, off, RemedyFields::kDegree));
 }
 
 bool StartsWithDigit1To9(const char *s) {
@@ -202,31 +203,46 @@ void PrintDashed(FILE *out, char *field) {
   fprintf(out, "%s\n", field);
 }
 
+// The same for field n, or an empty line when the entry lacks it.
+void PrintDashedField(FILE *out, char *text, const int *off, int n) {
+  if (LogHasField(off, n))
+    PrintDashed(out, text + off[n]);
+  else
+    fputc('\n', out);
+}
+
 // The heading behind the operation's name.
 void WriteHeading(FILE *out, int op, const char *text, const int *off,
                   uint32_t num, uint16_t sub) {
   auto f = [&](int n) { return LogField(text, off, n); };
-  const char *lg = f(0);
+  const char *lg = f(kFieldLanguage);
   long n = static_cast<long>(num);
   int s = static_cast<int>(sub);
   char label[kLabelSize];
   char label2[kLabelSize];
   switch (op) {
-  case OpChangeDegree:
+  case OpChangeDegree: {
+    using namespace RemedyFields;
     Label(kMsgInsteadOf, label, sizeof label);
-    fprintf(out, ": %s  %s [%s] %s %s  %s [%s] (%ld/%d) Lg. %s\n", f(2), f(5),
-            f(3), label, f(2), f(4), f(3), n, s, lg);
+    fprintf(out, ": %s  %s [%s] %s %s  %s [%s] (%ld/%d) Lg. %s\n", f(kRemedy),
+            f(kNewDegree), f(kAuthor), label, f(kRemedy), f(kOldDegree),
+            f(kAuthor), n, s, lg);
     break;
+  }
   case OpDeleteRemedy:
-  case OpAddRemedy:
-    fprintf(out, ": %s  %s [%s] (%ld/%d)  Lg. %s\n", f(2), f(4), f(3), n, s,
-            lg);
+  case OpAddRemedy: {
+    using namespace RemedyFields;
+    fprintf(out, ": %s  %s [%s] (%ld/%d)  Lg. %s\n", f(kRemedy), f(kDegree),
+            f(kAuthor), n, s, lg);
     break;
+  }
   case OpChangeNote: {
-    int t = atoi(f(2));
-    if (strcmp(f(3), "0") != 0) {
+    using namespace NoteFields;
+    int t = atoi(f(kType));
+    if (strcmp(f(kRemedy), "0") != 0) {
       t += 3;
-      fprintf(out, ": %s  %s [%s] (%ld/%d)", f(3), f(5), f(4), n, s);
+      fprintf(out, ": %s  %s [%s] (%ld/%d)", f(kRemedy), f(kDegree), f(kAuthor),
+              n, s);
     }
     Label(kMsgNoteKind + (t >= 1 && t <= 8 ? t : 0), label, sizeof label);
     fprintf(out, " - %s   Lg. %s", label, lg);
@@ -245,7 +261,7 @@ void WriteHeading(FILE *out, int op, const char *text, const int *off,
     Label(kMsgAfter, label, sizeof label);
     const char *lastBegin = "";
     size_t lastLen = 0;
-    ForEachLevel(f(1), [&](const char *b, size_t len) {
+    ForEachLevel(f(kFieldPath), [&](const char *b, size_t len) {
       lastBegin = b;
       lastLen = len;
     });
@@ -258,7 +274,7 @@ void WriteHeading(FILE *out, int op, const char *text, const int *off,
     fprintf(out, " - %s  Lg. %s\n", label, lg);
     break;
   case OpMoveSymptoms:
-    Label(kMsgMoveKind + KindOf(f(4), 4), label, sizeof label);
+    Label(kMsgMoveKind + KindOf(f(MoveFields::kKind), 4), label, sizeof label);
     fprintf(out, " (%ld/%d) - %s", n, s, label);
     Label(kMsgStructure, label, sizeof label);
     fprintf(out, " - %s  Lg. %s\n", label, lg);
@@ -268,9 +284,11 @@ void WriteHeading(FILE *out, int op, const char *text, const int *off,
   case OpSplitSymptom:
   case OpMergeSymptom:
     if (op == OpSplitSymptom)
-      Label(kMsgSplitKind + KindOf(f(4), 3), label, sizeof label);
-    else if (KindOf(f(3), 3) != 0)
-      Label(kMsgMergeKind + KindOf(f(3), 3), label, sizeof label);
+      Label(kMsgSplitKind + KindOf(f(SplitFields::kKind), 3), label,
+            sizeof label);
+    else if (KindOf(f(MergeFields::kKind), 3) != 0)
+      Label(kMsgMergeKind + KindOf(f(MergeFields::kKind), 3), label,
+            sizeof label);
     else
       label[0] = '\0'; // no text stands for an unknown kind of merge
     Label(kMsgStructure, label2, sizeof label2);
@@ -278,9 +296,12 @@ void WriteHeading(FILE *out, int op, const char *text, const int *off,
     fprintf(out, " - %s   Lg. %s\n", label2, lg);
     break;
   case OpAddLink:
-  case OpDeleteLink:
-    fprintf(out, ": %s  %s [%s] (%ld/%d)  Lg. %s", f(2), f(4), f(3), n, s, lg);
+  case OpDeleteLink: {
+    using namespace LinkFields;
+    fprintf(out, ": %s  %s [%s] (%ld/%d)  Lg. %s", f(kRemedy), f(kDegree),
+            f(kAuthor), n, s, lg);
     break;
+  }
   case OpAddConcept:
   case OpDeleteConcept:
     fprintf(out, "  Lg. %s\n", lg);
@@ -314,72 +335,74 @@ void WriteBlock(FILE *out, int op, char *text, const int *off) {
   char format[kLabelSize];
   switch (op) {
   case OpChangeNote:
-    WriteOldNew(out, f(6), f(7), f(8));
+    WriteOldNew(out, f(NoteFields::kLanguage), f(NoteFields::kOldText),
+                f(NoteFields::kNewText));
     break;
   case OpChangeCrossReference:
   case OpChangeSynonym:
-    WriteOldNew(out, f(2), f(3), f(4));
+    WriteOldNew(out, f(TextFields::kLanguage), f(TextFields::kOldText),
+                f(TextFields::kNewText));
     break;
-  case OpRenameSymptom:
+  case OpRenameSymptom: {
+    using namespace RenameFields;
     Label(kMsgNewText, label, sizeof label);
     fprintf(out, "\n  %s:\n", label);
-    PrintLevels(out, f(1), 0);
-    fprintf(out, "%s\n", f(4));
-    if (LogHasField(off, 6) && LogHasField(off, 7) && strcmp(f(6), f(7)) != 0) {
+    PrintLevels(out, f(kFieldPath), 0);
+    fprintf(out, "%s\n", f(kNewText));
+    // The other language's pair, when its two texts differ.
+    if (LogHasField(off, kOldText2) && LogHasField(off, kNewText2) &&
+        strcmp(f(kOldText2), f(kNewText2)) != 0) {
       Label(kMsgOtherOld, label, sizeof label);
-      fprintf(out, "\n%s : %s\n", label, f(6));
+      fprintf(out, "\n%s : %s\n", label, f(kOldText2));
       Label(kMsgOtherNew, label, sizeof label);
-      fprintf(out, "%s : %s\n", label, f(7));
+      fprintf(out, "%s : %s\n", label, f(kNewText2));
     }
     break;
+  }
   case OpAddSymptomAfter:
   case OpAddSymptomBelow:
-    fprintf(out, "\n%s\n", f(3));
-    if (f(5)[0] != '\0')
-      fprintf(out, "%s\n", f(5));
+    fprintf(out, "\n%s\n", f(AddSymptomFields::kText));
+    if (f(AddSymptomFields::kText2)[0] != '\0')
+      fprintf(out, "%s\n", f(AddSymptomFields::kText2));
     break;
   case OpMoveSymptoms:
     Label(kMsgMovedRange, label, sizeof label);
     fprintf(out, "\n%s\n", label);
-    if (LogHasField(off, 2))
-      PrintDashed(out, text + off[2]);
-    else
-      fputc('\n', out);
+    PrintDashedField(out, text, off, MoveFields::kFirst);
     fputs("...\n", out);
-    if (LogHasField(off, 3))
-      PrintDashed(out, text + off[3]);
-    else
-      fputc('\n', out);
+    PrintDashedField(out, text, off, MoveFields::kLast);
     break;
   case OpSplitSymptom:
-    fprintf(out, "\n%s\n", f(2));
-    fprintf(out, "%s\n", f(3));
+    fprintf(out, "\n%s\n", f(SplitFields::kText));
+    fprintf(out, "%s\n", f(SplitFields::kSubLevel));
     break;
   case OpMergeSymptom:
-    fprintf(out, "\n%s\n", f(2));
+    fprintf(out, "\n%s\n", f(MergeFields::kText));
     break;
   case OpAddLink:
-  case OpDeleteLink:
+  case OpDeleteLink: {
+    using namespace LinkFields;
     FormatLabel(kMsgLinkLine, "%s %s %s",
                 "Link type: %s   Title: '%s'   File: '%s'", format,
                 sizeof format);
     fputc('\n', out);
     if (op == OpAddLink)
-      fprintf(out, format, f(5), f(6), f(7));
+      fprintf(out, format, f(kType), f(kTitle), f(kFile));
     else
-      fprintf(out, format, f(5), "", "");
+      fprintf(out, format, f(kType), "", "");
     fputc('\n', out);
     break;
+  }
   case OpAddConcept:
   case OpDeleteConcept:
     fputc('\n', out);
-    PrintLevels(out, f(2), 0);
+    PrintLevels(out, f(ConceptFields::kSymptomPath), 0);
     break;
   case OpChangeSymptomKind:
     Label(kMsgOldKind, label, sizeof label);
-    fprintf(out, "\n%s: %s\n", label, f(2));
+    fprintf(out, "\n%s: %s\n", label, f(KindFields::kOld));
     Label(kMsgNewKind, label, sizeof label);
-    fprintf(out, "%s: %s\n", label, f(3));
+    fprintf(out, "%s: %s\n", label, f(KindFields::kNew));
     break;
   default:
     break;
@@ -426,10 +449,11 @@ int LogWriteEntry(FILE *out, FILE *out2, LogEntry *entry, int *offsets) {
 
   uint32_t num = 0;
   uint16_t sub = 0;
-  LookUpNumber(op, f(1), f(3), &num, &sub);
+  // The new text of an added symptom takes part in the lookup.
+  LookUpNumber(op, f(kFieldPath), f(AddSymptomFields::kText), &num, &sub);
 
   char label[kLabelSize];
-  if (op == OpChangeSynonym && StartsWithDigit1To9(f(4)))
+  if (op == OpChangeSynonym && StartsWithDigit1To9(f(TextFields::kNewText)))
     Label(kMsgSynonymRefs, label, sizeof label);
   else
     Label(kMsgOpName + op, label, sizeof label);
@@ -440,7 +464,7 @@ int LogWriteEntry(FILE *out, FILE *out2, LogEntry *entry, int *offsets) {
     WriteAdditionRow(out2, entry, text, off, num, sub);
 
   fputc('\n', out);
-  PrintLevels(out, f(1), op == OpAddSymptomAfter ? 1 : 0);
+  PrintLevels(out, f(kFieldPath), op == OpAddSymptomAfter ? 1 : 0);
   WriteBlock(out, op, text, off);
 
   char footer[kLabelSize];

@@ -18,6 +18,27 @@ namespace {
 
 constexpr size_t kLineSize = 512;
 
+// Message numbers of the block's lines; those that take values are formats
+// of that many texts.
+constexpr int kMsgErrorLead = 2732;     // "Error: "
+constexpr int kMsgWarningLead = 5548;   // "Warning: "
+constexpr int kMsgEntryLine = 2729;     // number, date, time, tag
+constexpr int kMsgOperationLead = 2730; // "Operation: "
+constexpr int kMsgSymptomLine = 2733;   // language, symptom path
+constexpr int kMsgDegreeLine = 2734;    // remedy, author, old, new degree
+constexpr int kMsgRemedyLine = 2742;    // remedy, author, degree
+constexpr int kMsgNoteLine = 2747;      // remedy, author, degree, kind, lang.
+constexpr int kMsgOldNoteLine = 2748;
+constexpr int kMsgNewNoteLine = 2749;
+constexpr int kMsgTextLanguageLine = 2757;
+constexpr int kMsgOldTextLine = 2758;
+constexpr int kMsgNewTextLine = 2759;
+constexpr int kMsgOldNameLine = 2763;
+constexpr int kMsgNewNameLine = 2764;
+constexpr int kMsgLinkLine = 3423;    // link type, title, file
+constexpr int kMsgConceptLine = 5072; // language, concept symptom path
+constexpr int kMsgKindLine = 5510;    // old and new symptom type
+
 // One line of the block: the message as a format of `count` texts; a
 // damaged text in the table falls back to a plain label and the values.
 void FormatLine(FILE *file, int number, const char *fallback, int count,
@@ -60,13 +81,14 @@ void LogReportEntry(FILE *file, int message, LogEntry *entry, int *offsets,
     LogMessageText(message, text, sizeof text);
     fprintf(file, "%s\n", text);
   } else {
-    fprintf(file, "%s", severity == 1 ? MsgText(2732) : MsgText(5548));
+    fprintf(file, "%s",
+            MsgText(severity == 1 ? kMsgErrorLead : kMsgWarningLead));
     LogMessageText(message, text, sizeof text);
     fprintf(file, "%s (H-%d)\n", text, saved);
   }
 
   char fmt[kLineSize];
-  LogMessageFormat(2729, "%ld %s %s %d",
+  LogMessageFormat(kMsgEntryLine, "%ld %s %s %d",
                    "Log entry number: %ld   Date: %s   Time: %s   User: %d",
                    fmt, sizeof fmt);
 #pragma GCC diagnostic push
@@ -88,63 +110,87 @@ void LogReportEntry(FILE *file, int message, LogEntry *entry, int *offsets,
   int op = entry->operation;
 
   if (op != OpAddConcept && op != OpDeleteConcept)
-    FormatLine(file, 2733, "Language: %s   Symptom: %s", 2, f(0), f(1));
+    FormatLine(file, kMsgSymptomLine, "Language: %s   Symptom: %s", 2,
+               f(kFieldLanguage), f(kFieldPath));
 
-  fprintf(file, "%s", MsgText(2730));
+  fprintf(file, "%s", MsgText(kMsgOperationLead));
   LogMessageText(kMsgOpName + op, text, sizeof text);
   fprintf(file, "%s\n", text);
 
   switch (op) {
-  case OpChangeDegree:
-    FormatLine(file, 2734, "Remedy: %s   Author: %s   Old: %s   New: %s", 4,
-               f(2), f(3), f(4), f(5));
+  case OpChangeDegree: {
+    using namespace RemedyFields;
+    FormatLine(file, kMsgDegreeLine,
+               "Remedy: %s   Author: %s   Old: %s   New: %s", 4, f(kRemedy),
+               f(kAuthor), f(kOldDegree), f(kNewDegree));
     break;
+  }
   case OpDeleteRemedy:
-  case OpAddRemedy:
-    FormatLine(file, 2742, "Remedy: %s   Author: %s   Degree: %s", 3, f(2),
-               f(3), f(4));
+  case OpAddRemedy: {
+    using namespace RemedyFields;
+    FormatLine(file, kMsgRemedyLine, "Remedy: %s   Author: %s   Degree: %s", 3,
+               f(kRemedy), f(kAuthor), f(kDegree));
     break;
-  case OpChangeNote:
-    FormatLine(file, 2747, "Remedy: %s %s %s %s %s", 5, f(3), f(4), f(5), f(2),
-               f(6));
-    FormatLine(file, 2748, "Old: %s", 1, f(7));
-    FormatLine(file, 2749, "New: %s", 1, f(8));
+  }
+  case OpChangeNote: {
+    using namespace NoteFields;
+    FormatLine(file, kMsgNoteLine, "Remedy: %s %s %s %s %s", 5, f(kRemedy),
+               f(kAuthor), f(kDegree), f(kType), f(kLanguage));
+    FormatLine(file, kMsgOldNoteLine, "Old: %s", 1, f(kOldText));
+    FormatLine(file, kMsgNewNoteLine, "New: %s", 1, f(kNewText));
     break;
+  }
   case OpChangeCrossReference:
-  case OpChangeSynonym:
-    FormatLine(file, 2757, "Text language: %s", 1, f(2));
-    FormatLine(file, 2758, "Old text: %s", 1, f(3));
-    FormatLine(file, 2759, "New text: %s", 1, f(4));
+  case OpChangeSynonym: {
+    using namespace TextFields;
+    FormatLine(file, kMsgTextLanguageLine, "Text language: %s", 1,
+               f(kLanguage));
+    FormatLine(file, kMsgOldTextLine, "Old text: %s", 1, f(kOldText));
+    FormatLine(file, kMsgNewTextLine, "New text: %s", 1, f(kNewText));
     break;
-  case OpRenameSymptom:
-    FormatLine(file, 2757, "Text language: %s", 1, f(2));
-    FormatLine(file, 2763, "Old text: %s", 1, f(3));
-    FormatLine(file, 2764, "New text: %s", 1, f(4));
-    FormatLine(file, 2757, "Text language: %s", 1, f(5));
-    FormatLine(file, 2763, "Old text: %s", 1, f(6));
-    FormatLine(file, 2764, "New text: %s", 1, f(7));
+  }
+  case OpRenameSymptom: {
+    using namespace RenameFields;
+    FormatLine(file, kMsgTextLanguageLine, "Text language: %s", 1,
+               f(kLanguage));
+    FormatLine(file, kMsgOldNameLine, "Old text: %s", 1, f(kOldText));
+    FormatLine(file, kMsgNewNameLine, "New text: %s", 1, f(kNewText));
+    FormatLine(file, kMsgTextLanguageLine, "Text language: %s", 1,
+               f(kLanguage2));
+    FormatLine(file, kMsgOldNameLine, "Old text: %s", 1, f(kOldText2));
+    FormatLine(file, kMsgNewNameLine, "New text: %s", 1, f(kNewText2));
     break;
+  }
   case OpAddSymptomAfter:
-  case OpAddSymptomBelow:
-    FormatLine(file, 2757, "Text language: %s", 1, f(2));
-    FormatLine(file, 2764, "New text: %s", 1, f(3));
-    FormatLine(file, 2757, "Text language: %s", 1, f(4));
-    FormatLine(file, 2764, "New text: %s", 1, f(5));
+  case OpAddSymptomBelow: {
+    using namespace AddSymptomFields;
+    FormatLine(file, kMsgTextLanguageLine, "Text language: %s", 1,
+               f(kLanguage));
+    FormatLine(file, kMsgNewNameLine, "New text: %s", 1, f(kText));
+    FormatLine(file, kMsgTextLanguageLine, "Text language: %s", 1,
+               f(kLanguage2));
+    FormatLine(file, kMsgNewNameLine, "New text: %s", 1, f(kText2));
     break;
+  }
   case OpAddLink:
-  case OpDeleteLink:
-    FormatLine(file, 2742, "Remedy: %s   Author: %s   Degree: %s", 3, f(2),
-               f(3), f(4));
-    FormatLine(file, 3423, "Link type: %s   Title: '%s'   File: '%s'", 3, f(5),
-               f(6), f(7));
+  case OpDeleteLink: {
+    using namespace LinkFields;
+    FormatLine(file, kMsgRemedyLine, "Remedy: %s   Author: %s   Degree: %s", 3,
+               f(kRemedy), f(kAuthor), f(kDegree));
+    FormatLine(file, kMsgLinkLine, "Link type: %s   Title: '%s'   File: '%s'",
+               3, f(kType), f(kTitle), f(kFile));
     break;
+  }
   case OpAddConcept:
   case OpDeleteConcept:
-    FormatLine(file, 2733, "Language: %s   Symptom: %s", 2, f(0), f(2));
-    FormatLine(file, 5072, "Language: %s   Concept symptom: %s", 2, f(0), f(1));
+    FormatLine(file, kMsgSymptomLine, "Language: %s   Symptom: %s", 2,
+               f(kFieldLanguage), f(ConceptFields::kSymptomPath));
+    FormatLine(file, kMsgConceptLine, "Language: %s   Concept symptom: %s", 2,
+               f(kFieldLanguage), f(kFieldPath));
     break;
   case OpChangeSymptomKind:
-    FormatLine(file, 5510, "Old type: %s   New type: %s", 2, f(2), f(3));
+    FormatLine(file, kMsgKindLine, "Old type: %s   New type: %s", 2,
+               f(KindFields::kOld), f(KindFields::kNew));
     break;
   default:
     break;

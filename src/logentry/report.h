@@ -7,13 +7,11 @@
 // that runs have added to a repertory through LogCountAddition.
 #pragma once
 
+#include "logentry/reportcodes.h"
 #include "store/records.h"
 #include "store/store.h"
 
 #include <cstdio>
-
-// Message of the success block.
-inline constexpr int kMsgOperationDone = 5383;
 
 // The last message and severity given to LogReportEntry with a file. The
 // driver reads the severity to tell an error from a warning when an entry

@@ -4,6 +4,8 @@
 #include "logentry/logentry.h"
 #include "logentry/logtext.h"
 #include "logentry/report.h"
+#include "logentry/reportcodes.h"
+#include "logentry/tally.h"
 #include "ops/dispatch.h"
 #include "ops/subject.h"
 #include "ops/views.h"
@@ -135,24 +137,6 @@ FILE *OpenReport(const char *named, const char *extension) {
   return f;
 }
 
-// Tallies the last report and counts the entry as an error or a warning:
-// by the handler's result, which the run trusts over the severity.
-void CountOutcome(int op, bool error) {
-  LogTallyReport();
-  int row = op >= 1 && op <= kOpCount ? op - 1 : -1;
-  if (error) {
-    if (row >= 0)
-      ++OpErrors[row];
-    ++OpErrors[kOpTotalRow];
-    ++LogRunErrorCount;
-  } else {
-    if (row >= 0)
-      ++OpWarnings[row];
-    ++OpWarnings[kOpTotalRow];
-    ++LogRunWarningCount;
-  }
-}
-
 // Reads the entry in hand again from the log: handlers and reports leave
 // its text split.
 void ReadAgain(LogEntry *e, bool swapped) {
@@ -207,6 +191,175 @@ void ShowResult() {
   PlatStartViewer(path);
 }
 
+// Opens the log, rebuilding it once when its index is damaged or its
+// table missing; posts 3004 when it still fails.
+bool OpenLog() {
+  T.log = TblOpenRlog(LogPath, 0, 1);
+  if (OrvixError == kErrBadIndex || OrvixError == kErrNoFile) {
+    TblRebuildRlog(LogPath, 0, 1);
+    T.log = TblOpenRlog(LogPath, 0, 1);
+  }
+  if (OrvixError != 0 || T.log == 0) {
+    xvt_dm_post_error(MsgText(3004), LogPath, OrvixError);
+    return false;
+  }
+  return true;
+}
+
+// Opens the repertory's own log, creating it when missing, and takes the
+// next number from it; posts 3004 on failure.
+bool OpenOwnLog() {
+  char own[300];
+  StrFormat(own, "%s\\%s", NetLogFileDir, CurrentCatalog.Abbrev);
+  T.own = TblOpenRlog(own, 0, 1);
+  if (OrvixError == kErrNoFile)
+    T.own = TblCreateRlog(own, 0, 1, 3);
+  if (OrvixError != 0 || T.own == 0) {
+    xvt_dm_post_error(MsgText(3004), own, OrvixError);
+    return false;
+  }
+  LogRunNextOwnNumber = LogNextNumber(T.own);
+  return true;
+}
+
+// Opens the tables of the run in their order; each opens only when all
+// before it did. Answers false after the first failure, posted with 2626.
+bool OpenRepertoryTables() {
+  char path[300];
+  bool opened = true;
+  auto open = [&](TblHandle &h, const char *p,
+                  TblHandle (*opener)(const char *, int, int),
+                  TblHandle (*creator)(const char *, int, int), int a) {
+    if (!opened)
+      return;
+    h = OpenTable(p, opener, creator, a);
+    opened = h != 0;
+  };
+  open(T.remed, RemedyCatalogName, TblOpenRemed, nullptr, 1);
+  open(T.author, AuthorCatalogName, TblOpenAuthor, nullptr, 1);
+  const auto &paths = CurrentCatalog.RepertoryBlock.Paths;
+  open(T.symptoms, paths[kCatSymptom], TblOpenSymptom, nullptr, 0);
+  open(T.extract, paths[kCatExtract], TblOpenExtract, nullptr, 0);
+  open(T.word1, paths[kCatWord1], TblOpenWord, nullptr, 0);
+  open(T.word2, paths[kCatWord2], TblOpenWord, nullptr, 0);
+  FolderTable(path, sizeof path, "Note");
+  open(T.notes, path, TblOpenNote, TblCreateNote, 0);
+  FolderTable(path, sizeof path, "Link");
+  open(T.links, path, TblOpenLink, TblCreateLink, 0);
+  FolderTable(path, sizeof path, "View");
+  open(T.views, path, TblOpenView, TblCreateView, 0);
+  return opened;
+}
+
+// Closes every table of the run that stands open.
+void CloseRunTables() {
+  for (TblHandle *h :
+       {&T.log, &T.own, &T.remed, &T.author, &T.symptoms, &T.extract, &T.word1,
+        &T.word2, &T.notes, &T.links, &T.views})
+    CloseHandle(*h);
+}
+
+// The context that every handler of this run gets.
+void FillContext(OpContext *ctx) {
+  *ctx = OpContext{};
+  ctx->errors = LogRunErrors;
+  ctx->symptoms = T.symptoms;
+  ctx->extract = T.extract;
+  ctx->word1 = T.word1;
+  ctx->word2 = T.word2;
+  ctx->notes = T.notes;
+  ctx->links = T.links;
+  ctx->views = T.views;
+  ctx->partnerSymptoms = LogPartnerSymptoms;
+  ctx->concepts = LogPartnerExSp;
+  ctx->onConceptSide = LogRunOnConceptSide;
+  ctx->assoc = 0; // a run without association tables
+  ctx->silent = 1;
+  ctx->replaceNotes = RunOptions.ReplaceNotes;
+  OpSetComment(ctx, RunOptions.Comment);
+  ctx->referenceStyle = CurrentCatalog.RepertoryBlock.RefStyle == 5 ? 2 : 1;
+}
+
+// Opens what a run needs after its log, in its order: the own log when
+// the run keeps one, the repertory's tables, the partner's, the reports;
+// and fills the context. Answers false when the run cannot start; the
+// failure has been posted and the run's tables are closed again.
+bool OpenRun(OpContext *ctx) {
+  if (RunOptions.AssociationMode != 0) {
+    // The translation to a new edition is not part of this version.
+    xvt_dm_post_error("The translation of a log to a new edition is not "
+                      "available in this version of Mantrel.");
+    CloseRunTables();
+    return false;
+  }
+  if (RunOptions.KeepInOwnLog != 0 && !OpenOwnLog()) {
+    CloseRunTables();
+    return false;
+  }
+  WorkProgress(0, 100, MsgText(3150) + (strlen(MsgText(3150)) > 5 ? 5 : 0),
+               nullptr);
+  if (!OpenRepertoryTables()) {
+    // What stands open would stay open, as a failed start has always left
+    // it; the handles are given back here so that nothing leaks.
+    CloseRunTables();
+    return false;
+  }
+  OpRemedTable = T.remed;
+  OpAuthorTable = T.author;
+  ViewAuthorTable = T.author;
+  LogTextSymptomTable = T.symptoms;
+  OpenPartner();
+
+  LogRunTextLog = OpenReport(RunOptions.TextLogFile, ".txt");
+  LogRunEditLog = OpenReport(nullptr, ".edt");
+  LogRunErrors = OpenReport(RunOptions.ErrorsFile, ".err");
+  FillContext(ctx);
+  return true;
+}
+
+// After a success: the success block in the edit log, and the entry into
+// the own log when the run keeps one.
+void AfterSuccess(LogEntry *entry, bool swapped) {
+  int32_t rememberedId = entry->symptomId;
+  ReadAgain(entry, swapped);
+  LogReportEntry(LogRunEditLog, kMsgOperationDone, entry, nullptr, 0);
+  if (T.own != 0)
+    StoreInOwnLog(entry, rememberedId);
+}
+
+// After a failure or a warning: the entry in its text form into the text
+// log.
+void AfterFailure(LogEntry *entry, bool swapped) {
+  ReadAgain(entry, swapped);
+  DbVirtualClose(1);
+  LogWriteEntry(LogRunTextLog, nullptr, entry, nullptr);
+}
+
+// The end of the run, whatever ended the loop: everything closes, the
+// work that follows a run, the result shown.
+void CloseRun() {
+  CloseRunTables();
+  OpRemedTable = OpAuthorTable = ViewAuthorTable = 0;
+  LogTextSymptomTable = 0;
+  OpReleaseRecords();
+  CloseFile(LogRunErrors);
+  CloseFile(LogRunEditLog);
+  CloseFile(LogRunTextLog);
+  WorkProgress(100, 100, nullptr, nullptr);
+  WorkClose();
+
+  if (RunOptions.CheckDoubleNotes != 0 && LogRunNoteChanged != 0)
+    xvt_dm_post_note("The clean-up of doubled notes is not available in "
+                     "this version of Mantrel.");
+  if (RunOptions.BatchMode != 0 && RunExtract != 0)
+    ExtractRebuild();
+  ShowResult();
+  if (RunOptions.BatchMode != 0) {
+    LogMoveToDone(LogPath);
+    SessionEnd();
+  }
+}
+
 } // namespace
 
 void LogReportPath(char *out, size_t cap, const char *named,
@@ -246,8 +399,33 @@ int LogMoveToDone(const char *logPath) {
   return result;
 }
 
+int LogRunEntry(LogEntry *entry, const OpContext &ctx) {
+  int op = entry->operation;
+  if (op >= 1 && op <= kOpCount)
+    ++OpRead[op - 1];
+  ++OpRead[kOpTotalRow];
+  if (LogHasNoPath(entry->text))
+    return kRunEntrySkipped;
+  int result = LogDispatch(entry, ctx);
+  switch (OpCountOutcome(op, result)) {
+  case kOutcomeError:
+    ++LogRunErrorCount;
+    break;
+  case kOutcomeWarning:
+    ++LogRunWarningCount;
+    break;
+  default:
+    if (result == 0) {
+      const OpHandlerRow *row = OpHandlerOf(op);
+      if (row != nullptr && (row->flags & kOpChangesNote) != 0)
+        LogRunNoteChanged = 1;
+    }
+    break;
+  }
+  return result;
+}
+
 void LogRunTable(WINDOW) {
-  // The reference style matters to the handlers that normalise references.
   StatisticsClear();
   LogRunErrorCount = LogRunWarningCount = 0;
   LogRunNoteChanged = 0;
@@ -262,97 +440,25 @@ void LogRunTable(WINDOW) {
     return;
   }
   notes1[0] = notes2[0] = '\0';
-
-  T.log = TblOpenRlog(LogPath, 0, 1);
-  if (OrvixError == kErrBadIndex || OrvixError == kErrNoFile) {
-    TblRebuildRlog(LogPath, 0, 1);
-    T.log = TblOpenRlog(LogPath, 0, 1);
-  }
-  if (OrvixError != 0 || T.log == 0) {
-    xvt_dm_post_error(MsgText(3004), LogPath, OrvixError);
+  if (!OpenLog()) {
     WorkClose();
     return;
   }
   long count = DbCountEntries(T.log);
-
   std::unique_ptr<char[]> text(new (std::nothrow) char[kLogTextSize]);
   if (!text) {
     xvt_dm_post_error("%s", MsgText(31));
-    CloseHandle(T.log);
+    CloseRunTables();
     WorkClose();
     return;
   }
   text[0] = '\0';
 
-  if (RunOptions.AssociationMode != 0) {
-    // The translation to a new edition is not part of this version.
-    xvt_dm_post_error("The translation of a log to a new edition is not "
-                      "available in this version of Mantrel.");
-    CloseHandle(T.log);
+  OpContext ctx;
+  if (!OpenRun(&ctx)) {
     WorkClose();
     return;
   }
-
-  if (RunOptions.KeepInOwnLog != 0) {
-    char own[300];
-    StrFormat(own, "%s\\%s", NetLogFileDir, CurrentCatalog.Abbrev);
-    T.own = TblOpenRlog(own, 0, 1);
-    if (OrvixError == kErrNoFile)
-      T.own = TblCreateRlog(own, 0, 1, 3);
-    if (OrvixError != 0 || T.own == 0) {
-      xvt_dm_post_error(MsgText(3004), own, OrvixError);
-      CloseHandle(T.log);
-      WorkClose();
-      return;
-    }
-    LogRunNextOwnNumber = LogNextNumber(T.own);
-  }
-
-  WorkProgress(0, 100, MsgText(3150) + (strlen(MsgText(3150)) > 5 ? 5 : 0),
-               nullptr);
-
-  char path[300];
-  bool opened = true;
-  auto open = [&](TblHandle &h, const char *p,
-                  TblHandle (*opener)(const char *, int, int),
-                  TblHandle (*creator)(const char *, int, int), int a) {
-    if (!opened)
-      return;
-    h = OpenTable(p, opener, creator, a);
-    opened = h != 0;
-  };
-  open(T.remed, RemedyCatalogName, TblOpenRemed, nullptr, 1);
-  open(T.author, AuthorCatalogName, TblOpenAuthor, nullptr, 1);
-  const auto &paths = CurrentCatalog.RepertoryBlock.Paths;
-  open(T.symptoms, paths[kCatSymptom], TblOpenSymptom, nullptr, 0);
-  open(T.extract, paths[kCatExtract], TblOpenExtract, nullptr, 0);
-  open(T.word1, paths[kCatWord1], TblOpenWord, nullptr, 0);
-  open(T.word2, paths[kCatWord2], TblOpenWord, nullptr, 0);
-  FolderTable(path, sizeof path, "Note");
-  open(T.notes, path, TblOpenNote, TblCreateNote, 0);
-  FolderTable(path, sizeof path, "Link");
-  open(T.links, path, TblOpenLink, TblCreateLink, 0);
-  FolderTable(path, sizeof path, "View");
-  open(T.views, path, TblOpenView, TblCreateView, 0);
-  if (!opened) {
-    // What stands open stays open, as a failed start has always left it;
-    // the handles are given back here so that nothing leaks.
-    for (TblHandle *h :
-         {&T.remed, &T.author, &T.symptoms, &T.extract, &T.word1, &T.word2,
-          &T.notes, &T.links, &T.views, &T.log, &T.own})
-      CloseHandle(*h);
-    WorkClose();
-    return;
-  }
-  OpRemedTable = T.remed;
-  OpAuthorTable = T.author;
-  ViewAuthorTable = T.author;
-  LogTextSymptomTable = T.symptoms;
-  OpenPartner();
-
-  LogRunTextLog = OpenReport(RunOptions.TextLogFile, ".txt");
-  LogRunEditLog = OpenReport(nullptr, ".edt");
-  LogRunErrors = OpenReport(RunOptions.ErrorsFile, ".err");
 
   LogEntry entry;
   LogClearEntry(&entry, text.get());
@@ -366,83 +472,17 @@ void LogRunTable(WINDOW) {
       fflush(LogRunTextLog);
     if (LogRunEditLog != nullptr)
       fflush(LogRunEditLog);
-    int32_t rememberedId = 0;
-    int op = entry.operation;
-    if (op >= 1 && op <= kOpCount)
-      ++OpRead[op - 1];
-    ++OpRead[kOpTotalRow];
-
-    TblHandle main = T.symptoms, second = LogPartnerSymptoms;
-    if ((op == OpAddConcept || op == OpDeleteConcept) && LogRunOnConceptSide)
-      std::swap(main, second);
     bool swapped = RunOptions.SameLanguage == 0;
     if (swapped)
       LogSwapLanguage(entry.text);
-
-    if (!LogHasNoPath(entry.text)) {
-      int result;
-      if (op < 1 || op > kOpCount) {
-        // A code that no log of this system holds.
-        LogReportEntry(LogRunErrors, 5347, &entry, nullptr, 1);
-        result = 1;
-      } else {
-        result =
-            LogDispatch(&entry, LogRunErrors, main, T.extract, T.word1, T.word2,
-                        T.notes, T.links, LogPartnerExSp, second, 0,
-                        op == OpChangeNote ? RunOptions.ReplaceNotes : 1,
-                        RunOptions.Comment, T.views);
-      }
-      if (result == 0) {
-        rememberedId = entry.symptomId;
-        ++OpDone[op - 1];
-        ++OpDone[kOpTotalRow];
-        if (op == OpChangeNote)
-          LogRunNoteChanged = 1;
-        ReadAgain(&entry, swapped);
-        LogReportEntry(LogRunEditLog, kMsgOperationDone, &entry, nullptr, 0);
-        if (T.own != 0)
-          StoreInOwnLog(&entry, rememberedId);
-      } else {
-        if (result == 1 && op == OpDeleteSymptom) {
-          // A deletion that failed counts as done, and is not tallied.
-          ++OpDone[OpDeleteSymptom - 1];
-          ++OpDone[kOpTotalRow];
-        } else {
-          CountOutcome(op, result == 1);
-        }
-        ReadAgain(&entry, swapped);
-        DbVirtualClose(1);
-        LogWriteEntry(LogRunTextLog, nullptr, &entry, nullptr);
-      }
-    }
+    int result = LogRunEntry(&entry, ctx);
+    if (result == 0)
+      AfterSuccess(&entry, swapped);
+    else if (result != kRunEntrySkipped)
+      AfterFailure(&entry, swapped);
     WorkProgress(c - RunOptions.From, count, nullptr, nullptr);
     ++c;
     TblFindFullRlog(T.log, &entry, 0, kFindNext);
   }
-
-  // The end of the run: everything closes, whatever ended the loop.
-  CloseHandle(T.log);
-  CloseHandle(T.own);
-  for (TblHandle *h : {&T.remed, &T.author, &T.symptoms, &T.extract, &T.word1,
-                       &T.word2, &T.notes, &T.links, &T.views})
-    CloseHandle(*h);
-  OpRemedTable = OpAuthorTable = ViewAuthorTable = 0;
-  LogTextSymptomTable = 0;
-  OpReleaseRecords();
-  CloseFile(LogRunErrors);
-  CloseFile(LogRunEditLog);
-  CloseFile(LogRunTextLog);
-  WorkProgress(100, 100, nullptr, nullptr);
-  WorkClose();
-
-  if (RunOptions.CheckDoubleNotes != 0 && LogRunNoteChanged != 0)
-    xvt_dm_post_note("The clean-up of doubled notes is not available in "
-                     "this version of Mantrel.");
-  if (RunOptions.BatchMode != 0 && RunExtract != 0)
-    ExtractRebuild();
-  ShowResult();
-  if (RunOptions.BatchMode != 0) {
-    LogMoveToDone(LogPath);
-    SessionEnd();
-  }
+  CloseRun();
 }

@@ -1,13 +1,16 @@
 // The replay of a log table on the current repertory. LogRunTable reads
 // RunOptions, LogPath and CurrentCatalog, applies the entries one by one
-// through LogDispatch and writes four reports beside the log: the edit log
-// "%s.edt" (a block for each entry applied), the errors file (a block for
-// each refusal or failure), the text log (the entries not applied, in their
-// text form) and, at the end, the statistics. A failed entry never stops
-// the run; only the end of the log, a store error on the next read, Cancel
-// or the range bound do. Nothing is rolled back.
+// through LogDispatch (the handler table of ops/dispatch.h) and writes four
+// reports beside the log: the edit log "%s.edt" (a block for each entry
+// applied), the errors file (a block for each refusal or failure), the text
+// log (the entries not applied, in their text form) and, at the end, the
+// statistics. A failed entry never stops the run; only the end of the log,
+// a store error on the next read, Cancel or the range bound do. Nothing is
+// rolled back.
 #pragma once
 
+#include "logentry/logentry.h"
+#include "ops/context.h"
 #include "platform/xvt.h"
 #include "store/store.h"
 
@@ -35,8 +38,23 @@ extern TblHandle LogPartnerExSp;
 extern int LogRunOnConceptSide;
 
 // The job of WorkRun: the whole run, from the options to the result shown.
-// In batch mode it ends the program.
+// In batch mode it ends the program. Three steps: opening the log, the
+// run's tables and reports and filling the handlers' context; each entry
+// through LogRunEntry; closing everything, whatever ended the loop.
 void LogRunTable(WINDOW win);
+
+// LogRunEntry's answer for an entry without a symptom path.
+inline constexpr int kRunEntrySkipped = -1;
+
+// One entry of a run, ready for its handler (its language digit swapped
+// when the run swaps it): counts it as read; skips it when it has no
+// symptom path (kRunEntrySkipped, no report); else dispatches it with the
+// run's context and counts the outcome by the handler's table
+// (OpCountOutcome) in the run's counters, the error and warning counts and
+// the note flag. Answers the handler's result. What follows the outcome
+// (the edit log, the own log, the text log) is the caller's: a run of a
+// table and a run of a text file write it differently.
+int LogRunEntry(LogEntry *entry, const OpContext &ctx);
 
 // The path of a report: the named file, or the log path with `extension`
 // when the name is empty.

@@ -1,44 +1,106 @@
 #include "ops/dispatch.h"
 
 #include "logentry/report.h"
+#include "logentry/reportcodes.h"
+#include "logentry/tally.h"
 #include "ops/remedy.h"
 #include "platform/strutil.h"
 
 #include <cstring>
+#include <utility>
 
-bool LogHasHandler(int operation) {
-  return operation == OpChangeDegree || operation == OpDeleteRemedy ||
-         operation == OpAddRemedy;
+namespace {
+
+// One row for each operation code, in the order of the codes. Notes,
+// references, symptoms, links and concepts have no handler in this version.
+constexpr OpHandlerRow kHandlers[kOpCount] = {
+    {OpChangeDegree, OpChangeDegreeRun, 0},
+    {OpDeleteRemedy, OpDeleteRemedyRun, 0},
+    {OpAddRemedy, OpAddRemedyRun, 0},
+    {OpChangeNote, nullptr, kOpChangesNote},
+    {OpChangeCrossReference, nullptr, 0},
+    {OpChangeSynonym, nullptr, 0},
+    {OpRenameSymptom, nullptr, 0},
+    {OpAddSymptomAfter, nullptr, 0},
+    {OpAddSymptomBelow, nullptr, 0},
+    {OpDeleteSymptom, nullptr, kOpFailureCountsDone},
+    {OpMoveSymptoms, nullptr, 0},
+    {OpSplitSymptom, nullptr, 0},
+    {OpMergeSymptom, nullptr, 0},
+    {OpAddLink, nullptr, 0},
+    {OpDeleteLink, nullptr, 0},
+    {OpAddConcept, nullptr, kOpConceptSided},
+    {OpDeleteConcept, nullptr, kOpConceptSided},
+    {OpChangeSymptomKind, nullptr, 0},
+};
+
+constexpr bool RowsInOrder() {
+  for (int i = 0; i < kOpCount; ++i)
+    if (kHandlers[i].operation != i + 1)
+      return false;
+  return true;
+}
+static_assert(RowsInOrder(), "the row of code n stands at n - 1");
+
+// Refuses the entry with the message, severity 1, and joins its text.
+int Refuse(LogEntry *entry, FILE *errors, int message) {
+  size_t length = strlen(entry->text);
+  LogReportEntry(errors, message, entry, nullptr, 1);
+  LogJoinFields(entry->text, length);
+  return 1;
 }
 
-int LogDispatch(LogEntry *entry, FILE *errors, TblHandle symptoms,
-                TblHandle extract, TblHandle, TblHandle, TblHandle notes,
-                TblHandle, TblHandle, TblHandle, TblHandle assoc, int noteFlag,
-                const char *comment, TblHandle views) {
+} // namespace
+
+void OpSetComment(OpContext *ctx, const char *comment) {
+  ctx->comment[0] = '\0';
+  if (ctx->silent != 0 && comment != nullptr && comment[0] != '\0')
+    StrFormat(ctx->comment, "<<%s>>", comment);
+}
+
+const OpHandlerRow *OpHandlerOf(int operation) {
+  if (operation < 1 || operation > kOpCount)
+    return nullptr;
+  return &kHandlers[operation - 1];
+}
+
+bool OpHasHandler(int operation) {
+  const OpHandlerRow *row = OpHandlerOf(operation);
+  return row != nullptr && row->handler != nullptr;
+}
+
+int LogDispatch(LogEntry *entry, const OpContext &ctx) {
   if (entry == nullptr || entry->text == nullptr)
     return 1;
-  // The additions write the comment into a note of kind 3.
-  char note[64] = "";
-  if (noteFlag != 0 && comment != nullptr && comment[0] != '\0')
-    StrFormat(note, "<<%s>>", comment);
-
-  switch (entry->operation) {
-  case OpChangeDegree:
-    return OpChangeDegreeRun(entry, errors, symptoms, extract, assoc, noteFlag);
-  case OpDeleteRemedy:
-    return OpDeleteRemedyRun(entry, errors, symptoms, extract, notes, assoc,
-                             noteFlag);
-  case OpAddRemedy:
-    return OpAddRemedyRun(entry, errors, symptoms, extract, notes, assoc,
-                          noteFlag, note, views);
-  default:
-    // Notes, references, symptoms, links and concepts have no handler in
-    // this version: the entry is refused and lands in the text log.
-    {
-      size_t length = strlen(entry->text);
-      LogReportEntry(errors, kMsgOperationNotAvailable, entry, nullptr, 1);
-      LogJoinFields(entry->text, length);
-    }
-    return 1;
+  const OpHandlerRow *row = OpHandlerOf(entry->operation);
+  if (row == nullptr)
+    return Refuse(entry, ctx.errors, kMsgUnknownOperation);
+  if (row->handler == nullptr)
+    return Refuse(entry, ctx.errors, kMsgOperationNotAvailable);
+  if ((row->flags & kOpConceptSided) != 0 && ctx.onConceptSide != 0) {
+    OpContext swapped = ctx;
+    std::swap(swapped.symptoms, swapped.partnerSymptoms);
+    return row->handler(entry, swapped);
   }
+  return row->handler(entry, ctx);
+}
+
+int OpCountOutcome(int operation, int result) {
+  const OpHandlerRow *row = OpHandlerOf(operation);
+  int at = row != nullptr ? operation - 1 : -1;
+  int outcome = result == 0   ? kOutcomeDone
+                : result == 1 ? kOutcomeError
+                              : kOutcomeWarning;
+  if (outcome == kOutcomeError && row != nullptr &&
+      (row->flags & kOpFailureCountsDone) != 0)
+    outcome = kOutcomeDone;
+  else if (outcome != kOutcomeDone)
+    LogTallyReport();
+  int32_t *counts = outcome == kOutcomeDone    ? OpDone
+                    : outcome == kOutcomeError ? OpErrors
+                                               : OpWarnings;
+  if (at >= 0)
+    ++counts[at];
+  ++counts[kOpTotalRow];
+  return outcome;
 }

@@ -1,6 +1,7 @@
 #include "ops/remedy.h"
 
 #include "logentry/report.h"
+#include "logentry/reportcodes.h"
 #include "ops/chainlist.h"
 #include "ops/subject.h"
 #include "ops/views.h"
@@ -32,21 +33,78 @@ int CountEntries(const SymptomRemedy *r) {
   return n;
 }
 
-// The common start: the symptom, then the remedy and author by name.
-// Answers 0, or the result of the failure, which is reported.
-int CommonStart(LogEntry *entry, FILE *errors, TblHandle symptoms, int *off,
-                int severity) {
-  if (OpResolveSubject(entry, errors, symptoms, off) != 0)
-    return 1;
-  if (OpFindRemedy(LogField(entry->text, off, 2)) != 0) {
-    LogReportEntry(errors, 2736, entry, off, severity);
-    return 1;
-  }
-  if (OpFindAuthor(LogField(entry->text, off, 3)) != 0) {
-    LogReportEntry(errors, 2737, entry, off, severity);
-    return 1;
-  }
+// An entry of a remedy operation taken apart: its split text and what it
+// names. The symptom is SymptomRecord, which owns the remedy array.
+struct RemedyTarget {
+  LogEntry *entry;
+  FILE *errors;
+  size_t length; // of the whole text, to join it again
+  FieldOffsets off;
+  Symptom *symptom;
+  uint16_t remedyId;
+  uint16_t authorId;
+  char remedy[sizeof(Remed::Abbrev)];  // the abbreviations as the tables
+  char author[sizeof(Author::Abbrev)]; // hold them
+};
+
+const char *Field(const RemedyTarget &t, int n) {
+  return LogField(t.entry->text, t.off, n);
+}
+
+// Reports the entry with the message and severity; answers `result`.
+int Report(RemedyTarget &t, int message, int severity, int result) {
+  LogReportEntry(t.errors, message, t.entry, t.off, severity);
+  return result;
+}
+
+// The successful end: the text is one string again.
+int Done(const RemedyTarget &t) {
+  LogJoinFields(t.entry->text, t.length);
   return 0;
+}
+
+// The common start of the three operations: split the text, find the
+// symptom, then the remedy and the author by abbreviation; a remedy or
+// author that is not in its table is reported with `severity`. Answers 0,
+// or 1 after the report.
+int TakeApart(LogEntry *entry, const OpContext &ctx, int severity,
+              RemedyTarget *t) {
+  t->entry = entry;
+  t->errors = ctx.errors;
+  t->length = strlen(entry->text);
+  LogSplitFields(entry->text, t->off);
+  t->symptom = &SymptomRecord;
+  if (OpResolveSubject(entry, ctx.errors, ctx.symptoms, t->off, t->symptom) !=
+      0)
+    return 1;
+  Remed remed;
+  if (OpFindRemedy(Field(*t, RemedyFields::kRemedy), &remed) != 0)
+    return Report(*t, kMsgRemedyNotFound, severity, 1);
+  Author author;
+  if (OpFindAuthor(Field(*t, RemedyFields::kAuthor), &author) != 0)
+    return Report(*t, kMsgAuthorNotFound, severity, 1);
+  t->remedyId = remed.Id;
+  t->authorId = author.Id;
+  StrCopy(t->remedy, remed.Abbrev);
+  StrCopy(t->author, author.Abbrev);
+  return 0;
+}
+
+// The key of the first record of a remedy's Extract chain.
+void ExtractKey(Extract *rec, uint16_t remedyId) {
+  memset(rec, 0, sizeof *rec);
+  rec->CursorState = 0xff;
+  rec->RemedyId = remedyId;
+  rec->Seq = 0;
+}
+
+// The key of the first note of a remedy on a symptom.
+void NoteKey(Note *n, const Symptom &s, uint16_t remedyId) {
+  memset(n, 0, sizeof *n);
+  n->CursorState = 0xff;
+  n->Num = s.Num;
+  n->Sub = s.Sub;
+  n->RemedyId = remedyId;
 }
 
 // Finds the Extract entry of the symptom and author under the remedy and
@@ -58,9 +116,7 @@ int FindExtractEntry(TblHandle extract, Extract *rec, uint16_t remedyId,
   auto before = [](uint32_t n1, uint16_t s1, uint32_t n2, uint16_t s2) {
     return n1 < n2 || (n1 == n2 && s1 < s2);
   };
-  memset(rec, 0, sizeof *rec);
-  rec->CursorState = 0xff;
-  rec->RemedyId = remedyId;
+  ExtractKey(rec, remedyId);
   for (int seq = 0; seq <= 255; ++seq) {
     rec->Seq = static_cast<uint8_t>(seq);
     ExtractEntry first, last;
@@ -114,254 +170,242 @@ int OpCountRemedies(const SymptomRemedy *remedies) {
   return count;
 }
 
-int OpChangeDegreeRun(LogEntry *entry, FILE *errors, TblHandle symptoms,
-                      TblHandle extract, TblHandle, int) {
-  char *text = entry->text;
-  size_t length = strlen(text);
-  FieldOffsets off;
-  LogSplitFields(text, off);
-  if (int r = CommonStart(entry, errors, symptoms, off, 2); r != 0)
-    return r;
-  Symptom &s = SymptomRecord;
-  uint16_t remedyId = RemedRecord.Id, authorId = AuthorRecord.Id;
-  int at = FindPair(s, remedyId, authorId);
-  if (at < 0) {
-    LogReportEntry(errors, 2738, entry, off, 2);
+int OpChangeDegreeRun(LogEntry *entry, const OpContext &ctx) {
+  RemedyTarget t;
+  if (TakeApart(entry, ctx, 2, &t) != 0)
     return 1;
-  }
-  uint8_t degree = static_cast<uint8_t>(atoi(LogField(text, off, 5)));
+  Symptom &s = *t.symptom;
+  int at = FindPair(s, t.remedyId, t.authorId);
+  if (at < 0)
+    return Report(t, kMsgPairNotInSymptom, 2, 1);
+  uint8_t degree =
+      static_cast<uint8_t>(atoi(Field(t, RemedyFields::kNewDegree)));
   s.Remedies[at].Degree = degree;
   s.Remedies[at].AuthorId |= kAuthorUserBit;
-  if (TblSaveSymptom(symptoms, &s, kSaveReplace) != 0) {
-    LogReportEntry(errors, 2739, entry, off, 1);
-    return 1;
-  }
+  if (TblSaveSymptom(ctx.symptoms, &s, kSaveReplace) != 0)
+    return Report(t, kMsgSymptomNotSaved, 1, 1);
   Extract rec;
-  int i = FindExtractEntry(extract, &rec, remedyId, s.Num, s.Sub, authorId);
-  if (i < 0) {
-    LogReportEntry(errors, 2740, entry, off, 1);
-    return 1;
-  }
+  int i =
+      FindExtractEntry(ctx.extract, &rec, t.remedyId, s.Num, s.Sub, t.authorId);
+  if (i < 0)
+    return Report(t, kMsgNotInExtract, 1, 1);
   rec.Entries[i].Degree = degree;
-  if (TblSaveExtract(extract, &rec, kSaveReplace) != 0) {
-    LogReportEntry(errors, 2741, entry, off, 1);
-    return 1;
-  }
-  LogJoinFields(text, length);
-  return 0;
+  if (TblSaveExtract(ctx.extract, &rec, kSaveReplace) != 0)
+    return Report(t, kMsgExtractNotSaved, 1, 1);
+  return Done(t);
 }
 
-int OpDeleteRemedyRun(LogEntry *entry, FILE *errors, TblHandle symptoms,
-                      TblHandle extract, TblHandle notes, TblHandle, int) {
-  char *text = entry->text;
-  size_t length = strlen(text);
-  FieldOffsets off;
-  LogSplitFields(text, off);
-  if (int r = CommonStart(entry, errors, symptoms, off, 1); r != 0)
-    return r;
-  Symptom &s = SymptomRecord;
-  uint16_t remedyId = RemedRecord.Id, authorId = AuthorRecord.Id;
-  int at = FindPair(s, remedyId, authorId);
-  if (at < 0) {
-    // Nothing to delete: a warning, the run goes on.
-    LogReportEntry(errors, 2738, entry, off, 2);
-    return 2;
-  }
+namespace {
 
-  // The notes of this remedy and author on the symptom go with it.
-  if (notes != 0) {
-    Note n;
-    memset(&n, 0, sizeof n);
-    n.CursorState = 0xff;
-    n.Num = s.Num;
-    n.Sub = s.Sub;
-    n.RemedyId = remedyId;
-    int err = TblFindFullNote(notes, &n, 0, kFindAtOrAfter);
-    while (err == 0 && n.Num == s.Num && n.Sub == s.Sub &&
-           n.RemedyId == remedyId) {
-      if ((n.AuthorId & kAuthorMask) == authorId) {
-        Note key = n;
-        TblDeleteNote(notes);
-        err = TblFindFullNote(notes, &key, 0, kFindAtOrAfter);
-        n = key;
-      } else {
-        err = TblFindFullNote(notes, &n, 0, kFindNext);
-      }
+// Deletes the notes of the target's remedy and author on its symptom; a
+// note of another author under the same remedy is stepped over.
+void DeleteNotes(const RemedyTarget &t, TblHandle notes) {
+  const Symptom &s = *t.symptom;
+  Note n;
+  NoteKey(&n, s, t.remedyId);
+  int err = TblFindFullNote(notes, &n, 0, kFindAtOrAfter);
+  while (err == 0 && n.Num == s.Num && n.Sub == s.Sub &&
+         n.RemedyId == t.remedyId) {
+    if ((n.AuthorId & kAuthorMask) == t.authorId) {
+      Note key = n;
+      TblDeleteNote(notes);
+      err = TblFindFullNote(notes, &key, 0, kFindAtOrAfter);
+      n = key;
+    } else {
+      err = TblFindFullNote(notes, &n, 0, kFindNext);
     }
   }
+}
+
+} // namespace
+
+int OpDeleteRemedyRun(LogEntry *entry, const OpContext &ctx) {
+  RemedyTarget t;
+  if (TakeApart(entry, ctx, 1, &t) != 0)
+    return 1;
+  Symptom &s = *t.symptom;
+  int at = FindPair(s, t.remedyId, t.authorId);
+  if (at < 0) // nothing to delete: a warning, the run goes on
+    return Report(t, kMsgPairNotInSymptom, 2, 2);
+
+  // The notes of this remedy and author on the symptom go with it.
+  if (ctx.notes != 0)
+    DeleteNotes(t, ctx.notes);
 
   int count = CountEntries(s.Remedies);
   memmove(&s.Remedies[at], &s.Remedies[at + 1],
           sizeof(SymptomRemedy) * static_cast<size_t>(count - at));
   s.RemedyCount = static_cast<uint16_t>(OpCountRemedies(s.Remedies));
-  if (TblSaveSymptom(symptoms, &s, kSaveReplace) != 0) {
-    LogReportEntry(errors, 2739, entry, off, 1);
-    return 1;
-  }
+  if (TblSaveSymptom(ctx.symptoms, &s, kSaveReplace) != 0)
+    return Report(t, kMsgSymptomNotSaved, 1, 1);
 
   // A missing extraction entry is no failure here.
   Extract rec;
-  int i = FindExtractEntry(extract, &rec, remedyId, s.Num, s.Sub, authorId);
+  int i =
+      FindExtractEntry(ctx.extract, &rec, t.remedyId, s.Num, s.Sub, t.authorId);
   if (i >= 0) {
     int n = ChainCountExtract(rec);
     memmove(&rec.Entries[i], &rec.Entries[i + 1],
             sizeof(ExtractEntry) * static_cast<size_t>(n - i));
-    TblSaveExtract(extract, &rec, kSaveReplace);
+    TblSaveExtract(ctx.extract, &rec, kSaveReplace);
   }
-  LogJoinFields(text, length);
-  return 0;
+  return Done(t);
 }
 
-int OpAddRemedyEntry(LogEntry *entry, FILE *errors, TblHandle symptoms,
-                     TblHandle extract, TblHandle notes, TblHandle, int,
-                     int mark, int merge, const char *comment,
-                     TblHandle views) {
-  char *text = entry->text;
-  size_t length = strlen(text);
-  FieldOffsets off;
-  LogSplitFields(text, off);
-  if (int r = CommonStart(entry, errors, symptoms, off, 1); r != 0)
-    return r;
-  Symptom &s = SymptomRecord;
-  uint16_t remedyId = RemedRecord.Id, authorId = AuthorRecord.Id;
-  int degree = atoi(LogField(text, off, 4));
+namespace {
 
+// The steps of an addition. Each answers 0 to go on, or the handler's
+// result after its report.
+
+// Meets the entries that the symptom has: the pair itself refuses the
+// addition (2745, a warning); entries of the same remedy by other authors
+// are merged by `merge`. A degree of 0 takes the degree of the entry at
+// hand, whatever its remedy: in effect that of the first entry. When the
+// remedy is new to the symptom, its count of remedies grows by one.
+int MeetEntries(RemedyTarget &t, int merge, int *degree) {
+  Symptom &s = *t.symptom;
   int count = CountEntries(s.Remedies);
   bool sameRemedy = false;
   for (int i = 0; i < count; ++i) {
     SymptomRemedy &e = s.Remedies[i];
-    if (e.RemedyId == remedyId && (e.AuthorId & kAuthorMask) == authorId) {
-      LogReportEntry(errors, 2745, entry, off, 2);
-      return 2;
-    }
-    // A degree of 0 takes the degree of the entry at hand, whatever its
-    // remedy: in effect that of the first entry.
-    if (degree == 0)
-      degree = e.Degree;
-    if (e.RemedyId != remedyId)
+    if (e.RemedyId == t.remedyId && (e.AuthorId & kAuthorMask) == t.authorId)
+      return Report(t, kMsgPairInSymptom, 2, 2);
+    if (*degree == 0)
+      *degree = e.Degree;
+    if (e.RemedyId != t.remedyId)
       continue;
     sameRemedy = true;
-    if (merge == kMergeLower && degree < e.Degree)
-      e.Degree = static_cast<uint8_t>(degree);
-    else if (merge == kMergeRaise && degree > e.Degree)
-      e.Degree = static_cast<uint8_t>(degree);
-    else if (merge == kMergeCheck && degree != e.Degree) {
-      if (entry->tag == kTagTakeDegree) {
-        degree = e.Degree;
-      } else {
-        LogReportEntry(errors, 5364, entry, off, 2);
-        return 2;
-      }
+    if (merge == kMergeLower && *degree < e.Degree)
+      e.Degree = static_cast<uint8_t>(*degree);
+    else if (merge == kMergeRaise && *degree > e.Degree)
+      e.Degree = static_cast<uint8_t>(*degree);
+    else if (merge == kMergeCheck && *degree != e.Degree) {
+      if (t.entry->tag != kTagTakeDegree)
+        return Report(t, kMsgDegreeDiffers, 2, 2);
+      *degree = e.Degree;
     }
   }
   if (!sameRemedy)
     s.RemedyCount = static_cast<uint16_t>(s.RemedyCount + 1);
+  return 0;
+}
 
+// Puts the new entry into the symptom's remedy array at its place (by
+// remedy, then author abbreviation) and saves the symptom.
+int InsertIntoSymptom(RemedyTarget &t, TblHandle symptoms, int degree, int mark,
+                      TblHandle views) {
+  Symptom &s = *t.symptom;
+  int count = CountEntries(s.Remedies);
   // Grow the array by one, with room for the terminator.
   SymptomRemedy *grown = TblAllocSymptomRemed(count + 2);
-  if (grown == nullptr) {
-    LogReportEntry(errors, 2743, entry, off, 1);
-    return 1;
-  }
+  if (grown == nullptr)
+    return Report(t, kMsgNoMemoryForRemedies, 1, 1);
   if (count > 0)
     memcpy(grown, s.Remedies,
            sizeof(SymptomRemedy) * static_cast<size_t>(count));
   TblFreeSymptomRemed(&s);
   s.Remedies = grown;
 
-  const char *newRemedy = RemedRecord.Abbrev;
-  const char *newAuthor = AuthorRecord.Abbrev;
   int place = 0;
   while (place < count) {
     const SymptomRemedy &e = s.Remedies[place];
     if (OpCompareRemedyPlace(OpRemedyAbbrev(e.RemedyId),
-                             OpAuthorAbbrev(e.AuthorId & kAuthorMask),
-                             newRemedy, newAuthor) > 0)
+                             OpAuthorAbbrev(e.AuthorId & kAuthorMask), t.remedy,
+                             t.author) > 0)
       break;
     ++place;
   }
   memmove(&s.Remedies[place + 1], &s.Remedies[place],
           sizeof(SymptomRemedy) * static_cast<size_t>(count - place));
   SymptomRemedy &added = s.Remedies[place];
-  added.RemedyId = remedyId;
-  added.AuthorId = authorId;
+  added.RemedyId = t.remedyId;
+  added.AuthorId = t.authorId;
   added.Degree = static_cast<uint8_t>(degree);
   added.ViewBits = 0;
   s.Remedies[count + 1] = SymptomRemedy{0, 0, 0, 0xffff};
   if (mark == 1)
     added.AuthorId |= kAuthorUserBit;
   if (views != 0) {
-    added.ViewBits = OpViewBits(views, authorId);
+    added.ViewBits = OpViewBits(views, t.authorId);
     s.ViewMask = static_cast<uint16_t>(s.ViewMask | added.ViewBits);
   }
-  if (TblSaveSymptom(symptoms, &s, kSaveReplace) != 0) {
-    LogReportEntry(errors, 2739, entry, off, 1);
-    return 1;
-  }
+  if (TblSaveSymptom(symptoms, &s, kSaveReplace) != 0)
+    return Report(t, kMsgSymptomNotSaved, 1, 1);
+  return 0;
+}
 
-  ExtractEntry item{s.Num, s.Sub, static_cast<uint8_t>(degree), authorId, 0};
+// Puts the new entry into the remedy's Extract chain: a new first record
+// when the remedy has none, else the sorted insert.
+int InsertIntoExtract(RemedyTarget &t, TblHandle extract, int degree) {
+  const Symptom &s = *t.symptom;
+  ExtractEntry item{s.Num, s.Sub, static_cast<uint8_t>(degree), t.authorId, 0};
   Extract rec;
-  memset(&rec, 0, sizeof rec);
-  rec.CursorState = 0xff;
-  rec.RemedyId = remedyId;
-  rec.Seq = 0;
+  ExtractKey(&rec, t.remedyId);
   int err;
   if (TblFindFullExtract(extract, &rec, 0, kFindEqual, nullptr) != 0) {
-    memset(&rec, 0, sizeof rec);
-    rec.CursorState = 0xff;
-    rec.RemedyId = remedyId;
-    rec.Seq = 0;
+    ExtractKey(&rec, t.remedyId);
     rec.Entries[0] = item;
     rec.Entries[1] = ChainExtractTerminator();
     err = TblSaveExtract(extract, &rec, kSaveAdd);
   } else {
     err = ChainInsertExtract(extract, &rec, item);
   }
-  if (err != 0) {
-    LogReportEntry(errors, 2741, entry, off, 1);
-    return 1;
-  }
-
-  if (comment != nullptr && comment[0] != '\0' && notes != 0) {
-    static char text1[kNoteTextSize], text2[kNoteTextSize];
-    Note n;
-    memset(&n, 0, sizeof n);
-    n.CursorState = 0xff;
-    n.Num = s.Num;
-    n.Sub = s.Sub;
-    n.RemedyId = remedyId;
-    n.Degree = static_cast<uint8_t>(degree);
-    n.AuthorId = authorId;
-    n.NoteKind = 3;
-    n.Text1 = text1;
-    n.Text2 = text2;
-    text1[0] = text2[0] = '\0';
-    if (TblFindFullNote(notes, &n, 0, kFindEqual) == 0) {
-      StrAppend(text1, "\n");
-      StrAppend(text1, comment);
-      if (TblSaveNote(notes, &n, kSaveReplace) != 0) {
-        LogReportEntry(errors, 2750, entry, off, 1);
-        return 1;
-      }
-    } else {
-      StrCopy(text1, comment);
-      text2[0] = '\0';
-      if (TblSaveNote(notes, &n, kSaveAdd) != 0) {
-        LogReportEntry(errors, 2749, entry, off, 1);
-        return 1;
-      }
-    }
-  }
-  LogJoinFields(text, length);
+  if (err != 0)
+    return Report(t, kMsgExtractNotSaved, 1, 1);
   return 0;
 }
 
-int OpAddRemedyRun(LogEntry *entry, FILE *errors, TblHandle symptoms,
-                   TblHandle extract, TblHandle notes, TblHandle assoc,
-                   int silent, const char *comment, TblHandle views) {
-  int r = OpAddRemedyEntry(entry, errors, symptoms, extract, notes, assoc,
-                           silent, 1, kMergeCheck, comment, views);
+// Writes the comment into the note of kind 3 of the new entry: appended
+// behind a line end to the note that stands, else as a new note.
+int AddComment(RemedyTarget &t, TblHandle notes, const char *comment,
+               int degree) {
+  static char text1[kNoteTextSize], text2[kNoteTextSize];
+  Note n;
+  NoteKey(&n, *t.symptom, t.remedyId);
+  n.Degree = static_cast<uint8_t>(degree);
+  n.AuthorId = t.authorId;
+  n.NoteKind = 3;
+  n.Text1 = text1;
+  n.Text2 = text2;
+  text1[0] = text2[0] = '\0';
+  if (TblFindFullNote(notes, &n, 0, kFindEqual) == 0) {
+    StrAppend(text1, "\n");
+    StrAppend(text1, comment);
+    if (TblSaveNote(notes, &n, kSaveReplace) != 0)
+      return Report(t, kMsgNoteNotSaved, 1, 1);
+  } else {
+    StrCopy(text1, comment);
+    text2[0] = '\0';
+    if (TblSaveNote(notes, &n, kSaveAdd) != 0)
+      return Report(t, kMsgNoteNotAdded, 1, 1);
+  }
+  return 0;
+}
+
+} // namespace
+
+int OpAddRemedyEntry(LogEntry *entry, const OpContext &ctx, int mark,
+                     int merge) {
+  RemedyTarget t;
+  if (TakeApart(entry, ctx, 1, &t) != 0)
+    return 1;
+  int degree = atoi(Field(t, RemedyFields::kDegree));
+  if (int r = MeetEntries(t, merge, &degree); r != 0)
+    return r;
+  if (int r = InsertIntoSymptom(t, ctx.symptoms, degree, mark, ctx.views);
+      r != 0)
+    return r;
+  if (int r = InsertIntoExtract(t, ctx.extract, degree); r != 0)
+    return r;
+  if (ctx.comment[0] != '\0' && ctx.notes != 0)
+    if (int r = AddComment(t, ctx.notes, ctx.comment, degree); r != 0)
+      return r;
+  return Done(t);
+}
+
+int OpAddRemedyRun(LogEntry *entry, const OpContext &ctx) {
+  int r = OpAddRemedyEntry(entry, ctx, 1, kMergeCheck);
   if (r == 0)
-    LogCountAddition(symptoms);
+    LogCountAddition(ctx.symptoms);
   return r;
 }

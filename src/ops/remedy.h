@@ -1,31 +1,28 @@
 // The three operations on a symptom's remedies: change a degree, delete a
-// remedy, add a remedy. Each takes the log entry, the errors file and the
-// tables it needs; it splits the entry's text in place, reports a failure
-// through LogReportEntry and leaves the text split then, and on success
-// joins the text again. Results: 0 done, 1 error, 2 warning.
-//
-// Fields: [0] language, [1] path, [2] remedy abbreviation, [3] author
-// abbreviation; OpChangeDegree [4] old and [5] new degree; the other two
-// [4] degree.
+// remedy, add a remedy. Each is a handler of the table in ops/dispatch.cpp:
+// it takes the log entry and the run's context, splits the entry's text in
+// place, reports a failure through LogReportEntry into ctx.errors and
+// leaves the text split then, and on success joins the text again. Results:
+// 0 done, 1 error, 2 warning. The entry's fields are RemedyFields of
+// logentry/logentry.h.
 #pragma once
 
 #include "logentry/logentry.h"
+#include "ops/context.h"
 #include "store/store.h"
 
-#include <cstdio>
+#include <cstdint>
 
-int OpChangeDegreeRun(LogEntry *entry, FILE *errors, TblHandle symptoms,
-                      TblHandle extract, TblHandle assoc, int silent);
+// Uses ctx.symptoms and ctx.extract.
+int OpChangeDegreeRun(LogEntry *entry, const OpContext &ctx);
 
-int OpDeleteRemedyRun(LogEntry *entry, FILE *errors, TblHandle symptoms,
-                      TblHandle extract, TblHandle notes, TblHandle assoc,
-                      int silent);
+// Uses ctx.symptoms, ctx.extract and ctx.notes: the notes of the remedy and
+// author on the symptom go with the entry.
+int OpDeleteRemedyRun(LogEntry *entry, const OpContext &ctx);
 
 // The run's addition: OpAddRemedyEntry with mark 1 and merge 4, and after
 // a success one more in the repertory's counter of additions.
-int OpAddRemedyRun(LogEntry *entry, FILE *errors, TblHandle symptoms,
-                   TblHandle extract, TblHandle notes, TblHandle assoc,
-                   int silent, const char *comment, TblHandle views);
+int OpAddRemedyRun(LogEntry *entry, const OpContext &ctx);
 
 // How an addition meets an entry of the same remedy by another author.
 inline constexpr int kMergeLower = 1; // the entry is lowered to the degree
@@ -37,12 +34,10 @@ inline constexpr uint8_t kTagTakeDegree = 99;
 
 // The inner addition, for the run and for the handlers that copy remedies.
 // mark 1 sets the user bit on the new entry, 2 leaves it. A non-empty
-// comment goes into the note of kind 3 of the new entry; with a View
-// handle the entry gets its view bits.
-int OpAddRemedyEntry(LogEntry *entry, FILE *errors, TblHandle symptoms,
-                     TblHandle extract, TblHandle notes, TblHandle assoc,
-                     int silent, int mark, int merge, const char *comment,
-                     TblHandle views);
+// ctx.comment goes into the note of kind 3 of the new entry (ctx.notes);
+// with ctx.views the entry gets its view bits.
+int OpAddRemedyEntry(LogEntry *entry, const OpContext &ctx, int mark,
+                     int merge);
 
 // The comparison of the places of remedies in a symptom: by abbreviation
 // with every "-" read as "/", then by author abbreviation. Negative when

@@ -1,6 +1,7 @@
 #include "ops/subject.h"
 
 #include "logentry/report.h"
+#include "logentry/reportcodes.h"
 #include "platform/strutil.h"
 #include "store/sptpath.h"
 
@@ -9,8 +10,6 @@
 #include <vector>
 
 Symptom SymptomRecord;
-Remed RemedRecord;
-Author AuthorRecord;
 TblHandle OpRemedTable = 0;
 TblHandle OpAuthorTable = 0;
 
@@ -50,13 +49,13 @@ void OpReleaseRecords() {
 }
 
 int OpEntryLanguage(const char *text, const int *offsets) {
-  const char *digit = LogField(text, offsets, 0);
+  const char *digit = LogField(text, offsets, kFieldLanguage);
   return digit[0] == '1' ? 2 : 1;
 }
 
 int OpResolveSubject(LogEntry *entry, FILE *errors, TblHandle symptoms,
-                     int *offsets) {
-  Symptom &s = SymptomRecord;
+                     int *offsets, Symptom *found) {
+  Symptom &s = *found;
   SymptomRemedy *keep = s.Remedies;
   memset(&s, 0, sizeof s);
   s.Remedies = keep;
@@ -74,7 +73,7 @@ int OpResolveSubject(LogEntry *entry, FILE *errors, TblHandle symptoms,
     uint32_t num = 0;
     uint16_t sub = 0;
     if (GetSptNumFromExactText(symptoms, OpEntryLanguage(entry->text, offsets),
-                               LogField(entry->text, offsets, 1), &num,
+                               LogField(entry->text, offsets, kFieldPath), &num,
                                &sub) == 0) {
       s.Num = num;
       s.Sub = sub;
@@ -83,11 +82,11 @@ int OpResolveSubject(LogEntry *entry, FILE *errors, TblHandle symptoms,
   }
   // An id of exactly 1000000 names nothing; it is told as not found.
   if (!haveNumber) {
-    LogReportEntry(errors, 2628, entry, offsets, 1);
+    LogReportEntry(errors, kMsgSymptomNotFound, entry, offsets, 1);
     return 1;
   }
   if (TblFindFullSymptom(symptoms, &s, 0, kFindEqual) != 0) {
-    LogReportEntry(errors, 2628, entry, offsets, 1);
+    LogReportEntry(errors, kMsgSymptomNotFound, entry, offsets, 1);
     return 1;
   }
   if (entry->symptomId == 0)
@@ -95,22 +94,22 @@ int OpResolveSubject(LogEntry *entry, FILE *errors, TblHandle symptoms,
   return 0;
 }
 
-int OpFindRemedy(const char *abbrev) {
-  memset(&RemedRecord, 0, sizeof RemedRecord);
-  RemedRecord.CursorState = 0xff;
-  StrCopy(RemedRecord.Abbrev, abbrev);
+int OpFindRemedy(const char *abbrev, Remed *found) {
+  memset(found, 0, sizeof *found);
+  found->CursorState = 0xff;
+  StrCopy(found->Abbrev, abbrev);
   if (OpRemedTable == 0)
     return kErrNotOpen;
-  return TblFindFullRemed(OpRemedTable, &RemedRecord, 1, kFindEqual);
+  return TblFindFullRemed(OpRemedTable, found, 1, kFindEqual);
 }
 
-int OpFindAuthor(const char *abbrev) {
-  memset(&AuthorRecord, 0, sizeof AuthorRecord);
-  AuthorRecord.CursorState = 0xff;
-  StrCopy(AuthorRecord.Abbrev, abbrev);
+int OpFindAuthor(const char *abbrev, Author *found) {
+  memset(found, 0, sizeof *found);
+  found->CursorState = 0xff;
+  StrCopy(found->Abbrev, abbrev);
   if (OpAuthorTable == 0)
     return kErrNotOpen;
-  return TblFindFullAuthor(OpAuthorTable, &AuthorRecord, 1, kFindEqual);
+  return TblFindFullAuthor(OpAuthorTable, found, 1, kFindEqual);
 }
 
 const char *OpRemedyAbbrev(uint16_t id) {

@@ -9,12 +9,11 @@
 
 #include <cstdio>
 
-// The one Symptom record of the handlers. An operation that calls another
-// leaves it changed; its remedy array belongs to the record and lives until
-// OpReleaseRecords.
+// The Symptom record that the handlers find their symptom into: its remedy
+// array belongs to the record and lives from entry to entry until
+// OpReleaseRecords, so that a run does not allocate one for each entry. An
+// operation that calls another leaves it changed.
 extern Symptom SymptomRecord;
-extern Remed RemedRecord;
-extern Author AuthorRecord;
 
 // The remedy and author tables while a run lasts (0 otherwise); the run
 // opens and closes them.
@@ -25,22 +24,23 @@ extern TblHandle OpAuthorTable;
 // author names; the run calls it at its end.
 void OpReleaseRecords();
 
-// Finds the symptom of the entry into SymptomRecord. The text must be split
+// Finds the symptom of the entry into `found` (SymptomRecord for the
+// handlers), whose remedy array is kept and reused. The text must be split
 // (offsets). By unique id first when it lies in (0, 1000000) (a miss clears
 // the entry's id), else by the exact path in the entry's language. A path
 // that is not found is reported with 2628, severity 1, and answers 1. When
 // the entry had no id the symptom's id is copied into it. Answers 0 when
 // found.
 int OpResolveSubject(LogEntry *entry, FILE *errors, TblHandle symptoms,
-                     int *offsets);
+                     int *offsets, Symptom *found);
 
 // The language of the entry's text, 1 or 2, from its split field 0.
 int OpEntryLanguage(const char *text, const int *offsets);
 
-// Finds a remedy or an author by abbreviation (key 1, exact) into the shared
-// record. Answers 0 when found.
-int OpFindRemedy(const char *abbrev);
-int OpFindAuthor(const char *abbrev);
+// Finds a remedy or an author by abbreviation (key 1, exact) in the run's
+// table into `found`. Answers 0 when found.
+int OpFindRemedy(const char *abbrev, Remed *found);
+int OpFindAuthor(const char *abbrev, Author *found);
 
 // The abbreviations of a remedy and an author by id, cached for the run;
 // the empty text when not in their tables.
