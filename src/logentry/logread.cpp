@@ -39,7 +39,6 @@ constexpr int kMsgOldKind = 5511;
 constexpr int kMsgNewKind = 5512;
 constexpr int kMsgErrorLabel = 2732;
 constexpr int kMsgOperationLabel = 2730;
-constexpr int kMsgControlByte = 5358;
 
 // The labels of one language of the message table.
 struct Labels {

@@ -8,6 +8,7 @@
 #pragma once
 
 #include "logentry/logentry.h"
+#include "logentry/reportcodes.h"
 #include "store/store.h"
 
 #include <cstdio>
@@ -53,8 +54,9 @@ int LogCopyTextRange(FILE *source, long from, long to, FILE *target);
 // The number of lines that begin with ten dashes; the file is rewound.
 long LogCountTextEntries(FILE *source);
 
-// Report codes of the reader.
-inline constexpr int kMsgUnknownOperation = 5347;
+// Report codes of the reader, beside kMsgUnknownOperation (an unknown
+// heading, or the row of totals).
 inline constexpr int kMsgNoSymptomPath = 5355;
 inline constexpr int kMsgEntryTooLong = 5356;
 inline constexpr int kMsgNoFooter = 5357;
+inline constexpr int kMsgControlByte = 5358;

@@ -19,6 +19,7 @@
 #include "session/session.h"
 #include "store/sptpath.h"
 #include "transfers/extractbuild.h"
+#include "transfers/notes.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -147,15 +148,7 @@ void ReadAgain(LogEntry *e, bool swapped) {
 
 void StoreInOwnLog(LogEntry *e, int32_t rememberedId) {
   TblFindFullRlog(T.log, e, 0, kFindEqual);
-  int32_t number = e->number;
-  e->number = LogRunNextOwnNumber++;
-  if (e->symptomId < -2000000)
-    e->symptomId = 0;
-  if (e->symptomId == 0 && rememberedId > 0)
-    e->symptomId = rememberedId;
-  e->comment[0] = '\0';
-  TblSaveRlog(T.own, e, kSaveAdd);
-  e->number = number;
+  LogRunKeepInOwnLog(e, rememberedId);
   e->operation = 0;
   TblFindFullRlog(T.log, e, 0, kFindEqual);
   DbVirtualClose(1);
@@ -259,8 +252,9 @@ void CloseRunTables() {
     CloseHandle(*h);
 }
 
-// The context that every handler of this run gets.
-void FillContext(OpContext *ctx) {
+} // namespace
+
+void LogRunFillContext(OpContext *ctx) {
   *ctx = OpContext{};
   ctx->errors = LogRunErrors;
   ctx->symptoms = T.symptoms;
@@ -280,11 +274,25 @@ void FillContext(OpContext *ctx) {
   ctx->referenceStyle = CurrentCatalog.RepertoryBlock.RefStyle == 5 ? 2 : 1;
 }
 
+namespace {
+
 // Opens what a run needs after its log, in its order: the own log when
 // the run keeps one, the repertory's tables, the partner's, the reports;
 // and fills the context. Answers false when the run cannot start; the
 // failure has been posted and the run's tables are closed again.
 bool OpenRun(OpContext *ctx) {
+  if (!LogRunOpenTables())
+    return false;
+  LogRunTextLog = OpenReport(RunOptions.TextLogFile, ".txt");
+  LogRunEditLog = OpenReport(nullptr, ".edt");
+  LogRunErrors = OpenReport(RunOptions.ErrorsFile, ".err");
+  LogRunFillContext(ctx);
+  return true;
+}
+
+} // namespace
+
+bool LogRunOpenTables() {
   if (RunOptions.AssociationMode != 0) {
     // The translation to a new edition is not part of this version.
     xvt_dm_post_error("The translation of a log to a new edition is not "
@@ -309,13 +317,10 @@ bool OpenRun(OpContext *ctx) {
   ViewAuthorTable = T.author;
   LogTextSymptomTable = T.symptoms;
   OpenPartner();
-
-  LogRunTextLog = OpenReport(RunOptions.TextLogFile, ".txt");
-  LogRunEditLog = OpenReport(nullptr, ".edt");
-  LogRunErrors = OpenReport(RunOptions.ErrorsFile, ".err");
-  FillContext(ctx);
   return true;
 }
+
+namespace {
 
 // After a success: the success block in the edit log, and the entry into
 // the own log when the run keeps one.
@@ -338,10 +343,7 @@ void AfterFailure(LogEntry *entry, bool swapped) {
 // The end of the run, whatever ended the loop: everything closes, the
 // work that follows a run, the result shown.
 void CloseRun() {
-  CloseRunTables();
-  OpRemedTable = OpAuthorTable = ViewAuthorTable = 0;
-  LogTextSymptomTable = 0;
-  OpReleaseRecords();
+  LogRunCloseTables();
   CloseFile(LogRunErrors);
   CloseFile(LogRunEditLog);
   CloseFile(LogRunTextLog);
@@ -349,8 +351,7 @@ void CloseRun() {
   WorkClose();
 
   if (RunOptions.CheckDoubleNotes != 0 && LogRunNoteChanged != 0)
-    xvt_dm_post_note("The clean-up of doubled notes is not available in "
-                     "this version of Mantrel.");
+    DoubleNoteCleanup();
   if (RunOptions.BatchMode != 0 && RunExtract != 0)
     ExtractRebuild();
   ShowResult();
@@ -361,6 +362,27 @@ void CloseRun() {
 }
 
 } // namespace
+
+void LogRunCloseTables() {
+  CloseRunTables();
+  OpRemedTable = OpAuthorTable = ViewAuthorTable = 0;
+  LogTextSymptomTable = 0;
+  OpReleaseRecords();
+}
+
+void LogRunKeepInOwnLog(LogEntry *e, int32_t rememberedId) {
+  if (T.own == 0)
+    return;
+  int32_t number = e->number;
+  e->number = LogRunNextOwnNumber++;
+  if (e->symptomId < -2000000)
+    e->symptomId = 0;
+  if (e->symptomId == 0 && rememberedId > 0)
+    e->symptomId = rememberedId;
+  e->comment[0] = '\0';
+  TblSaveRlog(T.own, e, kSaveAdd);
+  e->number = number;
+}
 
 void LogReportPath(char *out, size_t cap, const char *named,
                    const char *extension) {

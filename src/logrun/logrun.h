@@ -56,6 +56,23 @@ inline constexpr int kRunEntrySkipped = -1;
 // table and a run of a text file write it differently.
 int LogRunEntry(LogEntry *entry, const OpContext &ctx);
 
+// The opening and closing that a run of a table and a run of a text file
+// share. LogRunOpenTables opens the repertory's own log when the run keeps
+// one, the repertory's tables in their order and the partner's, after
+// showing the run's first progress line; on a failure (posted) everything
+// is closed again and the answer is false. LogRunFillContext fills the
+// handlers' context from what stands open, LogRunErrors being the errors
+// report. LogRunCloseTables closes the tables again.
+bool LogRunOpenTables();
+void LogRunFillContext(OpContext *ctx);
+void LogRunCloseTables();
+
+// Stores an applied entry in the repertory's own log, when the run keeps
+// one: under the own log's next number, with an empty comment, and with
+// the unique id that the handler found (`rememberedId`) when the entry had
+// none. The entry keeps its own number.
+void LogRunKeepInOwnLog(LogEntry *e, int32_t rememberedId);
+
 // The path of a report: the named file, or the log path with `extension`
 // when the name is empty.
 void LogReportPath(char *out, size_t cap, const char *named,

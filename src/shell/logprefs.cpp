@@ -1,6 +1,7 @@
 #include "shell/logprefs.h"
 
 #include "logrun/logrun.h"
+#include "logrun/logruntext.h"
 #include "logrun/runstart.h"
 #include "platform/strutil.h"
 #include "services/help.h"
@@ -306,5 +307,7 @@ void LogStartFromOtherLog() {
 
 void LogStartFromText() {
   RunOptions.Comment[0] = '\0';
-  CommandNotAvailable("The update from a text file");
+  LogAskComment();
+  BackupBeforeRun();
+  WorkRun(LogRunText);
 }
