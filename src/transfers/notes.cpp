@@ -2,7 +2,6 @@
 
 #include "platform/files.h"
 #include "platform/strutil.h"
-#include "services/config.h"
 #include "services/messages.h"
 #include "services/work.h"
 #include "session/session.h"
@@ -32,7 +31,7 @@ constexpr int kNoteFields = 7;
 
 // What the job of the Progress window works on.
 struct Upload {
-  TblHandle symptoms = 0, notes = 0, remed = 0, author = 0;
+  TblHandle symptoms = 0, notes = 0;
   FILE *input = nullptr, *err = nullptr, *err2 = nullptr;
   char *text1 = nullptr, *text2 = nullptr, *line = nullptr;
 };
@@ -98,27 +97,6 @@ void NoteText(char *text) {
   for (char *p = text; *p != '\0'; ++p)
     if (*p == '\\')
       *p = '\n';
-}
-
-void Abbrev(TblHandle h, bool remedy, int id, char *out, size_t cap) {
-  StrFormat(out, cap, "%d", id);
-  if (h == 0)
-    return;
-  if (remedy) {
-    Remed r;
-    memset(&r, 0, sizeof r);
-    r.CursorState = 0xff;
-    r.Id = static_cast<uint16_t>(id);
-    if (TblFindFullRemed(h, &r, 0, kFindEqual) == 0)
-      StrCopy(out, cap, r.Abbrev);
-  } else {
-    Author a;
-    memset(&a, 0, sizeof a);
-    a.CursorState = 0xff;
-    a.Id = static_cast<uint16_t>(id & kAuthorMask);
-    if (TblFindFullAuthor(h, &a, 0, kFindEqual) == 0)
-      StrCopy(out, cap, a.Abbrev);
-  }
 }
 
 // One line of the file.
@@ -193,14 +171,9 @@ void UploadLine(long lineNumber, Symptom &sym) {
     return;
   }
   if (!symptomFound) {
-    if (remedy == 0) {
-      fprintf(U.err, "Symptom not found: %s | %s\n", path, f[5]);
-    } else {
-      char r[64], a[64];
-      Abbrev(U.remed, true, remedy, r, sizeof r);
-      Abbrev(U.author, false, author, a, sizeof a);
-      fprintf(U.err, "Symptom not found for '%s/%s' : %s\n", r, a, path);
-    }
+    // Only a note on the symptom itself comes here: a remedy cannot be
+    // found on a symptom that is not there.
+    fprintf(U.err, "Symptom not found: %s | %s\n", path, f[5]);
     ++NotesLastUpload.refused;
     return;
   }
@@ -281,7 +254,7 @@ void UploadJob(WINDOW) {
 }
 
 void CloseAll() {
-  for (TblHandle *h : {&U.symptoms, &U.notes, &U.remed, &U.author})
+  for (TblHandle *h : {&U.symptoms, &U.notes})
     if (*h != 0) {
       DbCloseFile(*h);
       *h = 0;
@@ -330,14 +303,6 @@ int NotesUpload(const char *folder, const char *file) {
     CloseAll();
     return 1;
   }
-  // The abbreviations in the lines of unknown symptoms; without these
-  // tables the numbers stand.
-  U.remed = TblOpenRemed(RemedyCatalogName, 1, 1);
-  if (OrvixError != 0)
-    U.remed = 0;
-  U.author = TblOpenAuthor(AuthorCatalogName, 1, 1);
-  if (OrvixError != 0)
-    U.author = 0;
   std::unique_ptr<char[]> line(new (std::nothrow) char[kLineSize]);
   if (!line) {
     xvt_dm_post_note("Error allocating read buffer");
