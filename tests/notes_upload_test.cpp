@@ -66,7 +66,7 @@ TEST_F(NotesTest, PlacesNotesAndTellsWhatItCannotPlace) {
       // The en dash of code page 1252 stands for "-".
       "1|T\xeate \x96 douleur|0|0|0|Headache note|\n"
       // Unknown symptom, for the symptom and for a remedy.
-      "1|Psychisme - courage|0|0|0|none|\n"
+      "1|Psychisme - courage|0|0|0|none\\at all|\n"
       "2|Psychisme - courage|1|1|1|none|\n"
       // The remedy isn't on the symptom.
       "2|T\xeate - douleur|1|2|1|Acon. headache|\n"
@@ -85,7 +85,8 @@ TEST_F(NotesTest, PlacesNotesAndTellsWhatItCannotPlace) {
   EXPECT_EQ(NotesLastUpload.added, 4);
   EXPECT_EQ(NotesLastUpload.refused, 6);
   std::string err = Slurp("noteerr.txt");
-  EXPECT_NE(err.find("Symptom not found: Psychisme - courage | none\n"),
+  // The text is quoted as the file has it, on one line.
+  EXPECT_NE(err.find("Symptom not found: Psychisme - courage | none\\at all\n"),
             std::string::npos);
   EXPECT_NE(err.find("Symptom not found for author notePsychisme - courage | "
                      "none\n"),

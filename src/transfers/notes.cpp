@@ -81,8 +81,9 @@ int SplitBars(char *line, char *fields[kNoteFields]) {
 }
 
 // A note text as the file writes it: blanks around it trimmed, line ends
-// and backslashes cut at its end, every other backslash a line break.
-void NoteText(char *text) {
+// and backslashes cut at its end. The backslashes inside stay until the
+// text is stored (LineBreaks), so that an error line quotes it on one line.
+void TrimNoteText(char *text) {
   StrRemoveTrailer(text, '\n');
   StrRemoveTrailer(text, '\r');
   StrRemoveTrailer(text, '\\');
@@ -94,6 +95,10 @@ void NoteText(char *text) {
     ++b;
   if (b > 0)
     memmove(text, text + b, n - b + 1);
+}
+
+// Every backslash of a stored text is a line break.
+void LineBreaks(char *text) {
   for (char *p = text; *p != '\0'; ++p)
     if (*p == '\\')
       *p = '\n';
@@ -129,8 +134,8 @@ void UploadLine(long lineNumber, Symptom &sym) {
   int remedy = atoi(f[2]);
   int degree = atoi(f[3]);
   int author = atoi(f[4]);
-  NoteText(f[5]);
-  NoteText(f[6]);
+  TrimNoteText(f[5]);
+  TrimNoteText(f[6]);
   for (char *t : {f[5], f[6]})
     if (strlen(t) > kTextMax) {
       fprintf(U.err,
@@ -194,6 +199,8 @@ void UploadLine(long lineNumber, Symptom &sym) {
     n.NoteKind = static_cast<uint8_t>(kind);
     StrCopy(U.text1, kNoteTextSize, f[5]);
     StrCopy(U.text2, kNoteTextSize, f[6]);
+    LineBreaks(U.text1);
+    LineBreaks(U.text2);
   };
   fill();
   TblSaveNote(U.notes, &n, kSaveAdd);
