@@ -220,6 +220,13 @@ TEST_F(LogReadTrip, EveryOperationInEveryLanguageOfTheTable) {
   std::vector<SampleEntry> all = SampleEntries();
   for (const SampleEntry &s : MoreEntries())
     all.push_back(s);
+  // Each entry in the other language of the repertory as well.
+  size_t n = all.size();
+  for (size_t i = 0; i < n; ++i) {
+    SampleEntry s = all[i];
+    s.fields[0] = s.fields[0] == "1" ? "0" : "1";
+    all.push_back(s);
+  }
   for (int i = 0; i < LogTextLanguageCount(); ++i) {
     Language = static_cast<uint8_t>(LogTextLanguageAt(i));
     Trip(all);
