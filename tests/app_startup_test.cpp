@@ -1,5 +1,7 @@
 // The program as an installer meets it: the mantrel executable started in a
 // bin folder, with no one watching.
+#include "test_folder.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -18,22 +20,10 @@ struct RunResult {
   std::string out, err;
 };
 
-std::string Slurp(const fs::path &p) {
-  std::ifstream in(p, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
-
-class StartupTest : public ::testing::Test {
+class StartupTest : public FolderTest {
 protected:
-  void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-start-XXXXXX";
-    root_ = mkdtemp(tmpl);
-    bin_ = root_ / "bin";
-    fs::create_directories(bin_);
-  }
-  void TearDown() override { fs::remove_all(root_); }
+  StartupTest() : FolderTest("start") {}
+  void SetUp() override { fs::create_directories(bin_); }
 
   // Runs mantrel in the bin folder with the given words (quoted by the
   // caller where needed) and no terminal.
@@ -43,25 +33,19 @@ protected:
                       " </dev/null >'" + (root_ / "out").string() + "' 2>'" +
                       (root_ / "err").string() + "'";
     RunResult r;
-    int rc = std::system(cmd.c_str());
-    r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-    r.out = Slurp(root_ / "out");
-    r.err = Slurp(root_ / "err");
+    r.status = RunCommand(cmd);
+    r.out = Slurp("out");
+    r.err = Slurp("err");
     return r;
   }
 
   // A message table where the default configuration looks for it.
   void InstallMessages() {
     fs::create_directories(root_ / "system");
-    std::string cmd = "'" + std::string(MANTREL_BIN_DIR) + "/mkmsg' '" +
-                      (root_ / "system" / "orvixmsg").string() + "' '" +
-                      MANTREL_SOURCE_DIR + "/data/messages/en.txt' '" +
-                      MANTREL_SOURCE_DIR + "/data/messages/fr.txt' '" +
-                      MANTREL_SOURCE_DIR + "/data/messages/de.txt' >/dev/null";
-    ASSERT_EQ(std::system(cmd.c_str()), 0);
+    ASSERT_EQ(BuildMessageTable(root_ / "system" / "orvixmsg"), 0);
   }
 
-  fs::path root_, bin_;
+  const fs::path bin_ = root_ / "bin";
 };
 
 const char kHelp[] =

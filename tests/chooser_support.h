@@ -13,43 +13,20 @@
 #include "shell/chooser.h"
 #include "shell/menu.h"
 #include "store/store.h"
+#include "test_toolkit.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
-#include <unistd.h>
-
-namespace fs = std::filesystem;
-
-inline std::string SlurpFile(const fs::path &p) {
-  std::ifstream in(p, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
 
 // The message table, compiled once for all tests of the process.
 inline const std::string &SharedMessageTable() {
-  static std::string base;
-  if (base.empty()) {
-    char tmpl[] = "/tmp/mantrel-msgs-XXXXXX";
-    const char *dir = mkdtemp(tmpl);
-    if (dir == nullptr)
-      return base;
-    std::string out = std::string(dir) + "/orvixmsg";
-    std::string cmd = "'" + std::string(MANTREL_BIN_DIR) + "/mkmsg' '" + out +
-                      "' '" + MANTREL_SOURCE_DIR + "/data/messages/en.txt' '" +
-                      MANTREL_SOURCE_DIR + "/data/messages/fr.txt' '" +
-                      MANTREL_SOURCE_DIR + "/data/messages/de.txt' >/dev/null";
-    if (std::system(cmd.c_str()) == 0)
-      base = out;
-  }
-  return base;
+  static ScratchFolder folder("msgs");
+  static std::string table;
+  if (table.empty() && BuildMessageTable(folder.path() / "orvixmsg") == 0)
+    table = (folder.path() / "orvixmsg").string();
+  return table;
 }
 
 // One catalogue entry of a repertory: its seven paths lie in
@@ -84,16 +61,13 @@ inline Catalog MakeKeynotes(uint16_t id, const char *abbrev,
   return c;
 }
 
-class InstallTest : public ::testing::Test {
+class InstallTest : public FolderTest {
 protected:
+  InstallTest() : FolderTest("install") {}
   void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-install-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    root_ = tmpl;
-    for (const char *d : {"bin", "system", "log", "data"})
+    for (const char *d : {"system", "log", "data"})
       fs::create_directories(root_ / d);
-    old_ = fs::current_path();
-    fs::current_path(root_ / "bin");
+    Enter("bin");
     ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
     IniSetPath("orvix.ini");
     for (int s = 1; s <= kIniSectionCount; ++s)
@@ -106,31 +80,22 @@ protected:
     CatalogHandle = 0;
     TransferDialog = NULL_WIN;
     LogPath[0] = '\0';
-    XvtReset();
-    setenv("MANTREL_UI", "scripted", 1);
-    unsetenv("MANTREL_SCRIPT");
+    StartToolkit();
     RepRegisterResources();
   }
   void TearDown() override {
-    XvtReset();
-    unsetenv("MANTREL_UI");
-    unsetenv("MANTREL_SCRIPT");
+    StopToolkit();
     if (CatalogHandle != 0)
       DbCloseFile(CatalogHandle);
     CatalogHandle = 0;
     DbCloseFile(MsgTable);
     MsgTable = 0;
     DbTerminate("A-Mantrel");
-    fs::current_path(old_);
-    fs::remove_all(root_);
   }
 
   // The lines become the script of the next backend start.
   void Script(const std::string &text) {
-    std::string path = (root_ / "script.txt").string();
-    std::ofstream(path) << text;
-    setenv("MANTREL_SCRIPT", path.c_str(), 1);
-    XvtReset();
+    ScriptToolkit(root_ / "script.txt", text);
   }
 
   // Adds entries to the catalogue, creating it on first use.
@@ -157,8 +122,6 @@ protected:
     DbCloseFile(h);
     return c;
   }
-
-  fs::path root_, old_;
 };
 
 // Sends a menu command as the task window's command event would.

@@ -5,6 +5,7 @@
 #include "platform/strutil.h"
 #include "store/sptpath.h"
 #include "store/store.h"
+#include "test_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -26,48 +27,34 @@ namespace {
 
 const char *kRepFolders[] = {"salm2009", "salm2012", "calm2009"};
 
-int RunMkdemo(const fs::path &folder) {
-  std::string cmd = std::string("\"") + MANTREL_BIN_DIR +
-                    "/mkdemo\" --sources \"" + MANTREL_SOURCE_DIR +
-                    "/data/demo\" \"" + folder.string() + "\" >/dev/null 2>&1";
-  return std::system(cmd.c_str());
-}
-
-std::string Slurp(const fs::path &p) {
-  std::ifstream in(p, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
+// One demonstration installation for the whole suite; tests that build
+// more put them beside it.
 class DemoTest : public ::testing::Test {
 protected:
   static void SetUpTestSuite() {
-    char tmpl[] = "/tmp/mantrel-demo-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    base_ = tmpl;
-    built_ = RunMkdemo(base_ / "demo");
+    base_ = new ScratchFolder("demo");
+    built_ = BuildDemo(Base() / "demo");
   }
-  static void TearDownTestSuite() { fs::remove_all(base_); }
+  static void TearDownTestSuite() {
+    delete base_;
+    base_ = nullptr;
+  }
+  static const fs::path &Base() { return base_->path(); }
 
   void SetUp() override {
     ASSERT_EQ(built_, 0) << "mkdemo failed";
-    // A test before may have left the process in a folder it deleted.
-    std::error_code ec;
-    old_ = fs::current_path(ec);
-    if (ec)
-      old_ = fs::temp_directory_path();
-    fs::current_path(base_ / "demo" / "bin");
+    base_->Enter("demo/bin");
     ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
   }
   void TearDown() override {
     DbTerminate("A-Mantrel");
-    fs::current_path(old_);
+    base_->Leave();
   }
 
-  static fs::path base_;
+  static ScratchFolder *base_;
   static int built_;
-  fs::path old_;
 };
-fs::path DemoTest::base_;
+ScratchFolder *DemoTest::base_ = nullptr;
 int DemoTest::built_ = -1;
 
 // ---------------------------------------------------------------- walks
@@ -133,30 +120,30 @@ std::string InWords(const std::string &field) {
 // ---------------------------------------------------------------- the folder
 
 TEST_F(DemoTest, RefusesAForeignFolderAndRebuildsItsOwn) {
-  fs::path foreign = base_ / "foreign";
+  fs::path foreign = Base() / "foreign";
   fs::create_directories(foreign);
   { std::ofstream(foreign / "precious.txt") << "keep me"; }
-  EXPECT_NE(RunMkdemo(foreign), 0);
-  EXPECT_EQ(Slurp(foreign / "precious.txt"), "keep me");
+  EXPECT_NE(BuildDemo(foreign), 0);
+  EXPECT_EQ(SlurpFile(foreign / "precious.txt"), "keep me");
   EXPECT_EQ(std::distance(fs::directory_iterator(foreign), {}), 1);
 
   // Its own folder, with a stray file: rebuilt, the stray file gone.
-  fs::path own = base_ / "own";
-  ASSERT_EQ(RunMkdemo(own), 0);
+  fs::path own = Base() / "own";
+  ASSERT_EQ(BuildDemo(own), 0);
   { std::ofstream(own / "data" / "stray.txt") << "x"; }
-  ASSERT_EQ(RunMkdemo(own), 0);
+  ASSERT_EQ(BuildDemo(own), 0);
   EXPECT_FALSE(fs::exists(own / "data" / "stray.txt"));
   EXPECT_TRUE(fs::exists(own / ".mantrel-demo"));
   EXPECT_TRUE(fs::exists(own / "bin" / "orvix.ini"));
   // A plain file in place of the folder is refused too.
-  { std::ofstream(base_ / "afile") << "x"; }
-  EXPECT_NE(RunMkdemo(base_ / "afile"), 0);
+  { std::ofstream(Base() / "afile") << "x"; }
+  EXPECT_NE(BuildDemo(Base() / "afile"), 0);
 }
 
 TEST_F(DemoTest, ARebuildWritesTheSameTables) {
-  fs::path again = base_ / "again";
-  ASSERT_EQ(RunMkdemo(again), 0);
-  fs::path first = base_ / "demo";
+  fs::path again = Base() / "again";
+  ASSERT_EQ(BuildDemo(again), 0);
+  fs::path first = Base() / "demo";
   std::set<std::string> names1, names2;
   for (auto &e : fs::recursive_directory_iterator(first))
     if (e.is_regular_file())
@@ -167,7 +154,7 @@ TEST_F(DemoTest, ARebuildWritesTheSameTables) {
   EXPECT_EQ(names1, names2);
   int tables = 0;
   for (const std::string &n : names1) {
-    std::string a = Slurp(first / n), b = Slurp(again / n);
+    std::string a = SlurpFile(first / n), b = SlurpFile(again / n);
     ASSERT_EQ(a.size(), b.size()) << n;
     std::string ext = fs::path(n).extension().string();
     tables += ext.size() == 4 &&
@@ -291,7 +278,7 @@ TEST_F(DemoTest, ExtractHoldsExactlyTheRemediesOfTheSymptoms) {
       EXPECT_GT(want.size(), 3000u);
     }
     // The scratch file of the build is not part of an installation.
-    EXPECT_FALSE(fs::exists(base_ / "demo" / "data" / rep / "extract.bin"));
+    EXPECT_FALSE(fs::exists(Base() / "demo" / "data" / rep / "extract.bin"));
   }
 }
 
@@ -460,7 +447,7 @@ TEST_F(DemoTest, TheSampleLogTravelsAsTextToo) {
   ASSERT_NE(log, 0);
   long entries = DbCountEntries(log);
   DbCloseFile(log);
-  std::ifstream in(base_ / "demo" / "log" / "sample-text.txt");
+  std::ifstream in(Base() / "demo" / "log" / "sample-text.txt");
   std::string line;
   long blocks = 0;
   bool french = false;
@@ -478,7 +465,7 @@ TEST_F(DemoTest, TheSampleLogTravelsAsTextToo) {
   std::string name = OrvixMessage(msg, 2631, 1, &rec); // operation 3
   DbCloseFile(msg);
   EXPECT_FALSE(name.empty());
-  EXPECT_NE(Slurp(base_ / "demo" / "log" / "sample-text.txt").find(name),
+  EXPECT_NE(SlurpFile(Base() / "demo" / "log" / "sample-text.txt").find(name),
             std::string::npos);
 }
 
@@ -708,8 +695,14 @@ const char *KindOf(const std::string &name, const std::string &folder) {
   return nullptr;
 }
 
+// tbltool's check of one table as the kind; answers its exit status.
+int TbltoolCheck(const char *kind, const fs::path &table) {
+  return RunCommand(BuiltProgram("tbltool") + " check " + kind + " '" +
+                    table.string() + "' >/dev/null 2>&1");
+}
+
 TEST_F(DemoTest, TbltoolCheckPassesOnEveryTable) {
-  fs::path root = base_ / "demo";
+  fs::path root = Base() / "demo";
   int checked = 0;
   for (auto &e : fs::recursive_directory_iterator(root)) {
     std::string ext = e.path().extension().string();
@@ -724,19 +717,13 @@ TEST_F(DemoTest, TbltoolCheckPassesOnEveryTable) {
       kinds = {k};
     ASSERT_FALSE(kinds.empty()) << e.path();
     for (const char *kind : kinds) {
-      std::string cmd = std::string("\"") + MANTREL_BIN_DIR +
-                        "/tbltool\" check " + kind + " \"" +
-                        (e.path().parent_path() / stem).string() +
-                        "\" >/dev/null 2>&1";
-      EXPECT_EQ(std::system(cmd.c_str()), 0) << kind << " " << e.path();
+      EXPECT_EQ(TbltoolCheck(kind, e.path().parent_path() / stem), 0)
+          << kind << " " << e.path();
       ++checked;
     }
   }
   for (const char *kind : {"patient", "consultation", "diag", "prem"}) {
-    std::string cmd =
-        std::string("\"") + MANTREL_BIN_DIR + "/tbltool\" check " + kind +
-        " \"" + (root / "patient" / "patient").string() + "\" >/dev/null 2>&1";
-    EXPECT_EQ(std::system(cmd.c_str()), 0) << kind;
+    EXPECT_EQ(TbltoolCheck(kind, root / "patient" / "patient"), 0) << kind;
     ++checked;
   }
   EXPECT_GT(checked, 40);

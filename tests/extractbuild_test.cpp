@@ -1,6 +1,7 @@
 // The extraction table build on small repertories made for each case.
 #include "platform/strutil.h"
 #include "store/store.h"
+#include "store_fixture.h"
 #include "transfers/extractbuild.h"
 
 #include <gtest/gtest.h>
@@ -19,29 +20,19 @@ namespace {
 using Entry = std::tuple<uint32_t, uint16_t, uint8_t, uint16_t, uint16_t>;
 using Chains = std::map<std::pair<int, int>, std::vector<Entry>>;
 
-class ExtractBuildTest : public ::testing::Test {
+class ExtractBuildTest : public StoreTest {
 protected:
+  ExtractBuildTest() : StoreTest("extract") {}
   void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-extract-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    root_ = tmpl;
-    // A test before may have left the process in a folder it deleted.
-    std::error_code ec;
-    old_ = std::filesystem::current_path(ec);
-    if (ec)
-      old_ = std::filesystem::temp_directory_path();
-    std::filesystem::current_path(root_);
     std::filesystem::create_directories(root_ / "rep");
-    ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
+    StoreTest::SetUp();
     sym_ = TblCreateSymptom("rep\\symptom", 1, 1);
     ASSERT_NE(sym_, 0);
   }
   void TearDown() override {
     if (sym_)
       DbCloseFile(sym_);
-    DbTerminate("A-Mantrel");
-    std::filesystem::current_path(old_);
-    std::filesystem::remove_all(root_);
+    StoreTest::TearDown();
   }
   void Remedies(std::initializer_list<int> ids) {
     TblHandle h = TblCreateRemed("remed", 1, 1);
@@ -113,7 +104,6 @@ public:
   std::vector<std::string> notes_;
 
 protected:
-  std::filesystem::path root_, old_;
   TblHandle sym_ = 0;
   int stopAfter_ = -1, polls_ = 0;
 };

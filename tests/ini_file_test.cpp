@@ -1,5 +1,6 @@
 #include "platform/profile.h"
 #include "services/ini.h"
+#include "test_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -37,32 +38,21 @@ int RowOf(const char *name) {
 }
 
 // An empty bin folder as the current folder, orvix.ini its configuration.
-class IniFileTest : public ::testing::Test {
+class IniFileTest : public FolderTest {
 protected:
+  IniFileTest() : FolderTest("ini") {}
   void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-ini-XXXXXX";
-    root_ = mkdtemp(tmpl);
-    old_ = fs::current_path();
-    fs::current_path(root_);
+    Enter();
     IniSetPath("orvix.ini");
     IniCursor = 0;
     IniVirtualCloseHook = nullptr;
   }
-  void TearDown() override {
-    fs::current_path(old_);
-    fs::permissions(root_, fs::perms::owner_all, fs::perm_options::add);
-    fs::remove_all(root_);
-  }
   static void Put(const std::string &text, const char *name = "orvix.ini") {
-    std::ofstream(name, std::ios::binary) << text;
+    WriteFile(name, text);
   }
   static std::string Get(const char *name = "orvix.ini") {
-    std::ifstream in(name, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
+    return SlurpFile(name);
   }
-  fs::path root_, old_;
 };
 
 TEST_F(IniFileTest, SetPathPutsABareNameInTheCurrentFolder) {

@@ -11,6 +11,7 @@
 #include "platform/paths.h"
 #include "platform/process.h"
 #include "platform/xvt_model.h"
+#include "test_toolkit.h"
 #include "services/work.h"
 #include "shell/chooser.h"
 
@@ -23,9 +24,7 @@ class ListingsTest : public LogTextTest {
 protected:
   void SetUp() override {
     LogTextTest::SetUp();
-    XvtReset();
-    setenv("MANTREL_UI", "scripted", 1);
-    unsetenv("MANTREL_SCRIPT");
+    StartToolkit();
     std::filesystem::create_directory("log");
     StrCopy(LogFileDir, "log");
     BuildSymptoms();
@@ -33,17 +32,11 @@ protected:
     LogTextSymptomTable = 0;
     memset(&CurrentCatalog, 0, sizeof CurrentCatalog);
     StrCopy(CurrentCatalog.RepertoryBlock.Paths[kCatSymptom], "sym");
-    std::string viewer = (root_ / "viewer.sh").string();
-    std::ofstream(viewer) << "#!/bin/sh\necho \"$1\" >> '"
-                          << (root_ / "viewed.txt").string() << "'\n";
-    chmod(viewer.c_str(), 0755);
-    StrCopy(PlatViewerProgram, viewer.c_str());
+    StrCopy(PlatViewerProgram, WriteNotingViewer(root_).c_str());
     StrCopy(LogPath, "log\\SALM");
   }
   void TearDown() override {
-    XvtReset();
-    unsetenv("MANTREL_UI");
-    unsetenv("MANTREL_SCRIPT");
+    StopToolkit();
     PlatViewerProgram[0] = '\0';
     // A viewer started by the job may still be writing into the folder:
     // wait for it before the folder goes.
@@ -55,10 +48,7 @@ protected:
 
   // The lines become the script of the next backend start.
   void Script(const std::string &text) {
-    std::string path = (root_ / "script.txt").string();
-    std::ofstream(path) << text;
-    setenv("MANTREL_SCRIPT", path.c_str(), 1);
-    XvtReset();
+    ScriptToolkit(root_ / "script.txt", text);
   }
 
   // The samples as the log `base`: numbers from 1; with `spread`, entry n
@@ -95,17 +85,7 @@ protected:
   }
 
   // The paths the viewer was started on, once it has had time to run.
-  std::string Viewed(size_t lines) {
-    std::string got;
-    for (int i = 0; i < 300; ++i) {
-      got = Slurp("viewed.txt");
-      if (static_cast<size_t>(std::count(got.begin(), got.end(), '\n')) >=
-          lines)
-        break;
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return got;
-  }
+  std::string Viewed(size_t lines) { return NotedByViewer(root_, lines); }
 
   std::string Abs(const char *name) const { return (root_ / name).string(); }
 };

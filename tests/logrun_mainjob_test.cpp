@@ -6,6 +6,7 @@
 // from a second run on a second fresh installation.
 #include "platform/strutil.h"
 #include "store/store.h"
+#include "test_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -20,11 +21,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string Slurp(const fs::path &p) {
-  std::ifstream in(p, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
 
 std::vector<std::string> Lines(const std::string &text) {
   std::vector<std::string> out;
@@ -46,20 +42,9 @@ int CountPrefix(const std::string &text, const std::string &prefix) {
   return n;
 }
 
-int System(const std::string &cmd) {
-  int rc = std::system(cmd.c_str());
-  return WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-}
-
-int BuildDemo(const fs::path &folder) {
-  return System(std::string("\"") + MANTREL_BIN_DIR + "/mkdemo\" --sources \"" +
-                MANTREL_SOURCE_DIR + "/data/demo\" \"" + folder.string() +
-                "\" >/dev/null 2>&1");
-}
-
 // The main job, from the installation's bin folder.
 int RunMainJob(const fs::path &demo) {
-  return System("cd \"" + (demo / "bin").string() +
+  return RunCommand("cd \"" + (demo / "bin").string() +
                 "\" && env -u MANTREL_SCRIPT MANTREL_UI=scripted "
                 "MANTREL_VIEWER=true \"" +
                 MANTREL_BIN_DIR + "/mantrel\" /RUN '..\\log\\sample' 1 " +
@@ -124,32 +109,19 @@ int BlocksOf(const std::string &text, const std::string &operation) {
   return n;
 }
 
-class MainJobTest : public ::testing::Test {
+class MainJobTest : public FolderTest {
 protected:
-  void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-mainjob-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    base_ = tmpl;
-    std::error_code ec;
-    old_ = fs::current_path(ec);
-    if (ec)
-      old_ = fs::temp_directory_path();
-  }
-  void TearDown() override {
-    fs::current_path(old_);
-    fs::remove_all(base_);
-  }
-  fs::path base_, old_;
+  MainJobTest() : FolderTest("mainjob") {}
 };
 
 TEST_F(MainJobTest, RunOnTheDemoAgreesWithItsStatisticsAndRepeats) {
-  const fs::path demo = base_ / "one";
+  const fs::path demo = root_ / "one";
   ASSERT_EQ(BuildDemo(demo), 0) << "mkdemo failed";
   const fs::path log = demo / "log";
   ASSERT_TRUE(fs::exists(log / "sample.dat"));
 
   // The own log before the run, through the store.
-  fs::current_path(demo / "bin");
+  Enter("one/bin");
   ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
   std::vector<Entry> ownBefore = ReadLog("..\\log\\SALM2009");
   std::vector<Entry> sample = ReadLog("..\\log\\sample");
@@ -160,7 +132,7 @@ TEST_F(MainJobTest, RunOnTheDemoAgreesWithItsStatisticsAndRepeats) {
   ASSERT_EQ(RunMainJob(demo), 0);
 
   // The statistics: every row and the total.
-  std::string rpt = Slurp(log / "sample.rpt");
+  std::string rpt = SlurpFile(log / "sample.rpt");
   auto stats = Statistics(rpt);
   ASSERT_FALSE(stats.empty()) << rpt;
   ASSERT_EQ(stats.back().first, "Total") << rpt;
@@ -178,9 +150,9 @@ TEST_F(MainJobTest, RunOnTheDemoAgreesWithItsStatisticsAndRepeats) {
   EXPECT_EQ(sum.errors, total.errors);
   EXPECT_EQ(sum.warnings, total.warnings);
 
-  std::string edt = Slurp(log / "sample.edt");
-  std::string err = Slurp(log / "sample.err");
-  std::string txt = Slurp(log / "sample.txt");
+  std::string edt = SlurpFile(log / "sample.edt");
+  std::string err = SlurpFile(log / "sample.err");
+  std::string txt = SlurpFile(log / "sample.txt");
 
   // A symptom deletion that fails counts as done but is no success: it has
   // its block in the errors file and stands in the text log.
@@ -209,7 +181,7 @@ TEST_F(MainJobTest, RunOnTheDemoAgreesWithItsStatisticsAndRepeats) {
 
   // The own log grew by the applied entries, numbered on from its last, and
   // they are the applied entries of the sample, in their order.
-  fs::current_path(demo / "bin");
+  Enter("one/bin");
   ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
   std::vector<Entry> ownAfter = ReadLog("..\\log\\SALM2009");
   DbTerminate("A-Mantrel");
@@ -238,20 +210,20 @@ TEST_F(MainJobTest, RunOnTheDemoAgreesWithItsStatisticsAndRepeats) {
     EXPECT_EQ(ownAfter[i].number, ownBefore[i].number);
 
   // The repertory's tables still agree with each other.
-  EXPECT_EQ(System("cd \"" + (demo / "bin").string() + "\" && \"" +
+  EXPECT_EQ(RunCommand("cd \"" + (demo / "bin").string() + "\" && \"" +
                    MANTREL_BIN_DIR +
                    "/tbltool\" verify '..\\data\\salm2009' >/dev/null 2>&1"),
             0);
 
   // A second fresh installation, the same run: the same reports, byte for
   // byte (their dates come from the log).
-  const fs::path two = base_ / "two";
+  const fs::path two = root_ / "two";
   ASSERT_EQ(BuildDemo(two), 0);
   ASSERT_EQ(RunMainJob(two), 0);
   for (const char *name :
        {"sample.rpt", "sample.edt", "sample.err", "sample.txt"}) {
-    std::string a = Slurp(log / name);
-    std::string b = Slurp(two / "log" / name);
+    std::string a = SlurpFile(log / name);
+    std::string b = SlurpFile(two / "log" / name);
     EXPECT_FALSE(a.empty()) << name;
     EXPECT_EQ(a, b) << name;
   }

@@ -3,6 +3,7 @@
 #include "listings/statistics.h"
 #include "logrun/logrun.h"
 #include "logrun_support.h"
+#include "test_toolkit.h"
 #include "platform/process.h"
 #include "platform/xvt_model.h"
 #include "services/work.h"
@@ -18,9 +19,7 @@ class RunTest : public RepertoryTest {
 protected:
   void SetUp() override {
     RepertoryTest::SetUp();
-    XvtReset();
-    setenv("MANTREL_UI", "scripted", 1);
-    unsetenv("MANTREL_SCRIPT");
+    StartToolkit();
     StrCopy(PlatViewerProgram, "true");
     StrCopy(RemedyCatalogName, "rem");
     StrCopy(AuthorCatalogName, "aut");
@@ -59,9 +58,7 @@ protected:
   void TearDown() override {
     if (log_ != 0)
       DbCloseFile(log_);
-    XvtReset();
-    unsetenv("MANTREL_UI");
-    unsetenv("MANTREL_SCRIPT");
+    StopToolkit();
     RepertoryTest::TearDown();
   }
   void Add(int number, int op, std::vector<std::string> fields,
@@ -202,9 +199,7 @@ TEST_F(RunTest, CancelKeepsWhatWasAppliedAndClosesTheReports) {
          : n <= 6 ? "Acon."
                   : "Nux.a",
          "Kent", "1"});
-  std::ofstream("script.txt") << "wait 3\nclick 4\n";
-  setenv("MANTREL_SCRIPT", (root_ / "script.txt").c_str(), 1);
-  XvtReset();
+  ScriptToolkit(root_ / "script.txt", "wait 3\nclick 4\n");
   Run();
   EXPECT_GT(OpRead[kOpTotalRow], 0);
   EXPECT_LT(OpRead[kOpTotalRow], 8);

@@ -8,7 +8,6 @@
 #include "logtext_support.h"
 #include "ops/subject.h"
 #include "ops/verify.h"
-#include "store_fixture.h"
 
 #include <deque>
 #include <map>
@@ -22,11 +21,6 @@ enum : uint16_t { kKent = 1, kBoer = 2, kHering = 3 };
 class RepertoryTest : public LogTextTest {
 protected:
   void SetUp() override {
-    // A test before may have left the process in a folder it removed.
-    std::error_code ec;
-    (void)std::filesystem::current_path(ec);
-    if (ec)
-      std::filesystem::current_path(std::filesystem::temp_directory_path());
     LogTextTest::SetUp();
     BuildRepertory();
   }
@@ -40,32 +34,15 @@ protected:
     std::filesystem::create_directory("rep");
     TblHandle r = TblCreateRemed("rem", 1, 1);
     ASSERT_NE(r, 0);
-    const std::pair<uint16_t, const char *> rems[] = {{kAcon, "Acon."},
-                                                      {kBell, "Bell."},
-                                                      {kNuxV, "Nux-v."},
-                                                      {kNuxA, "Nux.a"},
-                                                      {kSulph, "Sulph."}};
-    for (auto [id, ab] : rems) {
-      Remed x;
-      memset(&x, 0, sizeof x);
-      x.CursorState = 0xff;
-      x.Id = id;
-      StrCopy(x.Abbrev, ab);
-      ASSERT_EQ(TblSaveRemed(r, &x, kSaveAdd), 0);
-    }
+    AddRemedies(r, {{kAcon, "Acon."},
+                    {kBell, "Bell."},
+                    {kNuxV, "Nux-v."},
+                    {kNuxA, "Nux.a"},
+                    {kSulph, "Sulph."}});
     DbCloseFile(r);
     TblHandle a = TblCreateAuthor("aut", 1, 1);
     ASSERT_NE(a, 0);
-    const std::pair<uint16_t, const char *> auts[] = {
-        {kKent, "Kent"}, {kBoer, "Boer"}, {kHering, "Hering"}};
-    for (auto [id, ab] : auts) {
-      Author x;
-      memset(&x, 0, sizeof x);
-      x.CursorState = 0xff;
-      x.Id = id;
-      StrCopy(x.Abbrev, ab);
-      ASSERT_EQ(TblSaveAuthor(a, &x, kSaveAdd), 0);
-    }
+    AddAuthors(a, {{kKent, "Kent"}, {kBoer, "Boer"}, {kHering, "Hering"}});
     DbCloseFile(a);
 
     // Mind 1.0 > fear 1.1 > night 1.2; Head 5.0 > pain 5.1.

@@ -59,14 +59,7 @@ std::string WriteOne(const SampleEntry &s, int32_t number = 1) {
   EXPECT_NE(out, nullptr);
   LogWriteEntry(out, nullptr, &e, nullptr);
   fclose(out);
-  FILE *in = fopen("one.txt", "rb");
-  std::string r;
-  char buf[4096];
-  size_t n;
-  while ((n = fread(buf, 1, sizeof buf, in)) > 0)
-    r.append(buf, n);
-  fclose(in);
-  return r;
+  return SlurpFile("one.txt");
 }
 
 std::string FirstLine(const std::string &s) {
@@ -118,6 +111,36 @@ TEST_F(LogTextTest, NoteHeadingHasAColonOnlyForARemedy) {
       {OpChangeNote, {"0", fear, "1", "0", "0", "0", "1", "was", "is"}, 0, 0});
   EXPECT_NE(withOld.find("\n  Old text: 1\nwas\n\n  New text: 1\nis\n"),
             std::string::npos);
+}
+
+TEST_F(LogTextTest, ANoteTypeOutsideItsRangeIsAPlainNote) {
+  const std::string fear = "Mind \x02 fear";
+  // Type 6 of a symptom's note would otherwise take a remedy's kind (2615),
+  // type 6 of a remedy's note the name of an operation.
+  for (const char *type : {"0", "6", "9", "x"}) {
+    std::string onSymptom = WriteOne(
+        {OpChangeNote, {"0", fear, type, "0", "0", "0", "0", "", "x"}, 0, 0});
+    EXPECT_EQ(FirstLine(onSymptom), "Change note - Note   Lg. 0") << type;
+    std::string onRemedy =
+        WriteOne({OpChangeNote,
+                  {"0", fear, type, "Acon.", "Kent", "2", "0", "", "x"},
+                  0,
+                  0});
+    EXPECT_EQ(FirstLine(onRemedy),
+              "Change note: Acon.  2 [Kent] (0/0) - Note   Lg. 0")
+        << type;
+  }
+  // The ends of the range keep their kinds.
+  std::string first =
+      WriteOne({OpChangeNote,
+                {"0", fear, "1", "Acon.", "Kent", "2", "0", "", "x"},
+                0,
+                0});
+  EXPECT_EQ(FirstLine(first),
+            "Change note: Acon.  2 [Kent] (0/0) - Remedy note   Lg. 0");
+  std::string last = WriteOne(
+      {OpChangeNote, {"0", fear, "5", "0", "0", "0", "0", "", "x"}, 0, 0});
+  EXPECT_EQ(FirstLine(last), "Change note - Remedy remark   Lg. 0");
 }
 
 TEST_F(LogTextTest, AddAfterQuotesTheSiblingAndLeavesItOutOfThePath) {

@@ -12,6 +12,7 @@
 #include "services/msgdata.h"
 #include "store/store.h"
 #include "store/strdate.h"
+#include "store_fixture.h"
 
 #include <gtest/gtest.h>
 
@@ -126,15 +127,11 @@ inline void FillEntry(LogEntry *e, char *buffer, const SampleEntry &s,
   e->tag = s.tag;
 }
 
-class LogTextTest : public ::testing::Test {
+class LogTextTest : public StoreTest {
 protected:
+  LogTextTest() : StoreTest("logtext") {}
   void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-logtext-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    root_ = tmpl;
-    old_ = std::filesystem::current_path();
-    std::filesystem::current_path(root_);
-    ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
+    StoreTest::SetUp();
     BuildMessages();
     Language = 1;
     StrCopy(DateFormat, "dd.mm.yyyy");
@@ -147,9 +144,7 @@ protected:
     if (MsgTable != 0)
       DbCloseFile(MsgTable);
     MsgTable = 0;
-    DbTerminate("A-Mantrel");
-    std::filesystem::current_path(old_);
-    std::filesystem::remove_all(root_);
+    StoreTest::TearDown();
   }
 
   // The message table "msg" from the English, French and German files.
@@ -209,35 +204,12 @@ protected:
         {5, 1, 5, 0, "pain", 201},
     };
     for (const Row &r : rows) {
-      Symptom s;
-      memset(&s, 0, sizeof s);
-      s.CursorState = 0xff;
-      s.Num = r.num;
-      s.Sub = r.sub;
-      s.ParentNum = r.pnum;
-      s.ParentSub = r.psub;
-      s.UniqueId = r.id;
-      StrCopy(s.Text1, r.text);
+      Symptom s = MakeSymptom(r.num, r.sub, r.pnum, r.psub, r.text, r.id);
       ASSERT_EQ(TblSaveSymptom(h, &s, kSaveAdd), 0) << r.text;
       TblFreeSymptomRemed(&s);
     }
     LogTextSymptomTable = h;
   }
-
-  std::string Slurp(const std::string &name) const {
-    FILE *f = fopen(name.c_str(), "rb");
-    std::string s;
-    if (f == nullptr)
-      return s;
-    char buf[65536];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof buf, f)) > 0)
-      s.append(buf, n);
-    fclose(f);
-    return s;
-  }
-
-  std::filesystem::path root_, old_;
 };
 
 // Compares bytes with a reviewed file of tests/golden/. With the
@@ -246,20 +218,11 @@ protected:
 inline void ExpectGolden(const std::string &actual, const std::string &name) {
   std::string path = std::string(MANTREL_SOURCE_DIR) + "/tests/golden/" + name;
   if (getenv("MANTREL_UPDATE_GOLDEN") != nullptr) {
-    FILE *f = fopen(path.c_str(), "wb");
-    ASSERT_NE(f, nullptr) << path;
-    fwrite(actual.data(), 1, actual.size(), f);
-    fclose(f);
+    WriteFile(path, actual);
     return;
   }
-  FILE *f = fopen(path.c_str(), "rb");
-  ASSERT_NE(f, nullptr) << "missing golden file " << path;
-  std::string expected;
-  char buf[65536];
-  size_t n;
-  while ((n = fread(buf, 1, sizeof buf, f)) > 0)
-    expected.append(buf, n);
-  fclose(f);
+  ASSERT_TRUE(fs::exists(path)) << "missing golden file " << path;
+  std::string expected = SlurpFile(path);
   if (expected == actual)
     return;
   // Point at the first line that differs.

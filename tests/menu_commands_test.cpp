@@ -90,7 +90,7 @@ TEST_F(DefaultsTest, AnotherLogIsChosenAndLosesItsExtension) {
   ExpectFlags(0, 1, 1);
 }
 
-TEST_F(DefaultsTest, CancelledChooserLeavesWhatTheSpecificationHeld) {
+TEST_F(DefaultsTest, CancelledChooserLeavesWhatTheFileSpecHeld) {
   Script("cancel\n");
   EXPECT_EQ(AppLogDefaults(kRunOtherLog), 0);
   // The folder the chooser started in, its backslash and four characters

@@ -1,5 +1,6 @@
 // The shipped message texts and the checks that guard them.
 #include "services/msgdata.h"
+#include "test_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -20,13 +21,6 @@ namespace {
 
 const char *const kFiles[] = {"en.txt", "fr.txt", "de.txt"};
 
-std::string Slurp(const fs::path &path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
-
 fs::path DataDir() {
   return fs::path(MANTREL_SOURCE_DIR) / "data" / "messages";
 }
@@ -45,7 +39,7 @@ MsgDataSet
 Load(const std::map<std::string, std::vector<std::string>> &changes = {}) {
   MsgDataSet set;
   for (const char *name : kFiles) {
-    std::string content = Slurp(DataDir() / name);
+    std::string content = SlurpFile(DataDir() / name);
     auto it = changes.find(name);
     if (it != changes.end())
       for (const std::string &line : it->second) {
@@ -440,7 +434,7 @@ TEST(MessagesData, EveryMessageNumberInTheCodeHasAnEnglishText) {
     std::string ext = entry.path().extension().string();
     if (ext != ".cpp" && ext != ".h")
       continue;
-    for (int n : MessageNumbersInCode(Slurp(entry.path())))
+    for (int n : MessageNumbersInCode(SlurpFile(entry.path())))
       EXPECT_NE(MsgDataFind(set, n, 1), nullptr)
           << entry.path().string() << " uses message " << n;
   }

@@ -1,6 +1,7 @@
 // The compiled message table: what mkmsg writes is what OrvixMessage reads.
 #include "services/msgdata.h"
 #include "store/store.h"
+#include "test_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -20,18 +21,12 @@ fs::path DataDir() {
   return fs::path(MANTREL_SOURCE_DIR) / "data" / "messages";
 }
 
-class MessagesTable : public ::testing::Test {
+class MessagesTable : public FolderTest {
 protected:
+  MessagesTable() : FolderTest("msgtable") {}
   void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-msgtable-XXXXXX";
-    root_ = mkdtemp(tmpl);
     fs::create_directories(root_ / "system");
-    old_ = fs::current_path();
-    fs::current_path(root_);
-  }
-  void TearDown() override {
-    fs::current_path(old_);
-    fs::remove_all(root_);
+    Enter();
   }
   static MsgDataSet Shipped() {
     MsgDataSet set;
@@ -42,16 +37,11 @@ protected:
   }
   // Runs mkmsg; answers its exit status and leaves its output in *out.
   static int RunMkmsg(const std::string &args, std::string *out) {
-    std::string cmd =
-        std::string(MANTREL_BIN_DIR) + "/mkmsg " + args + " > mkmsg.out 2>&1";
-    int status = std::system(cmd.c_str());
-    std::ifstream in("mkmsg.out");
-    std::stringstream ss;
-    ss << in.rdbuf();
-    *out = ss.str();
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    int status = RunCommand(BuiltProgram("mkmsg") + " " + args +
+                            " > mkmsg.out 2>&1");
+    *out = SlurpFile("mkmsg.out");
+    return status;
   }
-  fs::path root_, old_;
 };
 
 TEST_F(MessagesTable, WrittenTextsAreReadBackInEachLanguage) {

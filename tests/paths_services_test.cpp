@@ -1,6 +1,7 @@
 // Path services: chooser answers as paths, relative paths, media lookup,
 // abbreviations, and the network localization of a whole installation.
 #include "chooser_support.h"
+#include "store_fixture.h"
 
 #include "services/paths.h"
 
@@ -114,24 +115,10 @@ TEST_F(PathServicesTest, MediaOnADriveIsUnavailableWithoutMultimedia) {
 TEST_F(PathServicesTest, AbbreviationsOfRemediesAndAuthors) {
   TblHandle rem = TblCreateRemed("..\\system\\remed", 1, 1);
   ASSERT_EQ(OrvixError, 0);
-  for (auto [id, abbrev] : {std::pair{1, "Acon."}, std::pair{3161, "Myrem."}}) {
-    Remed r;
-    TblClearRemed(&r);
-    r.CursorState = 0xFF;
-    r.Id = static_cast<uint16_t>(id);
-    StrCopy(r.Abbrev, abbrev);
-    ASSERT_EQ(TblSaveRemed(rem, &r, kSaveAdd), 0);
-  }
+  AddRemedies(rem, {{1, "Acon."}, {3161, "Myrem."}});
   TblHandle aut = TblCreateAuthor("..\\system\\author", 1, 1);
   ASSERT_EQ(OrvixError, 0);
-  for (auto [id, abbrev] : {std::pair{12, "kent"}, std::pair{886, "myaut"}}) {
-    Author a;
-    TblClearAuthor(&a);
-    a.CursorState = 0xFF;
-    a.Id = static_cast<uint16_t>(id);
-    StrCopy(a.Abbrev, abbrev);
-    ASSERT_EQ(TblSaveAuthor(aut, &a, kSaveAdd), 0);
-  }
+  AddAuthors(aut, {{12, "kent"}, {886, "myaut"}});
 
   char out[32];
   EXPECT_EQ(RemedyAbbrev(rem, 1, out, sizeof out), 0);

@@ -1,4 +1,5 @@
 #include "platform/files.h"
+#include "test_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -14,13 +15,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string ReadAll(const fs::path &p) {
-  std::ifstream in(p, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
-
 std::vector<std::string> Names(const std::vector<PlatDirEntry> &entries) {
   std::vector<std::string> names;
   for (const PlatDirEntry &e : entries)
@@ -30,12 +24,10 @@ std::vector<std::string> Names(const std::vector<PlatDirEntry> &entries) {
 
 // A scratch installation: bin is the current folder, data holds files whose
 // names differ in case from the way the tests spell them.
-class FilesTest : public ::testing::Test {
+class FilesTest : public FolderTest {
 protected:
+  FilesTest() : FolderTest("files") {}
   void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-files-XXXXXX";
-    root_ = mkdtemp(tmpl);
-    fs::create_directories(root_ / "bin");
     fs::create_directories(root_ / "data" / "Sub.dat");
     Write("Symptom.DAT", "symptoms");
     Write("note.dat", "notes");
@@ -43,17 +35,12 @@ protected:
     Write("abc", "1");
     Write("aXcY", "22");
     Write("\xC9t\xE9.txt", "summer"); // accented name, code page bytes
-    old_ = fs::current_path();
-    fs::current_path(root_ / "bin");
+    Enter("bin");
     savedStartup_ = PlatStartupDir;
   }
-  void TearDown() override {
-    fs::current_path(old_);
-    fs::remove_all(root_);
-    PlatStartupDir = savedStartup_;
-  }
+  void TearDown() override { PlatStartupDir = savedStartup_; }
   void Write(const std::string &name, const std::string &text) {
-    std::ofstream(root_ / "data" / name, std::ios::binary) << text;
+    Spit(fs::path("data") / name, text);
   }
   fs::path Data(const std::string &name) { return root_ / "data" / name; }
   int CountInData() {
@@ -65,7 +52,6 @@ protected:
     return n;
   }
 
-  fs::path root_, old_;
   std::string savedStartup_;
 };
 
@@ -106,7 +92,7 @@ TEST_F(FilesTest, FindFilesTakesFolderAndPatternInOneText) {
   EXPECT_TRUE(found.empty());
   ASSERT_EQ(PlatFindFiles("..\\data\\note.dat\\*", true, found),
             kPlatErrNotDir);
-  fs::current_path(root_ / "data");
+  Enter("data");
   ASSERT_EQ(PlatFindFiles("s*", false, found), kPlatOk);
   EXPECT_EQ(Names(found), (std::vector<std::string>{"Sub.dat", "Symptom.DAT"}));
 }
@@ -131,23 +117,23 @@ TEST(FilesWildcard, PatternsBacktrackAndFoldCase) {
 TEST_F(FilesTest, CopyResolvesCaseAndRespectsFailIfExists) {
   ASSERT_EQ(PlatCopyFile("..\\DATA\\NOTE.DAT", "..\\data\\Copy.dat", true),
             kPlatOk);
-  EXPECT_EQ(ReadAll(Data("Copy.dat")), "notes");
+  EXPECT_EQ(SlurpFile(Data("Copy.dat")), "notes");
 
   // The target exists under another spelling: refused, left as it was.
   EXPECT_EQ(PlatCopyFile("..\\data\\abc", "..\\DATA\\COPY.DAT", true),
             kPlatErrExists);
-  EXPECT_EQ(ReadAll(Data("Copy.dat")), "notes");
+  EXPECT_EQ(SlurpFile(Data("Copy.dat")), "notes");
 
   // With overwrite the existing file is replaced, not a twin created.
   int before = CountInData();
   ASSERT_EQ(PlatCopyFile("..\\data\\ABC", "..\\DATA\\COPY.DAT", false),
             kPlatOk);
-  EXPECT_EQ(ReadAll(Data("Copy.dat")), "1");
+  EXPECT_EQ(SlurpFile(Data("Copy.dat")), "1");
   EXPECT_EQ(CountInData(), before) << "no stray or temporary file is left";
 
   // A file copied onto itself keeps its content.
   ASSERT_EQ(PlatCopyFile("..\\data\\abc", "..\\data\\ABC", false), kPlatOk);
-  EXPECT_EQ(ReadAll(Data("abc")), "1");
+  EXPECT_EQ(SlurpFile(Data("abc")), "1");
 }
 
 TEST_F(FilesTest, CopyFailuresLeaveNothingBehind) {
@@ -175,18 +161,18 @@ TEST_F(FilesTest, CopyKeepsBinaryContentWhole) {
   Write("big.bin", big);
   ASSERT_EQ(PlatCopyFile("..\\data\\BIG.BIN", "..\\data\\big2.bin", false),
             kPlatOk);
-  EXPECT_EQ(ReadAll(Data("big2.bin")), big);
+  EXPECT_EQ(SlurpFile(Data("big2.bin")), big);
 }
 
 TEST_F(FilesTest, MoveRenamesAndReplaces) {
   ASSERT_EQ(FileMove("..\\DATA\\note.DAT", "..\\data\\Moved.dat"), kPlatOk);
   EXPECT_FALSE(fs::exists(Data("note.dat")));
-  EXPECT_EQ(ReadAll(Data("Moved.dat")), "notes");
+  EXPECT_EQ(SlurpFile(Data("Moved.dat")), "notes");
 
   // Onto an existing file spelt otherwise: that file is replaced.
   ASSERT_EQ(FileMove("..\\data\\abc", "..\\data\\MOVED.DAT"), kPlatOk);
   EXPECT_FALSE(fs::exists(Data("abc")));
-  EXPECT_EQ(ReadAll(Data("Moved.dat")), "1");
+  EXPECT_EQ(SlurpFile(Data("Moved.dat")), "1");
   EXPECT_FALSE(fs::exists(Data("MOVED.DAT")));
 
   EXPECT_EQ(FileMove("..\\data\\abc", "..\\data\\x"), kPlatErrNotFound);
@@ -197,7 +183,7 @@ TEST_F(FilesTest, MoveRenamesAndReplaces) {
 TEST_F(FilesTest, MoveOntoItselfUnderAnotherSpellingKeepsTheFile) {
   ASSERT_EQ(FileMove("..\\data\\symptom.dat", "..\\DATA\\SYMPTOM.DAT"),
             kPlatOk);
-  EXPECT_EQ(ReadAll(Data("Symptom.DAT")), "symptoms");
+  EXPECT_EQ(SlurpFile(Data("Symptom.DAT")), "symptoms");
 }
 
 TEST_F(FilesTest, DeleteFindsTheFileInAnyCase) {

@@ -1,4 +1,5 @@
 #include "platform/paths.h"
+#include "test_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -13,24 +14,16 @@ namespace fs = std::filesystem;
 namespace {
 
 // A scratch installation with a bin folder as the current folder.
-class PathsTest : public ::testing::Test {
+class PathsTest : public FolderTest {
 protected:
+  PathsTest() : FolderTest("paths") {}
   void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-paths-XXXXXX";
-    root_ = mkdtemp(tmpl);
-    fs::create_directories(root_ / "bin");
     fs::create_directories(root_ / "data" / "Almanac");
     std::ofstream(root_ / "data" / "Almanac" / "ExtrSpt.dat") << "x";
     std::ofstream(root_ / "data" / "Almanac" / "Note.dat") << "x";
-    old_ = fs::current_path();
-    fs::current_path(root_ / "bin");
+    Enter("bin");
   }
-  void TearDown() override {
-    fs::current_path(old_);
-    fs::remove_all(root_);
-    unsetenv("MANTREL_DRIVE_C");
-  }
-  fs::path root_, old_;
+  void TearDown() override { unsetenv("MANTREL_DRIVE_C"); }
 };
 
 TEST_F(PathsTest, ComponentsAreFoundWithoutRegardToCase) {

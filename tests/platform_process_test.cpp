@@ -1,6 +1,7 @@
 #include "platform/files.h"
 #include "platform/process.h"
 #include "platform/strutil.h"
+#include "test_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -17,13 +18,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string ReadAll(const fs::path &p) {
-  std::ifstream in(p, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
-
 int gHookCalls = 0;
 void CountHook() {
   ++gHookCalls;
@@ -31,27 +25,22 @@ void CountHook() {
 
 // bin is the current folder; data holds "Args.sh", which writes each of its
 // arguments on a line of its own into the file named by the first.
-class ProcessTest : public ::testing::Test {
+class ProcessTest : public FolderTest {
 protected:
+  ProcessTest() : FolderTest("proc") {}
   void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-proc-XXXXXX";
-    root_ = mkdtemp(tmpl);
-    fs::create_directories(root_ / "bin");
     fs::create_directories(root_ / "data");
     std::ofstream(root_ / "data" / "Args.sh")
         << "#!/bin/sh\nout=\"$1\"\nshift\nfor a in \"$@\"; do printf '%s\\n' "
            "\"$a\"; done > \"$out\"\n";
     fs::permissions(root_ / "data" / "Args.sh", fs::perms::owner_all);
-    old_ = fs::current_path();
-    fs::current_path(root_ / "bin");
+    Enter("bin");
     PlatWaitHook = nullptr;
     PlatViewerProgram[0] = '\0';
   }
   void TearDown() override {
     PlatWaitHook = nullptr;
     PlatViewerProgram[0] = '\0';
-    fs::current_path(old_);
-    fs::remove_all(root_);
   }
   // Waits up to five seconds for a child started without wait to end.
   bool AwaitDetachedChild() {
@@ -62,7 +51,6 @@ protected:
     }
     return false;
   }
-  fs::path root_, old_;
 };
 
 TEST_F(ProcessTest, WaitingGivesTheExitStatus) {
@@ -101,7 +89,7 @@ TEST_F(ProcessTest, ArgumentsArriveVerbatimWithoutAShell) {
   ASSERT_EQ(PlatStartProgram("..\\DATA\\ARGS.SH", args, true, &status),
             kPlatOk);
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(ReadAll(out), "a b\n$HOME\nx;rm -rf y\n\"q\"\n*.dat\n\n");
+  EXPECT_EQ(SlurpFile(out), "a b\n$HOME\nx;rm -rf y\n\"q\"\n*.dat\n\n");
 }
 
 TEST_F(ProcessTest, CommandTextsSplitAtBlanksOutsideQuotes) {
@@ -112,7 +100,7 @@ TEST_F(ProcessTest, CommandTextsSplitAtBlanksOutsideQuotes) {
   int status = -1;
   ASSERT_EQ(PlatStartCommand(cmd, true, &status), kPlatOk);
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(ReadAll(out), "plain\ntwo words\nlast$PATH\n");
+  EXPECT_EQ(SlurpFile(out), "plain\ntwo words\nlast$PATH\n");
 }
 
 TEST_F(ProcessTest, ScriptsRunWithoutTheirExecutableBit) {
@@ -123,7 +111,7 @@ TEST_F(ProcessTest, ScriptsRunWithoutTheirExecutableBit) {
   int status = -1;
   ASSERT_EQ(PlatStartScript("..\\data\\FIX.BAT", args, true, &status), kPlatOk);
   EXPECT_EQ(status, 3);
-  EXPECT_EQ(ReadAll(out), "..\\cases\\casedbr");
+  EXPECT_EQ(SlurpFile(out), "..\\cases\\casedbr");
   EXPECT_EQ(PlatStartScript("..\\data\\none.bat", args, true, &status),
             kPlatErrNotFound);
 }
@@ -154,7 +142,7 @@ TEST_F(ProcessTest, TheViewerGetsTheAbsolutePathOfTheReport) {
   ASSERT_EQ(PlatStartViewer("..\\DATA\\report.TXT"), kPlatOk);
   ASSERT_TRUE(AwaitDetachedChild());
   std::string expect = (root_ / "data" / "Report.txt").string();
-  std::string got = ReadAll(out);
+  std::string got = SlurpFile(out);
   ASSERT_EQ(got.substr(0, 7), "--flag\n");
   EXPECT_EQ(fs::path(got.substr(7, got.size() - 8)).lexically_normal(),
             fs::path(expect));

@@ -1,4 +1,5 @@
 #include "platform/profile.h"
+#include "test_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -14,34 +15,20 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class ProfileTest : public ::testing::Test {
+class ProfileTest : public FolderTest {
 protected:
-  void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-profile-XXXXXX";
-    root_ = mkdtemp(tmpl);
-    old_ = fs::current_path();
-    fs::current_path(root_);
-  }
-  void TearDown() override {
-    fs::current_path(old_);
-    fs::remove_all(root_);
-  }
+  ProfileTest() : FolderTest("profile") {}
+  void SetUp() override { Enter(); }
   static void Put(const char *name, const std::string &text) {
-    std::ofstream(name, std::ios::binary) << text;
+    WriteFile(name, text);
   }
-  static std::string Get(const char *name) {
-    std::ifstream in(name, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-  }
+  static std::string Get(const char *name) { return SlurpFile(name); }
   static std::string Value(const char *section, const char *key,
                            const char *file = "my.ini") {
     char buf[256];
     GetPrivateProfileStringA(section, key, "<none>", buf, sizeof buf, file);
     return buf;
   }
-  fs::path root_, old_;
 };
 
 TEST_F(ProfileTest, FirstMatchOfSectionAndKeyWithoutRegardToCase) {

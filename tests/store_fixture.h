@@ -4,56 +4,24 @@
 
 #include "platform/strutil.h"
 #include "store/store.h"
+#include "test_folder.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
+#include <initializer_list>
 #include <string>
-#include <unistd.h>
+#include <utility>
 
-class StoreTest : public ::testing::Test {
+class StoreTest : public FolderTest {
 protected:
+  explicit StoreTest(const char *tag = "store") : FolderTest(tag) {}
   void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-store-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    root_ = tmpl;
-    old_ = std::filesystem::current_path();
-    std::filesystem::current_path(root_);
+    Enter();
     ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
   }
-  void TearDown() override {
-    DbTerminate("A-Mantrel");
-    std::filesystem::current_path(old_);
-    std::filesystem::remove_all(root_);
-  }
-  // Bytes of a file of the scratch folder.
-  std::string Slurp(const std::string &name) const;
-  void Spit(const std::string &name, const std::string &bytes) const;
-  std::filesystem::path root_, old_;
+  void TearDown() override { DbTerminate("A-Mantrel"); }
 };
-
-inline std::string StoreTest::Slurp(const std::string &name) const {
-  FILE *f = fopen((root_ / name).c_str(), "rb");
-  std::string s;
-  if (f == nullptr)
-    return s;
-  char buf[65536];
-  size_t n;
-  while ((n = fread(buf, 1, sizeof buf, f)) > 0)
-    s.append(buf, n);
-  fclose(f);
-  return s;
-}
-
-inline void StoreTest::Spit(const std::string &name,
-                            const std::string &bytes) const {
-  FILE *f = fopen((root_ / name).c_str(), "wb");
-  ASSERT_NE(f, nullptr);
-  fwrite(bytes.data(), 1, bytes.size(), f);
-  fclose(f);
-}
 
 // A symptom record with the given numbers and texts and no remedies.
 inline Symptom MakeSymptom(uint32_t num, uint16_t sub, uint32_t pnum,
@@ -69,6 +37,29 @@ inline Symptom MakeSymptom(uint32_t num, uint16_t sub, uint32_t pnum,
   s.UniqueId = uniqueId;
   StrCopy(s.Text1, text1);
   return s;
+}
+
+// Remedies, or authors, by number and abbreviation, added to a table.
+using IdAbbrevs = std::initializer_list<std::pair<int, const char *>>;
+inline void AddRemedies(TblHandle h, IdAbbrevs rows) {
+  for (auto [id, abbrev] : rows) {
+    Remed r;
+    r.CursorState = 0xff;
+    TblClearRemed(&r);
+    r.Id = static_cast<uint16_t>(id);
+    StrCopy(r.Abbrev, abbrev);
+    ASSERT_EQ(TblSaveRemed(h, &r, kSaveAdd), 0) << abbrev;
+  }
+}
+inline void AddAuthors(TblHandle h, IdAbbrevs rows) {
+  for (auto [id, abbrev] : rows) {
+    Author a;
+    a.CursorState = 0xff;
+    TblClearAuthor(&a);
+    a.Id = static_cast<uint16_t>(id);
+    StrCopy(a.Abbrev, abbrev);
+    ASSERT_EQ(TblSaveAuthor(h, &a, kSaveAdd), 0) << abbrev;
+  }
 }
 
 // A Symptom record that owns its remedy array: the store grows the array on

@@ -183,7 +183,7 @@ TEST_F(ToolkitTest, FileChoosersAnswerWithAFolderAndAName) {
 
   EXPECT_EQ(FL_CANCEL, xvt_dm_post_file_open(&fs, "again"));
 
-  ASSERT_EQ(0, chdir(dir.c_str()));
+  Enter();
   char folder[300] = "before";
   ASSERT_EQ(FL_OK, xvt_dm_post_folder("Where?", folder, sizeof folder));
   std::string want = dir + "/sub";

@@ -4,6 +4,7 @@
 
 #include "platform/strutil.h"
 #include "platform/xvt_model.h"
+#include "test_toolkit.h"
 
 #include <cstdlib>
 #include <fstream>
@@ -13,39 +14,21 @@
 #include <unistd.h>
 #include <vector>
 
-inline std::string TkTempDir() {
-  char tmpl[] = "/tmp/mantrel_tk_XXXXXX";
-  const char *d = mkdtemp(tmpl);
-  return d ? d : "/tmp";
-}
-
 // Starts each test with no windows, the scripted backend and no script.
-class ToolkitTest : public ::testing::Test {
+class ToolkitTest : public FolderTest {
 protected:
-  std::string dir;
-  void SetUp() override {
-    dir = TkTempDir();
-    XvtReset();
-    setenv("MANTREL_UI", "scripted", 1);
-    unsetenv("MANTREL_SCRIPT");
-  }
+  ToolkitTest() : FolderTest("tk") {}
+  std::string dir = root_.string();
+  void SetUp() override { StartToolkit(); }
   void TearDown() override {
-    XvtReset();
-    unsetenv("MANTREL_UI");
-    unsetenv("MANTREL_SCRIPT");
+    StopToolkit();
     XvtConsoleOut = nullptr;
     XvtConsoleInFd = 0;
     XvtConsoleInteractive = -1;
-    std::string cmd = "rm -rf '" + dir + "'";
-    if (system(cmd.c_str()) != 0)
-      ADD_FAILURE() << "could not remove " << dir;
   }
   // The lines become the script of the next backend start.
   void Script(const std::string &text) {
-    std::string path = dir + "/script.txt";
-    std::ofstream(path) << text;
-    setenv("MANTREL_SCRIPT", path.c_str(), 1);
-    XvtReset();
+    ScriptToolkit(root_ / "script.txt", text);
   }
 };
 

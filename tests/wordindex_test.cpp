@@ -4,6 +4,7 @@
 #include "ops/wordindex.h"
 #include "platform/strutil.h"
 #include "store/store.h"
+#include "store_fixture.h"
 
 #include <gtest/gtest.h>
 
@@ -16,19 +17,11 @@
 
 namespace {
 
-class WordIndexTest : public ::testing::Test {
+class WordIndexTest : public StoreTest {
 protected:
+  WordIndexTest() : StoreTest("words") {}
   void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-words-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    root_ = tmpl;
-    // A test before may have left the process in a folder it deleted.
-    std::error_code ec;
-    old_ = std::filesystem::current_path(ec);
-    if (ec)
-      old_ = std::filesystem::temp_directory_path();
-    std::filesystem::current_path(root_);
-    ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
+    StoreTest::SetUp();
     w1_ = TblCreateWord("word1", 1, 1);
     w2_ = TblCreateWord("word2", 1, 1);
     ASSERT_NE(w1_, 0);
@@ -41,9 +34,7 @@ protected:
       DbCloseFile(w2_);
     if (sym_)
       DbCloseFile(sym_);
-    DbTerminate("A-Mantrel");
-    std::filesystem::current_path(old_);
-    std::filesystem::remove_all(root_);
+    StoreTest::TearDown();
   }
 
   // Every (Seq, Num, Sub, EndNum, EndSub) of a word, chain in order.
@@ -77,20 +68,13 @@ protected:
   void AddSymptom(uint32_t num, uint16_t sub, uint32_t pnum, uint16_t psub,
                   uint8_t level, const char *text) {
     static Symptom s;
-    memset(&s, 0, sizeof s);
-    s.CursorState = 0xff;
-    s.Num = num;
-    s.Sub = sub;
-    s.ParentNum = pnum;
-    s.ParentSub = psub;
+    s = MakeSymptom(num, sub, pnum, psub, text);
     s.Level = level;
-    StrCopy(s.Text1, text);
     s.Remedies = TblAllocSymptomRemed(1);
     EXPECT_EQ(TblSaveSymptom(sym_, &s, kSaveAdd), 0) << OrvixError;
     TblFreeSymptomRemed(&s);
   }
 
-  std::filesystem::path root_, old_;
   TblHandle w1_ = 0, w2_ = 0, sym_ = 0;
 };
 

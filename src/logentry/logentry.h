@@ -77,8 +77,11 @@ inline constexpr int kOldDegree = 4;
 inline constexpr int kNewDegree = 5;
 } // namespace RemedyFields
 
-// OpChangeNote: the note type 1-5, remedy and author ("0" for a note of the
-// symptom), degree, the note's language, old and new text.
+// OpChangeNote: the note type (kNoteTypeFirst to kNoteTypeLast), remedy
+// and author ("0" for a note of the symptom), degree, the note's language,
+// old and new text.
+inline constexpr int kNoteTypeFirst = 1;
+inline constexpr int kNoteTypeLast = 5;
 namespace NoteFields {
 inline constexpr int kType = 2;
 inline constexpr int kRemedy = 3;

@@ -15,7 +15,7 @@ int LogWriteSavedError = 0;
 namespace {
 
 // Message numbers of the labels.
-constexpr int kMsgNoteKind = 2609;   // + kind: 2610..2617
+constexpr int kMsgNoteKind = 2609;   // + type, + 3 on a remedy
 constexpr int kMsgFooter = 2729;     // format: number, date, time, tag
 constexpr int kMsgInsteadOf = 3114;  // change of degree
 constexpr int kMsgAfter = 3115;      // symptom added after
@@ -238,13 +238,18 @@ void WriteHeading(FILE *out, int op, const char *text, const int *off,
   }
   case OpChangeNote: {
     using namespace NoteFields;
-    int t = atoi(f(kType));
+    // The kinds of a symptom's notes are named by 2610 to 2614, those of a
+    // remedy's by 2613 to 2617; a type outside 1 to 5 has no kind of
+    // either, and is named by 2609 ("Note") alone.
+    int type = atoi(f(kType));
+    int t = type >= kNoteTypeFirst && type <= kNoteTypeLast ? type : 0;
     if (strcmp(f(kRemedy), "0") != 0) {
-      t += 3;
+      if (t != 0)
+        t += 3;
       fprintf(out, ": %s  %s [%s] (%ld/%d)", f(kRemedy), f(kDegree), f(kAuthor),
               n, s);
     }
-    Label(kMsgNoteKind + (t >= 1 && t <= 8 ? t : 0), label, sizeof label);
+    Label(kMsgNoteKind + t, label, sizeof label);
     fprintf(out, " - %s   Lg. %s", label, lg);
     break;
   }

@@ -13,6 +13,9 @@ inline constexpr int kMsgOperationDone = 5383;
 inline constexpr int kMsgUnknownOperation = 5347;
 // An operation whose handler is not part of this version: nothing changes.
 inline constexpr int kMsgOperationNotAvailable = 5390;
+// A write that failed (no space, a file size limit, an I/O error) stopped
+// the run at this entry, which was undone.
+inline constexpr int kMsgRunStoppedByWrite = 5391;
 
 // Finding what an entry names.
 inline constexpr int kMsgSymptomNotFound = 2628;

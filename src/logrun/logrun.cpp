@@ -25,6 +25,8 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <string>
+#include <vector>
 
 int32_t LogRunErrorCount = 0;
 int32_t LogRunWarningCount = 0;
@@ -40,6 +42,8 @@ int LogRunOnConceptSide = 0;
 namespace {
 
 constexpr size_t kNoteBufferSize = 4097;
+// The journal of a run, beside the repertory's tables.
+constexpr const char *kRunJournalName = "mantrel";
 
 // The tables of a run, in the order they are opened.
 struct RunTables {
@@ -47,6 +51,35 @@ struct RunTables {
       links, views;
 };
 RunTables T;
+
+// Lines for the errors report about tables mended while the run opened
+// them (a stop had left them unfinished); the reports open after the
+// tables, so the lines wait here.
+std::vector<std::string> MendedLines;
+
+// A failed write stopped the run: the log has entries still to run.
+bool RunStopped = false;
+
+void NoteMended(int message, const char *path) {
+  char line[600];
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+  StrFormat(line, MsgText(message), path);
+#pragma GCC diagnostic pop
+  MendedLines.push_back(line);
+}
+
+// Takes what the store mended at the opens just made.
+void TakeMended() {
+  char path[4096];
+  int what = 0;
+  while (DbTakeMended(path, sizeof path, &what) != 0) {
+    if ((what & 1) != 0)
+      NoteMended(5392, path);
+    if ((what & 2) != 0)
+      NoteMended(5393, path);
+  }
+}
 
 void CloseHandle(TblHandle &h) {
   if (h != 0)
@@ -67,14 +100,23 @@ void FolderTable(char *out, size_t cap, const char *name) {
   StrAppend(out, cap, name);
 }
 
-// Opens a table, creating it on error 12 when a creator is given; a
-// failure posts 2626 with the path.
+// Opens a table, creating it on error 12 when a creator is given, and
+// rebuilding its index once on error 14 (a line in the errors report says
+// so); a failure posts 2626 with the path.
 TblHandle OpenTable(const char *path,
                     TblHandle (*opener)(const char *, int, int),
-                    TblHandle (*creator)(const char *, int, int), int a) {
+                    TblHandle (*creator)(const char *, int, int),
+                    int (*rebuilder)(const char *, int, int), int a) {
   TblHandle h = opener(path, a, 1);
   if (OrvixError == kErrNoFile && creator != nullptr)
     h = creator(path, a, 1);
+  if (OrvixError == kErrBadIndex && rebuilder != nullptr &&
+      rebuilder(path, 0, 1) == 0) {
+    h = opener(path, a, 1);
+    if (OrvixError == 0)
+      NoteMended(5393, path);
+  }
+  TakeMended();
   if (OrvixError != 0 || h == 0) {
     int err = OrvixError != 0 ? OrvixError : kErrNoFile;
     xvt_dm_post_error(MsgText(2626), path, err);
@@ -116,7 +158,8 @@ void OpenPartner() {
         StrAppend(path, "extrspt");
         LogPartnerExSp = TblOpenExSp(path, 0, 1);
         if (OrvixError != 0) {
-          xvt_dm_post_error(MsgText(2626), path, OrvixError);
+          int err = OrvixError; // before the message lookup changes it
+          xvt_dm_post_error(MsgText(2626), path, err);
           LogPartnerExSp = 0;
         }
       }
@@ -146,12 +189,20 @@ void ReadAgain(LogEntry *e, bool swapped) {
     LogSwapLanguage(e->text);
 }
 
-void StoreInOwnLog(LogEntry *e, int32_t rememberedId) {
-  TblFindFullRlog(T.log, e, 0, kFindEqual);
-  LogRunKeepInOwnLog(e, rememberedId);
-  e->operation = 0;
-  TblFindFullRlog(T.log, e, 0, kFindEqual);
-  DbVirtualClose(1);
+// The table run's source: the entry read again from the log (with its
+// language swapped back when the run swaps), and an entry not applied
+// written in its text form to the text log.
+struct TableSource {
+  bool swapped;
+};
+
+void TableReadAgain(LogEntry *e, bool forOwnLog, void *data) {
+  // The own log keeps the source's language digit.
+  ReadAgain(e, !forOwnLog && static_cast<TableSource *>(data)->swapped);
+}
+
+void TableNotApplied(LogEntry *e, void *) {
+  LogWriteEntry(LogRunTextLog, nullptr, e, nullptr);
 }
 
 void ShowResult() {
@@ -189,11 +240,16 @@ void ShowResult() {
 bool OpenLog() {
   T.log = TblOpenRlog(LogPath, 0, 1);
   if (OrvixError == kErrBadIndex || OrvixError == kErrNoFile) {
+    bool stale = OrvixError == kErrBadIndex;
     TblRebuildRlog(LogPath, 0, 1);
     T.log = TblOpenRlog(LogPath, 0, 1);
+    if (stale && OrvixError == 0)
+      NoteMended(5393, LogPath);
   }
+  TakeMended();
   if (OrvixError != 0 || T.log == 0) {
-    xvt_dm_post_error(MsgText(3004), LogPath, OrvixError);
+    int err = T.log == 0 && OrvixError == 0 ? kErrNoFile : OrvixError;
+    xvt_dm_post_error(MsgText(3004), LogPath, err);
     return false;
   }
   return true;
@@ -207,8 +263,15 @@ bool OpenOwnLog() {
   T.own = TblOpenRlog(own, 0, 1);
   if (OrvixError == kErrNoFile)
     T.own = TblCreateRlog(own, 0, 1, 3);
+  if (OrvixError == kErrBadIndex && TblRebuildRlog(own, 0, 1) == 0) {
+    T.own = TblOpenRlog(own, 0, 1);
+    if (OrvixError == 0)
+      NoteMended(5393, own);
+  }
+  TakeMended();
   if (OrvixError != 0 || T.own == 0) {
-    xvt_dm_post_error(MsgText(3004), own, OrvixError);
+    int err = OrvixError;
+    xvt_dm_post_error(MsgText(3004), own, err);
     return false;
   }
   LogRunNextOwnNumber = LogNextNumber(T.own);
@@ -222,25 +285,29 @@ bool OpenRepertoryTables() {
   bool opened = true;
   auto open = [&](TblHandle &h, const char *p,
                   TblHandle (*opener)(const char *, int, int),
-                  TblHandle (*creator)(const char *, int, int), int a) {
+                  TblHandle (*creator)(const char *, int, int),
+                  int (*rebuilder)(const char *, int, int), int a) {
     if (!opened)
       return;
-    h = OpenTable(p, opener, creator, a);
+    h = OpenTable(p, opener, creator, rebuilder, a);
     opened = h != 0;
   };
-  open(T.remed, RemedyCatalogName, TblOpenRemed, nullptr, 1);
-  open(T.author, AuthorCatalogName, TblOpenAuthor, nullptr, 1);
+  open(T.remed, RemedyCatalogName, TblOpenRemed, nullptr, TblRebuildRemed, 1);
+  open(T.author, AuthorCatalogName, TblOpenAuthor, nullptr, TblRebuildAuthor,
+       1);
   const auto &paths = CurrentCatalog.RepertoryBlock.Paths;
-  open(T.symptoms, paths[kCatSymptom], TblOpenSymptom, nullptr, 0);
-  open(T.extract, paths[kCatExtract], TblOpenExtract, nullptr, 0);
-  open(T.word1, paths[kCatWord1], TblOpenWord, nullptr, 0);
-  open(T.word2, paths[kCatWord2], TblOpenWord, nullptr, 0);
+  open(T.symptoms, paths[kCatSymptom], TblOpenSymptom, nullptr,
+       TblRebuildSymptom, 0);
+  open(T.extract, paths[kCatExtract], TblOpenExtract, nullptr,
+       TblRebuildExtract, 0);
+  open(T.word1, paths[kCatWord1], TblOpenWord, nullptr, TblRebuildWord, 0);
+  open(T.word2, paths[kCatWord2], TblOpenWord, nullptr, TblRebuildWord, 0);
   FolderTable(path, sizeof path, "Note");
-  open(T.notes, path, TblOpenNote, TblCreateNote, 0);
+  open(T.notes, path, TblOpenNote, TblCreateNote, TblRebuildNote, 0);
   FolderTable(path, sizeof path, "Link");
-  open(T.links, path, TblOpenLink, TblCreateLink, 0);
+  open(T.links, path, TblOpenLink, TblCreateLink, TblRebuildLink, 0);
   FolderTable(path, sizeof path, "View");
-  open(T.views, path, TblOpenView, TblCreateView, 0);
+  open(T.views, path, TblOpenView, TblCreateView, TblRebuildView, 0);
   return opened;
 }
 
@@ -286,6 +353,7 @@ bool OpenRun(OpContext *ctx) {
   LogRunTextLog = OpenReport(RunOptions.TextLogFile, ".txt");
   LogRunEditLog = OpenReport(nullptr, ".edt");
   LogRunErrors = OpenReport(RunOptions.ErrorsFile, ".err");
+  LogRunWriteMended(LogRunErrors);
   LogRunFillContext(ctx);
   return true;
 }
@@ -317,28 +385,119 @@ bool LogRunOpenTables() {
   ViewAuthorTable = T.author;
   LogTextSymptomTable = T.symptoms;
   OpenPartner();
+  TakeMended();
+
+  // Every entry is all or nothing across the tables it writes: the journal
+  // beside the repertory keeps what is needed to undo it.
+  char journal[300];
+  FolderTable(journal, sizeof journal, kRunJournalName);
+  if (DbJournalOpen(journal) != 0) {
+    int err = OrvixError;
+    xvt_dm_post_error(MsgText(5394), journal, err);
+    CloseRunTables();
+    return false;
+  }
+  TakeMended();
   return true;
+}
+
+void LogRunWriteMended(FILE *errors) {
+  if (errors != nullptr)
+    for (const std::string &line : MendedLines)
+      fprintf(errors, "%s\n", line.c_str());
+  MendedLines.clear();
 }
 
 namespace {
 
-// After a success: the success block in the edit log, and the entry into
-// the own log when the run keeps one.
-void AfterSuccess(LogEntry *entry, bool swapped) {
-  int32_t rememberedId = entry->symptomId;
-  ReadAgain(entry, swapped);
-  LogReportEntry(LogRunEditLog, kMsgOperationDone, entry, nullptr, 0);
-  if (T.own != 0)
-    StoreInOwnLog(entry, rememberedId);
+// The counters an entry changes, kept before it so that an entry stopped
+// by a failed write counts as that and nothing else.
+struct EntryCounts {
+  int32_t done[kOpRows], errors[kOpRows], warnings[kOpRows];
+  MessageTally tally[kMessageCountRows];
+  int32_t errorCount, warningCount;
+  int noteChanged;
+};
+
+void KeepCounts(EntryCounts &c) {
+  memcpy(c.done, OpDone, sizeof c.done);
+  memcpy(c.errors, OpErrors, sizeof c.errors);
+  memcpy(c.warnings, OpWarnings, sizeof c.warnings);
+  memcpy(c.tally, MessageCount, sizeof c.tally);
+  c.errorCount = LogRunErrorCount;
+  c.warningCount = LogRunWarningCount;
+  c.noteChanged = LogRunNoteChanged;
 }
 
-// After a failure or a warning: the entry in its text form into the text
-// log.
-void AfterFailure(LogEntry *entry, bool swapped) {
-  ReadAgain(entry, swapped);
-  DbVirtualClose(1);
-  LogWriteEntry(LogRunTextLog, nullptr, entry, nullptr);
+void RestoreCounts(const EntryCounts &c) {
+  memcpy(OpDone, c.done, sizeof c.done);
+  memcpy(OpErrors, c.errors, sizeof c.errors);
+  memcpy(OpWarnings, c.warnings, sizeof c.warnings);
+  memcpy(MessageCount, c.tally, sizeof c.tally);
+  LogRunErrorCount = c.errorCount;
+  LogRunWarningCount = c.warningCount;
+  LogRunNoteChanged = c.noteChanged;
 }
+
+// The entry at which a failed write stopped the run: counted as an error,
+// its block (with the store's error) in the errors report and the edit
+// log, its text form in the text log.
+void StoppedAt(LogEntry *entry, const LogRunSource &source,
+               const EntryCounts &before, int err) {
+  RestoreCounts(before);
+  int op = entry->operation;
+  if (op >= 1 && op <= kOpCount)
+    ++OpErrors[op - 1];
+  ++OpErrors[kOpTotalRow];
+  ++LogRunErrorCount;
+  source.readAgain(entry, false, source.data);
+  OrvixError = err; // the block names it
+  LogReportEntry(LogRunErrors, kMsgRunStoppedByWrite, entry, nullptr, 1);
+  LogTallyReport();
+  OrvixError = err;
+  LogReportEntry(LogRunEditLog, kMsgRunStoppedByWrite, entry, nullptr, 1);
+  source.readAgain(entry, false, source.data);
+  source.notApplied(entry, source.data);
+}
+
+} // namespace
+
+int LogRunApplyEntry(LogEntry *entry, const OpContext &ctx,
+                     const LogRunSource &source) {
+  int32_t ownNumber = LogRunNextOwnNumber;
+  EntryCounts before;
+  KeepCounts(before);
+  DbEntryBegin();
+  int result = LogRunEntry(entry, ctx);
+  if (result == 0 && T.own != 0 && DbEntryError() == 0) {
+    int32_t rememberedId = entry->symptomId;
+    source.readAgain(entry, true, source.data);
+    LogRunKeepInOwnLog(entry, rememberedId);
+  }
+  int err;
+  if (result == 0) {
+    err = DbEntryCommit();
+  } else {
+    err = DbEntryError();
+    DbEntryRollback();
+  }
+  if (err != 0) {
+    LogRunNextOwnNumber = ownNumber;
+    StoppedAt(entry, source, before, err);
+    return err;
+  }
+  if (result == 0) {
+    source.readAgain(entry, false, source.data);
+    LogReportEntry(LogRunEditLog, kMsgOperationDone, entry, nullptr, 0);
+  } else if (result != kRunEntrySkipped) {
+    source.readAgain(entry, false, source.data);
+    DbVirtualClose(1);
+    source.notApplied(entry, source.data);
+  }
+  return 0;
+}
+
+namespace {
 
 // The end of the run, whatever ended the loop: everything closes, the
 // work that follows a run, the result shown.
@@ -356,7 +515,9 @@ void CloseRun() {
     ExtractRebuild();
   ShowResult();
   if (RunOptions.BatchMode != 0) {
-    LogMoveToDone(LogPath);
+    // A log that a failed write stopped stays in place for the rest.
+    if (!RunStopped)
+      LogMoveToDone(LogPath);
     SessionEnd();
   }
 }
@@ -364,7 +525,12 @@ void CloseRun() {
 } // namespace
 
 void LogRunCloseTables() {
+  // What the run wrote reaches the disk before the reports call it done.
+  if (DbJournalSync() != 0)
+    SessionFail(1);
   CloseRunTables();
+  if (DbJournalClose() != 0)
+    SessionFail(1);
   OpRemedTable = OpAuthorTable = ViewAuthorTable = 0;
   LogTextSymptomTable = 0;
   OpReleaseRecords();
@@ -382,6 +548,7 @@ void LogRunKeepInOwnLog(LogEntry *e, int32_t rememberedId) {
   e->comment[0] = '\0';
   TblSaveRlog(T.own, e, kSaveAdd);
   e->number = number;
+  DbVirtualClose(1);
 }
 
 void LogReportPath(char *out, size_t cap, const char *named,
@@ -456,13 +623,17 @@ void LogRunTable(WINDOW) {
 
   std::unique_ptr<char[]> notes1(new (std::nothrow) char[kNoteBufferSize]);
   std::unique_ptr<char[]> notes2(new (std::nothrow) char[kNoteBufferSize]);
+  MendedLines.clear();
+  RunStopped = false;
   if (!notes1 || !notes2) {
     xvt_dm_post_error("Can't allocate space for symptom notes");
+    SessionFail(1);
     WorkClose();
     return;
   }
   notes1[0] = notes2[0] = '\0';
   if (!OpenLog()) {
+    SessionFail(1);
     WorkClose();
     return;
   }
@@ -471,6 +642,7 @@ void LogRunTable(WINDOW) {
   if (!text) {
     xvt_dm_post_error("%s", MsgText(31));
     CloseRunTables();
+    SessionFail(1);
     WorkClose();
     return;
   }
@@ -478,6 +650,7 @@ void LogRunTable(WINDOW) {
 
   OpContext ctx;
   if (!OpenRun(&ctx)) {
+    SessionFail(1);
     WorkClose();
     return;
   }
@@ -497,11 +670,15 @@ void LogRunTable(WINDOW) {
     bool swapped = RunOptions.SameLanguage == 0;
     if (swapped)
       LogSwapLanguage(entry.text);
-    int result = LogRunEntry(&entry, ctx);
-    if (result == 0)
-      AfterSuccess(&entry, swapped);
-    else if (result != kRunEntrySkipped)
-      AfterFailure(&entry, swapped);
+    TableSource table{swapped};
+    if (LogRunApplyEntry(
+            &entry, ctx,
+            LogRunSource{TableReadAgain, TableNotApplied, &table}) != 0) {
+      // A table could not be written: the run stops, the entry undone.
+      RunStopped = true;
+      SessionFail(1);
+      break;
+    }
     WorkProgress(c - RunOptions.From, count, nullptr, nullptr);
     ++c;
     TblFindFullRlog(T.log, &entry, 0, kFindNext);

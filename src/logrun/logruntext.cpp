@@ -83,6 +83,29 @@ void ShowTextResult(const LogTextReports &r) {
   PlatStartViewer(r.statistics);
 }
 
+// The text run's source: an entry is had again from a copy of what was
+// read, and one not applied is copied letter for letter to the rejects.
+struct TextSource {
+  LogEntry asRead;
+  const char *kept;
+  size_t length;
+  FILE *file;
+  long start, end;
+};
+
+void TextReadAgain(LogEntry *e, bool, void *data) {
+  const TextSource &t = *static_cast<const TextSource *>(data);
+  char *text = e->text;
+  *e = t.asRead;
+  e->text = text;
+  memcpy(text, t.kept, t.length + 1);
+}
+
+void TextNotApplied(LogEntry *, void *data) {
+  const TextSource &t = *static_cast<const TextSource *>(data);
+  LogCopyTextRange(t.file, t.start, t.end, LogRunTextLog);
+}
+
 } // namespace
 
 bool LogSameFile(const char *a, const char *b) {
@@ -170,6 +193,7 @@ void LogRunText(WINDOW) {
   LogTextLabelsLoad();
   if (!LogRunOpenTables()) {
     fclose(source);
+    SessionFail(1);
     WorkClose();
     return;
   }
@@ -178,6 +202,7 @@ void LogRunText(WINDOW) {
   LogRunTextLog = OpenTextReport(reports.rejects);
   LogRunEditLog = OpenTextReport(reports.accepted);
   LogRunErrors = OpenTextReport(reports.errors);
+  LogRunWriteMended(LogRunErrors);
   OpContext ctx;
   LogRunFillContext(&ctx);
 
@@ -191,21 +216,15 @@ void LogRunText(WINDOW) {
     xvt_app_process_pending_events();
     if (read == 1 && entry.number >= RunOptions.From && entry.operation != 0) {
       // The entry as read: handlers work on its fields in place.
-      LogEntry asRead = entry;
-      size_t length = strlen(entry.text);
-      memcpy(kept.get(), entry.text, length + 1);
-      long start = LogTextEntryStart, end = LogTextEntryEnd;
-      int result = LogRunEntry(&entry, ctx);
-      if (result == 0) {
-        int32_t rememberedId = entry.symptomId;
-        entry = asRead;
-        memcpy(entry.text, kept.get(), length + 1);
-        LogReportEntry(LogRunEditLog, kMsgOperationDone, &entry, nullptr, 0);
-        LogJoinFields(entry.text, length);
-        LogRunKeepInOwnLog(&entry, rememberedId);
-      } else if (result != kRunEntrySkipped) {
-        DbVirtualClose(1);
-        LogCopyTextRange(source, start, end, LogRunTextLog);
+      TextSource text{entry,  kept.get(),        strlen(entry.text),
+                      source, LogTextEntryStart, LogTextEntryEnd};
+      memcpy(kept.get(), entry.text, text.length + 1);
+      if (LogRunApplyEntry(
+              &entry, ctx,
+              LogRunSource{TextReadAgain, TextNotApplied, &text}) != 0) {
+        // A table could not be written: the run stops, the entry undone.
+        SessionFail(1);
+        break;
       }
     }
     WorkProgress(++c, count > 0 ? count : 1, nullptr, nullptr);

@@ -34,7 +34,9 @@ void UpdateRepertoryRun(int id, int batch) {
     NotInThisVersion("Loading the authors given to the run");
   TblHandle cat = TblOpenCatalog(CatalogCatalogName, 1, 1);
   if (OrvixError != 0 || cat == 0) {
-    xvt_dm_post_error(MsgText(74), OrvixError);
+    int err = OrvixError; // before the message lookup changes it
+    xvt_dm_post_error(MsgText(74), err);
+    SessionFail(1);
     if (batch != 0)
       SessionEnd();
     return;

@@ -138,6 +138,179 @@ void CheckExtract(Checker &c, TblHandle h, ExtractEntries &entries) {
   }
 }
 
+// What the symptom walk gathers for the later checks: the tree, and the
+// texts that the word index takes, by language.
+struct SymptomTables {
+  std::unordered_map<SymptomKey, SymptomInfo> tree;
+  std::unordered_map<SymptomKey, WordTexts> texts[2];
+};
+
+// The remedy array of one symptom: each entry against its Extract entry
+// (marked as held), each pair once, RemedyCount the distinct remedies.
+void CheckRemedies(Checker &c, const Symptom &s, bool haveExtract,
+                   ExtractEntries &extractEntries,
+                   std::vector<std::pair<uint16_t, uint16_t>> &pairs) {
+  pairs.clear(); // (remedy, author)
+  for (int i = 0;
+       s.Remedies != nullptr && TblIsLastSymptomRemed(&s.Remedies[i]) != 2;
+       ++i) {
+    const SymptomRemedy &r = s.Remedies[i];
+    uint16_t author = r.AuthorId & kAuthorMask;
+    pairs.emplace_back(r.RemedyId, author);
+    if (!haveExtract)
+      continue;
+    auto it = extractEntries.find(ExtractKey{r.RemedyId, s.Num, s.Sub, author});
+    if (it == extractEntries.end()) {
+      c.Fault("symptom %u.%u '%s': remedy %u author %u has no extract "
+              "entry",
+              s.Num, s.Sub, s.Text1, r.RemedyId, author);
+      continue;
+    }
+    it->second.held = true;
+    if (it->second.degree != r.Degree)
+      c.Fault("symptom %u.%u '%s': remedy %u author %u has degree %u, "
+              "its extract entry %u",
+              s.Num, s.Sub, s.Text1, r.RemedyId, author, r.Degree,
+              it->second.degree);
+  }
+  std::sort(pairs.begin(), pairs.end());
+  size_t distinct = 0;
+  for (size_t i = 0; i < pairs.size(); ++i) {
+    if (i > 0 && pairs[i] == pairs[i - 1])
+      c.Fault("symptom %u.%u '%s': remedy %u author %u stands twice", s.Num,
+              s.Sub, s.Text1, pairs[i].first, pairs[i].second);
+    if (i == 0 || pairs[i].first != pairs[i - 1].first)
+      ++distinct;
+  }
+  if (s.RemedyCount != distinct)
+    c.Fault("symptom %u.%u '%s': RemedyCount %u, distinct remedies %zu", s.Num,
+            s.Sub, s.Text1, s.RemedyCount, distinct);
+}
+
+// Walks the symptoms: their remedies, and what the later checks need.
+void CheckSymptoms(Checker &c, TblHandle symptoms, bool haveExtract,
+                   ExtractEntries &extractEntries, SymptomTables *out) {
+  Symptom s;
+  memset(&s, 0, sizeof s);
+  s.CursorState = 0xff;
+  std::vector<std::pair<uint16_t, uint16_t>> pairs;
+  for (int err = TblFindFullSymptom(symptoms, &s, 0, kFindFirst); err == 0;
+       err = TblFindFullSymptom(symptoms, &s, 0, kFindNext)) {
+    SymptomKey k = KeyOf(s.Num, s.Sub);
+    out->tree[k] = {s.ParentNum, s.ParentSub, s.Level, s.Chapter};
+    out->texts[0][k] = {s.Text1, InWords(s.Synonym1) ? s.Synonym1 : "",
+                        InWords(s.CrossRef1) ? s.CrossRef1 : ""};
+    out->texts[1][k] = {s.Text2, InWords(s.Synonym2) ? s.Synonym2 : "",
+                        InWords(s.CrossRef2) ? s.CrossRef2 : ""};
+    CheckRemedies(c, s, haveExtract, extractEntries, pairs);
+  }
+  TblFreeSymptomRemed(&s);
+}
+
+// The Extract entries that no symptom holds, in key order, so that the
+// same faults read the same each time.
+void ReportUnheld(Checker &c, const ExtractEntries &extractEntries) {
+  std::vector<ExtractKey> unheld;
+  for (const auto &[key, seen] : extractEntries)
+    if (!seen.held)
+      unheld.push_back(key);
+  std::sort(unheld.begin(), unheld.end());
+  for (const ExtractKey &key : unheld)
+    c.Fault("extract: remedy %u lists symptom %u.%u author %u, which the "
+            "symptom does not hold",
+            std::get<0>(key), std::get<1>(key), std::get<2>(key),
+            std::get<3>(key));
+}
+
+// Each symptom below its parent: the parent exists, the level is one
+// more, the chapter the same; a chapter stands at level 1.
+void CheckTree(Checker &c,
+               const std::unordered_map<SymptomKey, SymptomInfo> &tree) {
+  for (const auto &[k, info] : tree) {
+    unsigned num = static_cast<unsigned>(k >> 16),
+             sub = static_cast<unsigned>(k & 0xffff);
+    if (info.parentNum == 0 && info.parentSub == 0) {
+      if (info.level != 1)
+        c.Fault("symptom %u.%u: a chapter at level %u", num, sub, info.level);
+      continue;
+    }
+    auto p = tree.find(KeyOf(info.parentNum, info.parentSub));
+    if (p == tree.end()) {
+      c.Fault("symptom %u.%u: parent %u.%u does not exist", num, sub,
+              info.parentNum, info.parentSub);
+      continue;
+    }
+    if (info.level != p->second.level + 1)
+      c.Fault("symptom %u.%u: level %u below a parent of level %u", num, sub,
+              info.level, p->second.level);
+    if (info.chapter != p->second.chapter)
+      c.Fault("symptom %u.%u: chapter %u, its parent's %u", num, sub,
+              info.chapter, p->second.chapter);
+  }
+}
+
+// Notes and links name existing symptoms.
+void CheckNotesAndLinks(
+    Checker &c, TblHandle notes, TblHandle links,
+    const std::unordered_map<SymptomKey, SymptomInfo> &tree) {
+  if (notes != 0) {
+    Note n;
+    memset(&n, 0, sizeof n);
+    n.CursorState = 0xff;
+    for (int err = TblFindFullNote(notes, &n, 0, kFindFirst); err == 0;
+         err = TblFindFullNote(notes, &n, 0, kFindNext))
+      if (!tree.count(KeyOf(n.Num, n.Sub)))
+        c.Fault("note of symptom %u.%u remedy %u: no such symptom", n.Num,
+                n.Sub, n.RemedyId);
+  }
+  if (links != 0) {
+    Link l;
+    memset(&l, 0, sizeof l);
+    l.CursorState = 0xff;
+    for (int err = TblFindFullLink(links, &l, 0, kFindFirst); err == 0;
+         err = TblFindFullLink(links, &l, 0, kFindNext))
+      if (!tree.count(KeyOf(l.Num, l.Sub)))
+        c.Fault("link '%s' of symptom %u.%u: no such symptom", l.Title, l.Num,
+                l.Sub);
+  }
+}
+
+// Every entry of a word index names an existing symptom whose texts in
+// that language hold the word; lang 0 is word1, 1 word2.
+void CheckWords(Checker &c, TblHandle words, int lang,
+                const std::unordered_map<SymptomKey, WordTexts> &texts) {
+  std::unordered_map<SymptomKey, std::set<std::string>> tokens;
+  Word w;
+  memset(&w, 0, sizeof w);
+  w.CursorState = 0xff;
+  for (int err = TblFindFullWord(words, &w, 0, kFindFirst, nullptr); err == 0;
+       err = TblFindFullWord(words, &w, 0, kFindNext, nullptr)) {
+    for (int i = 0;
+         i < kListEntries - 1 && TblIsLastWordSymptom(&w.Entries[i]) != 2;
+         ++i) {
+      const WordEntry &e = w.Entries[i];
+      SymptomKey k = KeyOf(e.Num, e.Sub);
+      auto t = texts.find(k);
+      if (t == texts.end()) {
+        c.Fault("word%d '%s': symptom %u.%u does not exist", lang + 1, w.Text,
+                e.Num, e.Sub);
+        continue;
+      }
+      auto have = tokens.find(k);
+      if (have == tokens.end()) {
+        std::set<std::string> set;
+        for (const std::string *src :
+             {&t->second.text, &t->second.synonym, &t->second.crossRef})
+          WordIndexTokens(src->c_str(), 0, CollectToken, &set);
+        have = tokens.emplace(k, std::move(set)).first;
+      }
+      if (!have->second.count(w.Text))
+        c.Fault("word%d '%s': symptom %u.%u '%s' does not hold the word",
+                lang + 1, w.Text, e.Num, e.Sub, t->second.text.c_str());
+    }
+  }
+}
+
 } // namespace
 
 int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
@@ -161,156 +334,22 @@ int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
   TblHandle notes = open("Note", TblOpenNote, false);
   TblHandle links = open("Link", TblOpenLink, false);
 
-  std::unordered_map<SymptomKey, SymptomInfo> tree;
-  std::unordered_map<SymptomKey, WordTexts> texts[2];
   ExtractEntries extractEntries;
   if (extract != 0) {
     extractEntries.reserve(static_cast<size_t>(DbCountEntries(extract)) * 256);
     CheckExtract(c, extract, extractEntries);
   }
-
+  // Everything else is told against the symptoms.
   if (symptoms != 0) {
-    Symptom s;
-    memset(&s, 0, sizeof s);
-    s.CursorState = 0xff;
-    std::vector<std::pair<uint16_t, uint16_t>> pairs; // (remedy, author)
-    for (int err = TblFindFullSymptom(symptoms, &s, 0, kFindFirst); err == 0;
-         err = TblFindFullSymptom(symptoms, &s, 0, kFindNext)) {
-      SymptomKey k = KeyOf(s.Num, s.Sub);
-      tree[k] = {s.ParentNum, s.ParentSub, s.Level, s.Chapter};
-      texts[0][k] = {s.Text1, InWords(s.Synonym1) ? s.Synonym1 : "",
-                     InWords(s.CrossRef1) ? s.CrossRef1 : ""};
-      texts[1][k] = {s.Text2, InWords(s.Synonym2) ? s.Synonym2 : "",
-                     InWords(s.CrossRef2) ? s.CrossRef2 : ""};
-      pairs.clear();
-      for (int i = 0;
-           s.Remedies != nullptr && TblIsLastSymptomRemed(&s.Remedies[i]) != 2;
-           ++i) {
-        const SymptomRemedy &r = s.Remedies[i];
-        uint16_t author = r.AuthorId & kAuthorMask;
-        pairs.emplace_back(r.RemedyId, author);
-        ExtractKey key{r.RemedyId, s.Num, s.Sub, author};
-        auto it = extractEntries.find(key);
-        if (extract == 0)
-          continue;
-        if (it == extractEntries.end()) {
-          c.Fault("symptom %u.%u '%s': remedy %u author %u has no extract "
-                  "entry",
-                  s.Num, s.Sub, s.Text1, r.RemedyId, author);
-          continue;
-        }
-        it->second.held = true;
-        if (it->second.degree != r.Degree)
-          c.Fault("symptom %u.%u '%s': remedy %u author %u has degree %u, "
-                  "its extract entry %u",
-                  s.Num, s.Sub, s.Text1, r.RemedyId, author, r.Degree,
-                  it->second.degree);
-      }
-      std::sort(pairs.begin(), pairs.end());
-      size_t distinct = 0;
-      for (size_t i = 0; i < pairs.size(); ++i) {
-        if (i > 0 && pairs[i] == pairs[i - 1])
-          c.Fault("symptom %u.%u '%s': remedy %u author %u stands twice", s.Num,
-                  s.Sub, s.Text1, pairs[i].first, pairs[i].second);
-        if (i == 0 || pairs[i].first != pairs[i - 1].first)
-          ++distinct;
-      }
-      if (s.RemedyCount != distinct)
-        c.Fault("symptom %u.%u '%s': RemedyCount %u, distinct remedies %zu",
-                s.Num, s.Sub, s.Text1, s.RemedyCount, distinct);
-    }
-    TblFreeSymptomRemed(&s);
-    // Told in key order, so that the same faults read the same each time.
-    std::vector<ExtractKey> unheld;
-    for (const auto &[key, seen] : extractEntries)
-      if (!seen.held)
-        unheld.push_back(key);
-    std::sort(unheld.begin(), unheld.end());
-    for (const ExtractKey &key : unheld)
-      c.Fault("extract: remedy %u lists symptom %u.%u author %u, which the "
-              "symptom does not hold",
-              std::get<0>(key), std::get<1>(key), std::get<2>(key),
-              std::get<3>(key));
-
-    for (const auto &[k, info] : tree) {
-      unsigned num = static_cast<unsigned>(k >> 16),
-               sub = static_cast<unsigned>(k & 0xffff);
-      if (info.parentNum == 0 && info.parentSub == 0) {
-        if (info.level != 1)
-          c.Fault("symptom %u.%u: a chapter at level %u", num, sub, info.level);
-        continue;
-      }
-      auto p = tree.find(KeyOf(info.parentNum, info.parentSub));
-      if (p == tree.end()) {
-        c.Fault("symptom %u.%u: parent %u.%u does not exist", num, sub,
-                info.parentNum, info.parentSub);
-        continue;
-      }
-      if (info.level != p->second.level + 1)
-        c.Fault("symptom %u.%u: level %u below a parent of level %u", num, sub,
-                info.level, p->second.level);
-      if (info.chapter != p->second.chapter)
-        c.Fault("symptom %u.%u: chapter %u, its parent's %u", num, sub,
-                info.chapter, p->second.chapter);
-    }
-  }
-
-  if (symptoms != 0 && notes != 0) {
-    Note n;
-    memset(&n, 0, sizeof n);
-    n.CursorState = 0xff;
-    for (int err = TblFindFullNote(notes, &n, 0, kFindFirst); err == 0;
-         err = TblFindFullNote(notes, &n, 0, kFindNext))
-      if (!tree.count(KeyOf(n.Num, n.Sub)))
-        c.Fault("note of symptom %u.%u remedy %u: no such symptom", n.Num,
-                n.Sub, n.RemedyId);
-  }
-  if (symptoms != 0 && links != 0) {
-    Link l;
-    memset(&l, 0, sizeof l);
-    l.CursorState = 0xff;
-    for (int err = TblFindFullLink(links, &l, 0, kFindFirst); err == 0;
-         err = TblFindFullLink(links, &l, 0, kFindNext))
-      if (!tree.count(KeyOf(l.Num, l.Sub)))
-        c.Fault("link '%s' of symptom %u.%u: no such symptom", l.Title, l.Num,
-                l.Sub);
-  }
-
-  TblHandle words[2] = {word1, word2};
-  for (int lang = 0; lang < 2 && symptoms != 0; ++lang) {
-    if (words[lang] == 0)
-      continue;
-    std::unordered_map<SymptomKey, std::set<std::string>> tokens;
-    Word w;
-    memset(&w, 0, sizeof w);
-    w.CursorState = 0xff;
-    for (int err = TblFindFullWord(words[lang], &w, 0, kFindFirst, nullptr);
-         err == 0;
-         err = TblFindFullWord(words[lang], &w, 0, kFindNext, nullptr)) {
-      for (int i = 0;
-           i < kListEntries - 1 && TblIsLastWordSymptom(&w.Entries[i]) != 2;
-           ++i) {
-        const WordEntry &e = w.Entries[i];
-        SymptomKey k = KeyOf(e.Num, e.Sub);
-        auto t = texts[lang].find(k);
-        if (t == texts[lang].end()) {
-          c.Fault("word%d '%s': symptom %u.%u does not exist", lang + 1, w.Text,
-                  e.Num, e.Sub);
-          continue;
-        }
-        auto have = tokens.find(k);
-        if (have == tokens.end()) {
-          std::set<std::string> set;
-          for (const std::string *src :
-               {&t->second.text, &t->second.synonym, &t->second.crossRef})
-            WordIndexTokens(src->c_str(), 0, CollectToken, &set);
-          have = tokens.emplace(k, std::move(set)).first;
-        }
-        if (!have->second.count(w.Text))
-          c.Fault("word%d '%s': symptom %u.%u '%s' does not hold the word",
-                  lang + 1, w.Text, e.Num, e.Sub, t->second.text.c_str());
-      }
-    }
+    SymptomTables found;
+    CheckSymptoms(c, symptoms, extract != 0, extractEntries, &found);
+    ReportUnheld(c, extractEntries);
+    CheckTree(c, found.tree);
+    CheckNotesAndLinks(c, notes, links, found.tree);
+    TblHandle words[2] = {word1, word2};
+    for (int lang = 0; lang < 2; ++lang)
+      if (words[lang] != 0)
+        CheckWords(c, words[lang], lang, found.texts[lang]);
   }
 
   for (TblHandle h : {symptoms, extract, word1, word2, notes, links})

@@ -196,18 +196,21 @@ void AppDispatchCommandLine() {
   if (strcmp(verb, "/BACKUP") == 0) {
     RepOpenChooser(WD_MODAL, kChooserPerson);
     CommandNotAvailable("The backup window (/BACKUP)");
+    SessionFail(1); // the verb's job is not done
     return;
   }
   if (strcmp(verb, "/AUTREM") == 0) {
     TakeArg(RunRemedyLog, 2);
     TakeArg(RunAuthorLog, 3);
     CommandNotAvailable("Loading user-defined remedies and authors (/AUTREM)");
+    SessionFail(1); // the verb's job is not done
     AppTerminate();
     return;
   }
   if (strcmp(verb, "/BUILD") == 0) {
     TakeArg(LogPath, 2);
     CommandNotAvailable("Rebuilding a list of tables (/BUILD)");
+    SessionFail(1); // the verb's job is not done
     AppTerminate();
     return;
   }
@@ -225,6 +228,7 @@ void AppDispatchCommandLine() {
       strcmp(verb, "/UPGRADEASSOC") == 0) {
     TakeArg(UpgradeLog, 2);
     CommandNotAvailable("The transfer to a new repertory (/UPGRADE...)");
+    SessionFail(1); // the verb's job is not done
     AppTerminate();
     return;
   }

@@ -629,9 +629,8 @@ long TransferEvent(WINDOW win, EVENT *ev) {
 void DriverRunLog(const char *log, int language) {
   char path[kArgPathSize];
   StrCopy(path, log);
-  char index[kArgPathSize + 4];
-  StrFormat(index, "%s.idx", path);
-  PlatDeleteFile(index);
+  // The index is rebuilt beside the old one and renamed into place: a
+  // rebuild that fails leaves the old index, never none.
   int result = TblRebuildRlog(path, 0, 1);
   if (result != 0)
     xvt_dm_post_note(MsgText(3001), path, result);
@@ -640,12 +639,15 @@ void DriverRunLog(const char *log, int language) {
   if (!OpenCatalog()) {
     int error = OrvixError; // taken before a message lookup can change it
     xvt_dm_post_error(MsgText(74), error);
+    SessionFail(1);
     AppTerminate();
     return;
   }
   // The language reaches the chooser only to vanish in its remainder; a
   // negative one counts as 0, so that the parameter stays negative.
   long lang = language > 0 ? language : 0;
-  if (RepOpenChooser(WD_MODELESS, -(lang * 100 + 1)) == NULL_WIN)
+  if (RepOpenChooser(WD_MODELESS, -(lang * 100 + 1)) == NULL_WIN) {
+    SessionFail(1);
     AppTerminate(); // with no chooser no one could end a batch run
+  }
 }

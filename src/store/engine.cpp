@@ -17,9 +17,11 @@
 #include "platform/strutil.h"
 #include "store/crc.h"
 #include "store/index.h"
+#include "store/journal.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -157,6 +159,7 @@ struct Table {
   IndexSection idxSlots, idxKeys[kStoreMaxSlots], idxRes;
   uint64_t idxFileLen = 0; // 0: no index file of ours to append to
   bool keyDirty[kStoreMaxSlots] = {};
+  JournalMark jm; // its place in the entry journal, when it has one
 };
 
 struct Handle {
@@ -1359,8 +1362,12 @@ int CloseTable(Table *t) {
     uint64_t dead = t->dataEnd - kDataHeaderSize - t->liveBytes;
     // A compaction that fails (a full disk) leaves the files as they were;
     // the close then keeps them as they are.
-    bool compacted =
-        dead > t->liveBytes && dead >= (64u << 10) && CompactAndIndex(*t) == 0;
+    // Not in the middle of an entry: the journal cuts a table back by its
+    // length, which a compaction would change.
+    bool compacted = dead > t->liveBytes && dead >= (64u << 10) &&
+                     JournalMayCompact(t->jm) &&
+                     JournalBeforeRewrite(t->jm) == 0 &&
+                     CompactAndIndex(*t) == 0;
     if (!compacted) {
       err = EnsureIo(*t);
       if (err == 0 && t->fileSize > t->dataEnd &&
@@ -1374,8 +1381,48 @@ int CloseTable(Table *t) {
       }
     }
   }
+  JournalTableClosed(t->jm, err == 0);
   Unregister(t);
   FreeTable(t);
+  return err;
+}
+
+// Forgets the index snapshot the table was opened with: its indexes are
+// about to be built from the data file, and the next save of the snapshot
+// writes it whole.
+void DropSnapshot(Table &t) {
+  if (t.idxMap != nullptr)
+    munmap(const_cast<uint8_t *>(t.idxMap), t.idxMapLen);
+  t.idxMap = nullptr;
+  t.idxMapLen = 0;
+  t.idxFileLen = 0;
+  for (int s = 0; s < kStoreMaxSlots; ++s) {
+    t.keyLoaded[s] = false;
+    t.keyDirty[s] = true;
+    t.keyOff[s] = 0;
+  }
+  t.resources.clear();
+}
+
+// A compaction stopped between its two renames leaves the new data file in
+// place and its index beside the old one ("~new"): when that index is whole
+// and names the data file, it is the one, and goes into place.
+int RollForwardIndex(Table &t) {
+  std::string tmp = t.idxPath + "~new";
+  struct stat st;
+  if (stat(tmp.c_str(), &st) != 0)
+    return kErrBadIndex;
+  DropSnapshot(t);
+  std::string idx = t.idxPath;
+  t.idxPath = tmp;
+  int err = LoadIndex(t);
+  t.idxPath = idx;
+  if (err == 0 && rename(tmp.c_str(), idx.c_str()) != 0)
+    err = kErrBadIndex;
+  if (err == 0)
+    SyncDir(idx);
+  else
+    DropSnapshot(t);
   return err;
 }
 
@@ -1393,6 +1440,9 @@ TblHandle OpenTable(const StoreFamily &fam, const char *base, int b) {
       return FailHandle(err);
     return NewHandle(open, b == 0);
   }
+  // An entry that a stopped program left unfinished is undone first, in
+  // every table it wrote, and their indexes are made whole again.
+  JournalRecoverFor(dat);
   Table *t = NewTable(fam);
   if (t == nullptr)
     return FailHandle(kErrNoMemory);
@@ -1408,6 +1458,8 @@ TblHandle OpenTable(const StoreFamily &fam, const char *base, int b) {
   if (err == 0) {
     if (b != 0) {
       err = LoadIndex(*t);
+      if (err == kErrBadIndex)
+        err = RollForwardIndex(*t);
     } else {
       ScanFrames(*t, kDataHeaderSize);
       err = BuildIndexes(*t);
@@ -1450,13 +1502,28 @@ int AppendFrame(Table &t, uint8_t kind, uint32_t rid, const uint8_t *kb,
     memcpy(f.data() + kFrameHead + kbLen, payload, payloadLen);
   StoreLE32(f.data() + kFrameHead + body,
             StoreCrc32c(f.data(), kFrameHead + body));
+  // The journal learns of the table before its first frame goes out, so that
+  // what this frame appends can be cut off again.
   int err = EnsureIo(t);
-  if (err != 0)
+  if (err == 0)
+    err = JournalBeforeAppend(t.jm, JournalTable{t.fam, &t.datPath, &t.idxPath,
+                                                 t.fileId, t.dataEnd, &t});
+  if (err != 0) {
+    JournalWriteFailed(err);
     return err;
+  }
   if (!WriteAll(t.ioFd, f.data(), f.size(), t.dataEnd)) {
     err = ErrnoToError(errno);
     if (ftruncate(t.ioFd, static_cast<off_t>(t.dataEnd)) == 0)
       t.fileSize = t.dataEnd;
+    JournalWriteFailed(err);
+    return err;
+  }
+  uint64_t before = t.dataEnd;
+  if ((err = JournalAfterAppend(t.jm, before, before + f.size())) != 0) {
+    // Not committed, so not kept.
+    if (ftruncate(t.ioFd, static_cast<off_t>(before)) == 0)
+      t.fileSize = before;
     return err;
   }
   off = t.dataEnd;
@@ -1618,6 +1685,7 @@ int EngineRebuild(const StoreFamily &fam, const char *base) {
     err = ResolvePath(base, fam.idxExt, idx);
   if (err != 0)
     return Fail(err);
+  JournalRecoverFor(dat);
   Table *t = NewTable(fam);
   if (t == nullptr)
     return Fail(kErrNoMemory);
@@ -1978,6 +2046,138 @@ bool EngineIsFamily(TblHandle h, const StoreFamily &fam) {
   return it != gHandles.end() && it->second->t->fam == &fam;
 }
 
+// ---------------------------------------------------------------- journal
+
+namespace {
+
+// Reads the data file up to fileSize again and builds every index from it.
+int Reindex(Table &t) {
+  DropSnapshot(t);
+  ScanFrames(t, kDataHeaderSize);
+  int err = BuildIndexes(t);
+  if (err == 0 && t.haveFileOrder)
+    err = BuildFileOrder(t);
+  return err;
+}
+
+} // namespace
+
+int EngineRealPath(const char *base, const char *ext, std::string &real) {
+  return ResolvePath(base, ext, real);
+}
+
+int EngineErrno(int e) {
+  return ErrnoToError(e);
+}
+
+int EngineCutBackOpen(void *table, uint64_t length) {
+  Table &t = *static_cast<Table *>(table);
+  if (length < kDataHeaderSize)
+    return kErrBadArg;
+  if (length >= t.dataEnd && t.fileSize <= t.dataEnd)
+    return 0;
+  int err = EnsureIo(t);
+  if (err == 0 && ftruncate(t.ioFd, static_cast<off_t>(length)) != 0)
+    err = ErrnoToError(errno);
+  if (err != 0)
+    return err;
+  t.fileSize = length;
+  err = Reindex(t);
+  t.dirty = true;
+  for (Handle *h : t.handles) {
+    if (h->cur >= t.slots.size() || t.slots[h->cur] == 0)
+      h->cur = 0;
+    else
+      h->curOff = t.slots[h->cur];
+    h->posOrder = -2;
+  }
+  return err;
+}
+
+int EngineMendTable(const StoreFamily &fam, const std::string &dat,
+                    const std::string &idx, uint64_t fileId, uint64_t length,
+                    int *what) {
+  *what = 0;
+  if (Table *open = FindOpen(dat)) {
+    if (length == 0 || open->fileId != fileId || open->dataEnd <= length)
+      return 0;
+    *what = 1;
+    return EngineCutBackOpen(open, length);
+  }
+  Table *t = NewTable(fam);
+  if (t == nullptr)
+    return kErrNoMemory;
+  t->datPath = dat;
+  t->idxPath = idx;
+  int err = LockData(*t);
+  if (err != 0 || ReadHeader(*t) != 0 || t->fileId != fileId) {
+    // Another file by now (rebuilt, replaced): nothing of the journal's.
+    FreeTable(t);
+    return err;
+  }
+  if (length >= kDataHeaderSize && t->fileSize > length) {
+    err = EnsureIo(*t);
+    if (err == 0 && (ftruncate(t->ioFd, static_cast<off_t>(length)) != 0 ||
+                     fsync(t->ioFd) != 0))
+      err = ErrnoToError(errno);
+    if (err != 0) {
+      FreeTable(t);
+      return err;
+    }
+    t->fileSize = length;
+    *what |= 1;
+  }
+  err = EnsureMapped(*t, std::max<uint64_t>(t->fileSize, 1));
+  if (err == 0 && LoadIndex(*t) == 0) {
+    FreeTable(t); // the snapshot describes the data file as it is
+    return 0;
+  }
+  if (err == 0)
+    err = Reindex(*t);
+  // A torn frame at the end (a write that a stop cut short) goes, so that
+  // the snapshot's length is the file's.
+  if (err == 0 && t->fileSize > t->dataEnd) {
+    err = EnsureIo(*t);
+    if (err == 0 && ftruncate(t->ioFd, static_cast<off_t>(t->dataEnd)) != 0)
+      err = ErrnoToError(errno);
+    if (err == 0)
+      t->fileSize = t->dataEnd;
+  }
+  if (err == 0)
+    err = SaveIndex(*t); // beside the old one, renamed into place
+  if (err == 0)
+    *what |= 2;
+  FreeTable(t);
+  return err;
+}
+
+int EngineSyncData(void *table) {
+  Table &t = *static_cast<Table *>(table);
+  int err = EnsureIo(t);
+  if (err == 0 && fdatasync(t.ioFd) != 0)
+    err = ErrnoToError(errno);
+  return err;
+}
+
+int EngineCheckpoint(void *table) {
+  Table &t = *static_cast<Table *>(table);
+  if (!t.dirty)
+    return 0;
+  int err = EnsureIo(t);
+  if (err == 0 && t.fileSize > t.dataEnd &&
+      ftruncate(t.ioFd, static_cast<off_t>(t.dataEnd)) != 0)
+    err = ErrnoToError(errno);
+  if (err == 0 && fsync(t.ioFd) != 0)
+    err = ErrnoToError(errno);
+  if (err == 0) {
+    t.fileSize = t.dataEnd;
+    err = SaveIndex(t);
+  }
+  if (err == 0)
+    t.dirty = false;
+  return err;
+}
+
 // ---------------------------------------------------------------- Db calls
 
 int DbInitialize(int buffers, int files, int sectors, const char *module,
@@ -1988,12 +2188,17 @@ int DbInitialize(int buffers, int files, int sectors, const char *module,
   (void)lockingFile; // each table is locked by itself (docs/storage.md)
   (void)extendSize;
   gDbFiles = files >= 4 ? files : 90;
+  // A file size limit answers a write with an error (18) instead of ending
+  // the process, so that a run stops at that write with its tables whole.
+  signal(SIGXFSZ, SIG_IGN);
   OrvixError = 0;
   return 0;
 }
 
 void DbTerminate(const char *module) {
   (void)module;
+  // An entry left open is undone before the tables close.
+  JournalShutdown();
   std::vector<long> open;
   for (auto &e : gHandles)
     open.push_back(e.first);

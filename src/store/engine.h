@@ -7,6 +7,7 @@
 #include "store/store.h"
 
 #include <cstdint>
+#include <string>
 
 enum EngineReadKind {
   kReadFull,   // the whole record into the caller's structure
@@ -37,3 +38,9 @@ long EngineNextId(TblHandle h, const StoreFamily &fam, int keyNumber);
 
 // Answers true when the handle names an open table of this family.
 bool EngineIsFamily(TblHandle h, const StoreFamily &fam);
+
+// The real, absolute path of a stored base path with an extension. 0 or an
+// error.
+int EngineRealPath(const char *base, const char *ext, std::string &real);
+// The store's error for a system error number.
+int EngineErrno(int e);

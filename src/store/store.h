@@ -8,6 +8,7 @@
 
 #include "store/records.h"
 
+#include <cstddef>
 #include <cstdint>
 
 using TblHandle = long; // 0 never names an open table
@@ -63,6 +64,41 @@ int DbUpdateResource(TblHandle h, Resource *rec);
 int DbAddResource(TblHandle h, Resource *rec);
 
 long TblGetNewSptId(TblHandle symptoms, int range);
+
+// ---------------------------------------------------------------- entries
+//
+// All or nothing across tables (docs/storage.md, "The entry journal"). While
+// a journal is open, every write to any table is covered: the writes between
+// DbEntryBegin and DbEntryCommit stand or fall together, a write outside an
+// entry stands alone. A program that stops in the middle of an entry (a
+// kill, a crash) leaves the journal behind, and the next open of any table
+// it names, by any program, undoes the entry and rebuilds their indexes.
+
+// Opens the journal `path` (stored path without extension; ".jnl" is
+// added). A journal left there by a stopped program is mended first. 0 or
+// an error; the journal is then not open and nothing is covered.
+int DbJournalOpen(const char *path);
+// Undoes an entry still open, makes every table written durable (data
+// synced, open tables' indexes written) and removes the journal. 0 or the
+// first error; the journal then stays for the next open to mend.
+int DbJournalClose();
+// Syncs the data files written and the journal, and marks the point in the
+// journal: what a power loss after it keeps.
+int DbJournalSync();
+void DbEntryBegin();
+// Commits the entry: 0. When a write of the entry failed, or the commit
+// itself does not reach the journal, the entry is undone and the answer is
+// that write's error (18 no space, 21 I/O ...).
+int DbEntryCommit();
+// Undoes what the entry wrote, in every table, and ends it. 0 or an error.
+int DbEntryRollback();
+// The error of the first write of the open entry that failed, or 0.
+int DbEntryError();
+// Tables that an open mended after a stop: one at a time, the oldest
+// first. Fills the table's data file path and `what` (1 an unfinished entry
+// was cut off, 2 the index was rebuilt, 3 both) and answers 1, or answers 0
+// when there is none left.
+int DbTakeMended(char *path, size_t cap, int *what);
 
 // ---------------------------------------------------------------- messages
 

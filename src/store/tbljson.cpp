@@ -1576,8 +1576,9 @@ int TjCheck(const TjFamily *fam, const char *path, FILE *report, long *faults) {
     // Each record is found again by its primary key, through a second
     // handle so that the walk keeps its place.
     if (h2 == 0) {
-      log.Add("%s: a second handle does not open (%d, %s)", path, OrvixError,
-              ErrorName(OrvixError));
+      int err = OrvixError;
+      log.Add("%s: a second handle does not open (%d, %s)", path, err,
+              ErrorName(err));
     } else {
       long missing = 0;
       int mode = kFindFirst;
@@ -1591,10 +1592,11 @@ int TjCheck(const TjFamily *fam, const char *path, FILE *report, long *faults) {
             fam->find(h2, probe.bytes.data(), primary.key->number,
                       kFindEqual) == 0 &&
             CompareKey(primary, probe.bytes.data(), rec.bytes.data()) == 0;
+        int err = OrvixError; // before the key's text is made
         if (!found && missing++ < kFaultsShownPerWalk)
           log.Add("record %s is not found by its primary key (%d, %s)",
-                  KeyText(primary, rec.bytes.data()).c_str(), OrvixError,
-                  ErrorName(OrvixError));
+                  KeyText(primary, rec.bytes.data()).c_str(), err,
+                  ErrorName(err));
         else if (!found)
           ++log.total;
       }
@@ -1605,10 +1607,11 @@ int TjCheck(const TjFamily *fam, const char *path, FILE *report, long *faults) {
 
   // The sequential open reads the data file alone.
   TblHandle hs = fam->open(path, 0);
+  int hsErr = OrvixError;
   if (hs == 0) {
-    if (h != 0 || OrvixError != kErrNoFile)
-      log.Add("%s: the sequential open fails (%d, %s)", path, OrvixError,
-              ErrorName(OrvixError));
+    if (h != 0 || hsErr != kErrNoFile)
+      log.Add("%s: the sequential open fails (%d, %s)", path, hsErr,
+              ErrorName(hsErr));
   } else {
     long seen = 0;
     int mode = kFindFirst;
@@ -1616,9 +1619,10 @@ int TjCheck(const TjFamily *fam, const char *path, FILE *report, long *faults) {
       mode = kFindNext;
       ++seen;
     }
-    if (OrvixError != kErrEnd)
+    int walkErr = OrvixError;
+    if (walkErr != kErrEnd)
       log.Add("sequential walk: stopped after %ld records (%d, %s)", seen,
-              OrvixError, ErrorName(OrvixError));
+              walkErr, ErrorName(walkErr));
     if (h != 0 && seen != count)
       log.Add("sequential walk: %ld records, but the index counts %ld", seen,
               count);

@@ -163,7 +163,7 @@ TEST_F(GuiTest, APersonChoosesFilesAndFolders) {
   When([] { return Chooser() != nullptr; }, [] { Chooser()->reject(); });
   EXPECT_EQ(FL_CANCEL, xvt_dm_post_file_open(&fs, "again"));
 
-  ASSERT_EQ(0, chdir(dir.c_str()));
+  Enter();
   When([] { return Chooser() != nullptr; },
        [this] {
          EXPECT_EQ(QFileDialog::Directory, Chooser()->fileMode());
@@ -201,7 +201,7 @@ TEST_F(GuiTest, AScriptAnswersThroughTheBoxes) {
   ASSERT_EQ(FL_OK, xvt_dm_post_file_open(&fs, "Choose a log"));
   EXPECT_STREQ("Log.DAT", fs.name) << "found without regard to case";
   EXPECT_EQ(FL_CANCEL, xvt_dm_post_file_save(&fs, "Save"));
-  ASSERT_EQ(0, chdir(dir.c_str()));
+  Enter();
   char folder[300] = "";
   EXPECT_EQ(FL_OK, xvt_dm_post_folder("Where?", folder, sizeof folder));
   EXPECT_EQ(FL_CANCEL, xvt_dm_post_file_open(&fs, "missing"));
@@ -278,12 +278,8 @@ TEST_F(GuiTest, TheViewerWithoutAScreenSaysSo) {
   std::string cmd = "env -u QT_QPA_PLATFORM -u DISPLAY -u WAYLAND_DISPLAY '" +
                     std::string(MANTREL_BIN_DIR) + "/mantrel' --view '" + dir +
                     "/r.txt' 2>'" + out + "'";
-  int rc = system(cmd.c_str());
-  EXPECT_TRUE(WIFEXITED(rc) && WEXITSTATUS(rc) == 1);
-  std::ifstream in(out);
-  std::string text((std::istreambuf_iterator<char>(in)),
-                   std::istreambuf_iterator<char>());
-  EXPECT_THAT(text, HasSubstr("no screen to show"));
+  EXPECT_EQ(RunCommand(cmd), 1);
+  EXPECT_THAT(SlurpFile(out), HasSubstr("no screen to show"));
 }
 
 } // namespace

@@ -25,42 +25,22 @@
 
 class DemoTest : public GuiTest {
 protected:
-  std::string demo, cwd;
+  std::string demo;
   void SetUp() override {
     GuiTest::SetUp();
     demo = dir + "/demo";
-    std::string cmd = std::string("\"") + MANTREL_BIN_DIR +
-                      "/mkdemo\" --sources \"" + MANTREL_SOURCE_DIR +
-                      "/data/demo\" \"" + demo + "\" >/dev/null 2>&1";
-    ASSERT_EQ(0, std::system(cmd.c_str())) << "mkdemo failed";
-    cwd = std::filesystem::current_path().string();
-    std::filesystem::current_path(demo + "/bin");
+    ASSERT_EQ(0, BuildDemo(demo)) << "mkdemo failed";
+    folder_.Enter("demo/bin");
     // The viewer the listings start notes what it was asked to show.
-    std::string viewer = dir + "/viewer.sh";
-    std::ofstream(viewer) << "#!/bin/sh\necho \"$1\" >> '" << dir
-                          << "/viewed.txt'\n";
-    chmod(viewer.c_str(), 0755);
-    StrCopy(PlatViewerProgram, viewer.c_str());
+    StrCopy(PlatViewerProgram, WriteNotingViewer(dir).c_str());
   }
   void TearDown() override {
     PlatViewerProgram[0] = '\0';
     PlatReapChildren();
-    if (!cwd.empty())
-      std::filesystem::current_path(cwd);
+    folder_.Leave();
     GuiTest::TearDown();
   }
-  std::string Viewed() {
-    // The viewer is a child that was not waited for.
-    for (int i = 0; i < 200; ++i) {
-      std::ifstream in(dir + "/viewed.txt");
-      std::stringstream s;
-      s << in.rdbuf();
-      if (!s.str().empty())
-        return s.str();
-      usleep(10000);
-    }
-    return "";
-  }
+  std::string Viewed() { return NotedByViewer(dir); }
 };
 
 // The program's task window: the start sequence in its create event, then

@@ -13,11 +13,6 @@
 
 namespace {
 
-std::string Slurp(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 // The text form of every entry of a log as LogWriteEntry writes it, in log
 // order, with the symptom table of the current repertory: the listing and
 // its second file, the rows of added remedies.
@@ -50,7 +45,7 @@ TextForm(const char *log, const std::string &scratch, long *entries) {
     DbCloseFile(symptoms);
   if (h != 0)
     DbCloseFile(h);
-  return {Slurp(p1), Slurp(p2)};
+  return {SlurpFile(p1), SlurpFile(p2)};
 }
 
 size_t Count(const std::string &text, const std::string &part) {
@@ -153,8 +148,8 @@ TEST_F(DemoTest, APersonChoosesARepertoryAndListsTheSampleLog) {
             Count(text, std::string(kLogTextDashes, '-')))
       << "one block for each entry";
   EXPECT_THAT(std::string(LogPath), testing::EndsWith("\\log\\sample"));
-  EXPECT_EQ(text, Slurp(listing));
-  EXPECT_EQ(added, Slurp(demo + "/log/sample_2.txt"));
+  EXPECT_EQ(text, SlurpFile(listing));
+  EXPECT_EQ(added, SlurpFile(demo + "/log/sample_2.txt"));
   AppFinish();
 }
 

@@ -149,7 +149,7 @@ TEST_F(GuiTest, TheWorkingDialogIsUpBeforeTheWorkBegins) {
   RunTaskWindow([] {
     memset(CurrentCatalog.RepertoryBlock.Title, 0,
            sizeof CurrentCatalog.RepertoryBlock.Title);
-    memcpy(CurrentCatalog.RepertoryBlock.Title, "Synthesis", 9);
+    memcpy(CurrentCatalog.RepertoryBlock.Title, "Almanacum", 9);
     ShowRepairProgress("Rebuilding the symptoms");
     // No event is let through from here until HideRepairProgress.
     QWidget *w = QtWindowWidget(WorkingDialog);
@@ -173,7 +173,7 @@ TEST_F(GuiTest, TheWorkingDialogIsUpBeforeTheWorkBegins) {
     xvtv_app_destroy();
   });
   EXPECT_TRUE(up);
-  EXPECT_EQ("Synthesis", line1);
+  EXPECT_EQ("Almanacum", line1);
   EXPECT_EQ("Rebuilding the symptoms", line2);
 }
 

@@ -41,7 +41,7 @@ std::string gShotsDir;
 
 // The task window as the start sequence leaves it.
 void Dress() {
-  xvt_win_set_doc_title(TASK_WIN, "Mantrel 10.5 - Synthesis 9.1");
+  xvt_win_set_doc_title(TASK_WIN, "Mantrel 10.5 - Almanacum 2009");
   xvt_menu_set_item_enabled(TASK_WIN, 1004, true);
   xvt_menu_update(TASK_WIN);
 }

@@ -8,6 +8,7 @@
 #include "platform/strutil.h"
 #include "platform/xvt_model.h"
 #include "shell/menu.h"
+#include "../test_toolkit.h"
 
 #include <QApplication>
 #include <QKeyEvent>
@@ -22,35 +23,21 @@
 #include <unistd.h>
 #include <vector>
 
-class GuiTest : public ::testing::Test {
+class GuiTest : public FolderTest {
 protected:
-  std::string dir;
+  GuiTest() : FolderTest("gui") {}
+  std::string dir = root_.string();
   void SetUp() override {
-    char tmpl[] = "/tmp/mantrel_gui_XXXXXX";
-    const char *d = mkdtemp(tmpl);
-    dir = d ? d : "/tmp";
-    XvtReset();
+    StartToolkit("qt");
     XvtRegisterQtBackend();
-    setenv("MANTREL_UI", "qt", 1);
-    unsetenv("MANTREL_SCRIPT");
     // A person who never comes must not hang the test run.
     QtIdleLimitMs = 8000;
     ASSERT_EQ(0, QtEnsureApplication()) << "no screen; set QT_QPA_PLATFORM";
   }
-  void TearDown() override {
-    XvtReset();
-    unsetenv("MANTREL_UI");
-    unsetenv("MANTREL_SCRIPT");
-    std::string cmd = "rm -rf '" + dir + "'";
-    if (system(cmd.c_str()) != 0)
-      ADD_FAILURE() << "could not remove " << dir;
-  }
+  void TearDown() override { StopToolkit(); }
   // The lines become the script of the next backend start.
   void Script(const std::string &text) {
-    std::string path = dir + "/script.txt";
-    std::ofstream(path) << text;
-    setenv("MANTREL_SCRIPT", path.c_str(), 1);
-    XvtReset();
+    ScriptToolkit(root_ / "script.txt", text);
   }
 };
 

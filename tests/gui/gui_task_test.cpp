@@ -248,10 +248,8 @@ TEST_F(GuiTest, WithoutAScreenTheConsoleAnswers) {
                     "/exe --gtest_filter=GuiChild.ForcedWithoutAScreen "
                     ">/dev/null 2>'" +
                     out + "'";
-  EXPECT_EQ(0, system(cmd.c_str())) << cmd;
-  std::ifstream in(out);
-  std::string text((std::istreambuf_iterator<char>(in)),
-                   std::istreambuf_iterator<char>());
+  EXPECT_EQ(0, RunCommand(cmd)) << cmd;
+  std::string text = SlurpFile(out);
   EXPECT_THAT(text,
               HasSubstr("qt: no screen can be reached; using the console"));
   EXPECT_THAT(text, HasSubstr("note: answered on the console"));

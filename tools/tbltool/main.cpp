@@ -87,6 +87,22 @@ int Run(const char *verb, const TjFamily *fam, const char *path,
   return 2;
 }
 
+// Tables that an open mended after a stop (the entry journal): told on
+// standard error, so that the output of dump and check stays the table's.
+void TellMended() {
+  char path[4096];
+  int what = 0;
+  while (DbTakeMended(path, sizeof path, &what) != 0) {
+    if ((what & 1) != 0)
+      fprintf(stderr,
+              "tbltool: %s: an entry that a stopped run left "
+              "unfinished was undone\n",
+              path);
+    if ((what & 2) != 0)
+      fprintf(stderr, "tbltool: %s: the index was rebuilt\n", path);
+  }
+}
+
 void PrintFault(const char *fault, void *) {
   printf("fault: %s\n", Cp1252ToUtf8(fault).c_str());
 }
@@ -98,6 +114,7 @@ int Verify(const char *folder) {
     return 1;
   }
   int faults = VerifyRepertory(folder, PrintFault, nullptr);
+  TellMended();
   DbTerminate(kModule);
   if (faults > kVerifyMaxReported)
     printf("... %d faults in all\n", faults);
@@ -131,6 +148,7 @@ int main(int argc, char **argv) {
     return 1;
   }
   int rc = Run(argv[1], fam, argv[3], argc == 5 ? argv[4] : nullptr);
+  TellMended();
   DbTerminate(kModule);
   return rc;
 }

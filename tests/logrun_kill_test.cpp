@@ -1,0 +1,441 @@
+// The main job killed at random moments: "mantrel /RUN" on a copy of the
+// demonstration installation with a log of remedy entries that all apply,
+// stopped with SIGKILL. After each kill, with no rebuild by hand, every
+// table passes "tbltool check", the repertory passes "tbltool verify", and
+// running the rest of the log (the entries after those that the own log
+// holds) leaves every table, counters included, as an uninterrupted run
+// leaves it ("tbltool dump"). And the run on a disk that fills: a file size
+// limit stops it at the first failed write, it ends non-zero, and the
+// repertory verifies.
+//
+// MANTREL_KILL_ROUNDS sets the number of kills (scripts/killtest.sh asks
+// for hundreds).
+#include "logentry/logentry.h"
+#include "platform/strutil.h"
+#include "store/sptpath.h"
+#include "store/store.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+int System(const std::string &cmd) {
+  int rc = std::system(cmd.c_str());
+  return WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+}
+
+std::string Slurp(const fs::path &p) {
+  std::ifstream in(p, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+std::string Bin(const char *tool) {
+  return std::string("'") + MANTREL_BIN_DIR + "/" + tool + "'";
+}
+
+// An entry of the generated log.
+struct Planned {
+  uint16_t operation;
+  int32_t symptomId;
+  std::string text;
+};
+
+// Remedy entries on the demo's symptoms, one symptom each, that all apply:
+// add a remedy the symptom lacks, change the degree of one it has, delete
+// one it has. Read from the demo through the store.
+std::vector<Planned> PlanEntries(int count) {
+  std::vector<Planned> out;
+  TblHandle sym = TblOpenSymptom("..\\data\\salm2009\\symptom", 0, 1);
+  // Paths are read through a handle of their own: the walk keeps its place.
+  TblHandle paths = TblOpenSymptom("..\\data\\salm2009\\symptom", 0, 1);
+  TblHandle rem = TblOpenRemed("..\\system\\remed", 1, 1);
+  TblHandle aut = TblOpenAuthor("..\\system\\author", 1, 1);
+  if (sym == 0 || paths == 0 || rem == 0 || aut == 0)
+    return out;
+  std::map<int, std::string> remedies, authors;
+  Remed r;
+  memset(&r, 0, sizeof r);
+  r.CursorState = 0xff;
+  for (int e = TblFindFullRemed(rem, &r, 0, kFindFirst); e == 0;
+       e = TblFindFullRemed(rem, &r, 0, kFindNext))
+    if (r.Id < 3161) // not the user-defined range
+      remedies[r.Id] = r.Abbrev;
+  Author a;
+  memset(&a, 0, sizeof a);
+  a.CursorState = 0xff;
+  for (int e = TblFindFullAuthor(aut, &a, 0, kFindFirst); e == 0;
+       e = TblFindFullAuthor(aut, &a, 0, kFindNext))
+    if (a.Id < 886)
+      authors[a.Id] = a.Abbrev;
+  Symptom s;
+  memset(static_cast<void *>(&s), 0, sizeof s);
+  s.CursorState = 0xff;
+  s.Remedies = TblAllocSymptomRemed(64);
+  for (int e = TblFindFullSymptom(sym, &s, 0, kFindFirst);
+       e == 0 && static_cast<int>(out.size()) < count;
+       e = TblFindFullSymptom(sym, &s, 0, kFindNext)) {
+    if (s.Level < 2 || s.Remedies[0].RemedyId == 0 || s.UniqueId <= 0)
+      continue;
+    const SymptomRemedy &first = s.Remedies[0];
+    auto au = authors.find(first.AuthorId & kAuthorMask);
+    auto re = remedies.find(first.RemedyId);
+    if (au == authors.end() || re == remedies.end())
+      continue;
+    char path[kSptPathSize];
+    if (GetLevelsFromSptNum(paths, 1, path, s.Num, s.Sub) != 0)
+      continue;
+    std::string sep(1, kLogFieldSep);
+    Planned p;
+    p.symptomId = s.UniqueId;
+    int kind = static_cast<int>(out.size()) % 3;
+    if (kind == 0) {
+      // The first remedy of the catalogue that the symptom does not hold.
+      p.operation = OpAddRemedy;
+      std::string abbrev;
+      for (auto &[id, ab] : remedies) {
+        bool held = false;
+        for (int i = 0; s.Remedies[i].RemedyId != 0; ++i)
+          held = held || s.Remedies[i].RemedyId == id;
+        if (!held) {
+          abbrev = ab;
+          break;
+        }
+      }
+      p.text = "0" + sep + path + sep + abbrev + sep + authors.begin()->second +
+               sep + std::to_string(1 + out.size() % 4);
+    } else if (kind == 1) {
+      p.operation = OpChangeDegree;
+      p.text = "0" + sep + path + sep + re->second + sep + au->second + sep +
+               std::to_string(first.Degree) + sep +
+               std::to_string(first.Degree % 4 + 1);
+    } else {
+      p.operation = OpDeleteRemedy;
+      p.text = "0" + sep + path + sep + re->second + sep + au->second + sep +
+               std::to_string(first.Degree);
+    }
+    out.push_back(p);
+  }
+  TblFreeSymptomRemed(&s);
+  DbCloseFile(paths);
+  DbCloseFile(sym);
+  DbCloseFile(rem);
+  DbCloseFile(aut);
+  return out;
+}
+
+// Writes entries [from, to) of the plan as the log "..\log\kill", numbered
+// from 1 as in the whole log.
+bool WriteLog(const std::vector<Planned> &plan, size_t from) {
+  fs::remove("../log/kill.dat");
+  fs::remove("../log/kill.idx");
+  TblHandle log = TblCreateRlog("..\\log\\kill", 0, 1, 3);
+  if (log == 0)
+    return false;
+  static char text[kLogTextSize];
+  bool ok = true;
+  for (size_t i = from; i < plan.size() && ok; ++i) {
+    LogEntry e;
+    LogClearEntry(&e, text);
+    StrCopy(text, kLogTextSize, plan[i].text.c_str());
+    e.number = static_cast<int32_t>(i + 1);
+    e.operation = plan[i].operation;
+    e.date = 45000;
+    e.time = static_cast<uint32_t>(36000 + i);
+    e.symptomId = plan[i].symptomId;
+    ok = TblSaveRlog(log, &e, kSaveAdd) == 0;
+  }
+  return DbCloseFile(log) == 0 && ok;
+}
+
+// The tables a remedy run writes or reads, as tbltool names them.
+const std::vector<std::pair<const char *, const char *>> kTables = {
+    {"symptom", "..\\data\\salm2009\\symptom"},
+    {"extract", "..\\data\\salm2009\\extract"},
+    {"word", "..\\data\\salm2009\\word1"},
+    {"word", "..\\data\\salm2009\\word2"},
+    {"note", "..\\data\\salm2009\\Note"},
+    {"link", "..\\data\\salm2009\\Link"},
+    {"view", "..\\data\\salm2009\\View"},
+    {"rlog", "..\\log\\SALM2009"},
+    {"rlog", "..\\log\\kill"},
+    {"remed", "..\\system\\remed"},
+    {"author", "..\\system\\author"},
+    {"symptom", "..\\data\\calm2009\\symptom"},
+    {"exsp", "..\\data\\calm2009\\extrspt"},
+};
+
+class KillTest : public ::testing::Test {
+protected:
+  void SetUp() override {
+    char tmpl[] = "/tmp/mantrel-kill-XXXXXX";
+    ASSERT_NE(mkdtemp(tmpl), nullptr);
+    base_ = tmpl;
+    old_ = fs::current_path();
+    pristine_ = base_ / "pristine";
+    ASSERT_EQ(System(Bin("mkdemo") + " --sources '" + MANTREL_SOURCE_DIR +
+                     "/data/demo' '" + pristine_.string() +
+                     "' >/dev/null 2>&1"),
+              0);
+    fs::current_path(pristine_ / "bin");
+    ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
+    plan_ = PlanEntries(450);
+    ownBefore_ = OwnCount();
+    bool written = WriteLog(plan_, 0);
+    DbTerminate("A-Mantrel");
+    fs::current_path(old_);
+    ASSERT_TRUE(written);
+    ASSERT_GE(plan_.size(), 300u);
+  }
+  void TearDown() override {
+    fs::current_path(old_);
+    fs::remove_all(base_);
+  }
+
+  // A fresh copy of the installation with the whole log.
+  fs::path Copy(const char *name) {
+    fs::path to = base_ / name;
+    fs::remove_all(to);
+    fs::copy(pristine_, to, fs::copy_options::recursive);
+    return to;
+  }
+
+  // The run as an installer starts it, in the installation's bin folder.
+  static std::string RunCommand(const fs::path &demo) {
+    return "cd '" + (demo / "bin").string() +
+           "' && exec env -u MANTREL_SCRIPT MANTREL_UI=scripted "
+           "MANTREL_VIEWER=true " +
+           Bin("mantrel") +
+           " /RUN '..\\log\\kill' 1 >/dev/null 2>&1 </dev/null";
+  }
+
+  // Every table of the installation, as tbltool dumps it.
+  static std::string Dumps(const fs::path &demo) {
+    std::string all;
+    for (auto &[kind, path] : kTables) {
+      if (strcmp(path, "..\\log\\kill") == 0)
+        continue; // the log run, not a result
+      std::string out = (demo / "dump.txt").string();
+      int rc =
+          System("cd '" + (demo / "bin").string() + "' && " + Bin("tbltool") +
+                 " dump " + kind + " '" + path + "' >'" + out + "' 2>&1");
+      all += std::string("== ") + path + " " + std::to_string(rc) + "\n" +
+             Slurp(out);
+    }
+    return all;
+  }
+
+  // "tbltool check" of every table and "tbltool verify" of the repertory;
+  // answers what failed.
+  static std::string Checks(const fs::path &demo) {
+    std::string failed;
+    std::string bin = "cd '" + (demo / "bin").string() + "' && ";
+    for (auto &[kind, path] : kTables) {
+      if (strcmp(path, "..\\log\\kill") == 0 &&
+          !fs::exists(demo / "log" / "kill.dat"))
+        continue; // a finished run moved the log away
+      std::string out = (demo / "check.txt").string();
+      if (System(bin + Bin("tbltool") + " check " + kind + " '" + path +
+                 "' >'" + out + "' 2>&1") != 0)
+        failed += std::string("check ") + path + ": " + Slurp(out) + "\n";
+    }
+    std::string out = (demo / "verify.txt").string();
+    if (System(bin + Bin("tbltool") + " verify '..\\data\\salm2009' >'" + out +
+               "' 2>&1") != 0)
+      failed += "verify: " + Slurp(out) + "\n";
+    return failed;
+  }
+
+  int OwnCount() {
+    TblHandle h = TblOpenRlog("..\\log\\SALM2009", 0, 1);
+    if (h == 0)
+      return -1;
+    int n = static_cast<int>(DbCountEntries(h));
+    DbCloseFile(h);
+    return n;
+  }
+
+  fs::path base_, old_, pristine_;
+  std::vector<Planned> plan_;
+  int ownBefore_ = 0;
+};
+
+TEST_F(KillTest, EveryKillLeavesTablesThatCheckAndResumeToTheSameEnd) {
+  // The uninterrupted run gives the tables to reach; watching its own log
+  // grow tells when it applies its entries, where most kills should fall.
+  fs::path ref = Copy("ref");
+  fs::path own = ref / "log" / "SALM2009.dat";
+  const uintmax_t size0 = fs::file_size(own);
+  auto t0 = std::chrono::steady_clock::now();
+  auto since = [&] {
+    return static_cast<int>(
+        std::chrono::duration_cast<std::chrono::microseconds>(
+            std::chrono::steady_clock::now() - t0)
+            .count());
+  };
+  pid_t refPid = fork();
+  ASSERT_GE(refPid, 0);
+  if (refPid == 0) {
+    execl("/bin/sh", "sh", "-c", RunCommand(ref).c_str(),
+          static_cast<char *>(nullptr));
+    _exit(127);
+  }
+  int firstUs = -1, refStatus = 0;
+  uintmax_t seen = size0;
+  while (waitpid(refPid, &refStatus, WNOHANG) == 0) {
+    std::error_code ec;
+    uintmax_t now = fs::file_size(own, ec);
+    if (!ec && now != seen) {
+      seen = now;
+      if (firstUs < 0)
+        firstUs = since();
+    }
+    usleep(100);
+  }
+  ASSERT_TRUE(WIFEXITED(refStatus) && WEXITSTATUS(refStatus) == 0);
+  ASSERT_GE(firstUs, 0);
+  ASSERT_EQ(Checks(ref), "");
+  const std::string want = Dumps(ref);
+  ASSERT_NE(want.find("\"Type\""), std::string::npos); // the counters too
+
+  const char *env = getenv("MANTREL_KILL_ROUNDS");
+  const int rounds = env != nullptr && atoi(env) > 0 ? atoi(env) : 30;
+  std::mt19937 rng(static_cast<unsigned>(time(nullptr)));
+  int midRun = 0;
+  std::string doneAt; // entries done at each kill, -1 for a finished run
+  for (int round = 0; round < rounds; ++round) {
+    fs::path demo = Copy("k");
+    // A fifth of the kills at a moment before the entries (the start, the
+    // log's rebuild, the opens); the rest when the own log has grown to a
+    // chosen size, a little later: at any point of an entry or of the close.
+    pid_t pid = fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+      execl("/bin/sh", "sh", "-c", RunCommand(demo).c_str(),
+            static_cast<char *>(nullptr));
+      _exit(127);
+    }
+    int waitUs = 0;
+    bool reaped = false;
+    if (round % 5 == 0) {
+      waitUs = std::uniform_int_distribution<int>(0, firstUs)(rng);
+      usleep(static_cast<useconds_t>(waitUs));
+    } else {
+      uintmax_t target =
+          std::uniform_int_distribution<uintmax_t>(size0, seen + 1000)(rng);
+      fs::path grows = demo / "log" / "SALM2009.dat";
+      int polled = 0;
+      for (;;) {
+        std::error_code ec;
+        uintmax_t now = fs::file_size(grows, ec);
+        if ((!ec && now >= target) || ++polled > 200000)
+          break;
+        if (waitpid(pid, nullptr, WNOHANG) == pid) {
+          reaped = true; // it ended by itself
+          break;
+        }
+        usleep(50);
+      }
+      waitUs = std::uniform_int_distribution<int>(0, 800)(rng);
+      usleep(static_cast<useconds_t>(waitUs));
+    }
+    if (!reaped) {
+      kill(pid, SIGKILL);
+      waitpid(pid, nullptr, 0);
+    }
+    std::string where = "round " + std::to_string(round) + ", killed after " +
+                        std::to_string(waitUs) + " us";
+
+    // No rebuild by hand: the first program that opens a table mends it.
+    ASSERT_EQ(Checks(demo), "") << where;
+
+    fs::current_path(demo / "bin");
+    ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
+    int done = OwnCount() - ownBefore_;
+    bool finished = !fs::exists("../log/kill.dat");
+    bool written = finished || WriteLog(plan_, static_cast<size_t>(done));
+    DbTerminate("A-Mantrel");
+    fs::current_path(old_);
+    ASSERT_TRUE(written) << where;
+    ASSERT_GE(done, 0) << where;
+    ASSERT_LE(done, static_cast<int>(plan_.size())) << where;
+    doneAt += " " + std::to_string(finished ? -1 : done);
+    if (!finished) {
+      if (done > 0 && done < static_cast<int>(plan_.size()))
+        ++midRun;
+      ASSERT_EQ(System(RunCommand(demo)), 0) << where;
+    }
+    std::string got = Dumps(demo);
+    ASSERT_TRUE(got == want) << where << ", " << done << " entries done";
+  }
+  // Most kills fall in the middle of the run's entries.
+  EXPECT_GT(midRun, rounds / 3) << "entries done:" << doneAt;
+  printf("entries done at the kills (of %zu):%s\n", plan_.size(),
+         doneAt.c_str());
+}
+
+TEST_F(KillTest, AFullDiskStopsTheRunAtTheFirstFailedWrite) {
+  fs::path demo = Copy("full");
+  // Room for the log's index, the journal and a few dozen entries, then
+  // none: the first append past the limit fails.
+  uintmax_t largest = 0;
+  for (auto &e : fs::recursive_directory_iterator(demo))
+    if (e.is_regular_file())
+      largest = std::max<uintmax_t>(largest, e.file_size());
+  pid_t pid = fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    struct rlimit lim {
+      largest + 20000, largest + 20000
+    };
+    setrlimit(RLIMIT_FSIZE, &lim);
+    execl("/bin/sh", "sh", "-c", RunCommand(demo).c_str(),
+          static_cast<char *>(nullptr));
+    _exit(127);
+  }
+  int status = 0;
+  waitpid(pid, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status)) << "ended by a signal: " << status;
+  EXPECT_NE(WEXITSTATUS(status), 0);
+
+  // The reports name the entry it stopped at, and why.
+  std::string err = Slurp(demo / "log" / "kill.err");
+  size_t at = err.find("The run stopped here");
+  ASSERT_NE(at, std::string::npos) << err;
+  EXPECT_NE(err.find("(H-18)", at), std::string::npos) << err;
+  EXPECT_NE(err.find("Log entry number:", at), std::string::npos) << err;
+  EXPECT_EQ(Checks(demo), "");
+
+  // What was done is whole: the rest of the log ends as a run without a
+  // limit.
+  fs::current_path(demo / "bin");
+  ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
+  int done = OwnCount() - ownBefore_;
+  bool written = WriteLog(plan_, static_cast<size_t>(done));
+  DbTerminate("A-Mantrel");
+  fs::current_path(old_);
+  ASSERT_TRUE(written);
+  EXPECT_GT(done, 0);
+  EXPECT_LT(done, static_cast<int>(plan_.size()));
+  ASSERT_EQ(System(RunCommand(demo)), 0);
+  fs::path ref = Copy("ref");
+  ASSERT_EQ(System(RunCommand(ref)), 0);
+  EXPECT_TRUE(Dumps(demo) == Dumps(ref));
+}
+
+} // namespace
