@@ -9,7 +9,7 @@ BUILD := build-san
 CMAKE_FLAGS += -DMANTREL_SANITIZE=ON
 endif
 
-.PHONY: all deps configure build demo test clean
+.PHONY: all deps configure build demo test release clean
 
 all: build
 
@@ -28,5 +28,11 @@ demo: build
 test: build
 	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
+# What a packager builds: -O3, with the project's warnings as errors. Built
+# only; the tests run in the two builds above.
+release: deps
+	@cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+	@cmake --build build-release -j $(JOBS)
+
 clean:
-	rm -rf build build-san demo
+	rm -rf build build-san build-release demo

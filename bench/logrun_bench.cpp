@@ -271,7 +271,7 @@ bool WriteLog(const std::vector<Planned> &plan, int entries, Mix &mix) {
       StrFormat(rem, sizeof rem, "Xq%d.", n);
       ++mix.failing;
     }
-    fields[0] = "0";
+    fields[0].assign(1, '0'); // = "0" trips GCC 12's -Werror=restrict at -O3
     fields[1] = PathOf(plan, i);
     fields[2] = rem;
     fields[3] = aut;

@@ -26,6 +26,15 @@ for f in sample.edt sample.err sample.txt sample.rpt; do
   fi
 done
 [ -f "$demo/log/done/sample.dat" ] && echo "  the log moved to $demo/log/done"
+# Every run first copies the repertory and the log into a dated folder,
+# through the copy program (bin/backup/orvcopy); its report says what went.
+latest=$(ls -1d "$demo"/backup/[0-9]*_[0-9]* 2>/dev/null | tail -n 1 || true)
+if [ -n "$latest" ]; then
+  echo "== silent backup before the run: $latest ($(find "$latest" -type f | wc -l) files)"
+  [ -f "$demo/bin/backup/backup.rpt" ] && sed 's/^/  /' "$demo/bin/backup/backup.rpt"
+else
+  echo "== no silent backup was made before the run"
+fi
 echo "== statistics ($demo/log/sample.rpt)"
 iconv -f CP1252 -t UTF-8 "$demo/log/sample.rpt" 2>/dev/null || cat "$demo/log/sample.rpt"
 if [ -x "$bin/tbltool" ]; then

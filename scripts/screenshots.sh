@@ -23,9 +23,9 @@ export MANTREL_SHOT_DIR="$out"
 export XDG_RUNTIME_DIR=${XDG_RUNTIME_DIR:-$(mktemp -d)}
 if command -v xvfb-run >/dev/null 2>&1; then
   QT_QPA_PLATFORM=xcb xvfb-run -a -s "-screen 0 1024x768x24 -dpi 96" \
-    "$tests" --gtest_filter='GuiShots.*:DemoShots.*'
+    "$tests" --gtest_filter='GuiShots.*:DemoShots.*:BackupWindows.*'
 else
-  QT_QPA_PLATFORM=offscreen "$tests" --gtest_filter='GuiShots.*:DemoShots.*'
+  QT_QPA_PLATFORM=offscreen "$tests" --gtest_filter='GuiShots.*:DemoShots.*:BackupWindows.*'
 fi
 echo "screenshots written to $out:"
 ls "$out"

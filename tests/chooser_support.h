@@ -17,6 +17,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -61,6 +62,39 @@ inline Catalog MakeKeynotes(uint16_t id, const char *abbrev,
   return c;
 }
 
+// Adds entries to the catalogue at `path`, creating it on first use.
+inline void AddCatalogEntries(const char *path,
+                              std::initializer_list<Catalog> entries) {
+  TblHandle h = TblOpenCatalog(path, 1, 1);
+  if (OrvixError == kErrNoFile)
+    h = TblCreateCatalog(path, 1, 1);
+  ASSERT_EQ(OrvixError, 0);
+  for (Catalog c : entries)
+    ASSERT_EQ(TblSaveCatalog(h, &c, kSaveAdd), 0) << c.Id;
+  DbCloseFile(h);
+}
+
+// The entry of the catalogue at `path` as stored now.
+inline Catalog StoredCatalogEntry(const char *path, int kind, uint16_t id) {
+  Catalog c;
+  memset(&c, 0, sizeof c);
+  c.CursorState = 0xFF;
+  c.Kind = static_cast<uint8_t>(kind);
+  c.Id = id;
+  TblHandle h = TblOpenCatalog(path, 1, 1);
+  EXPECT_EQ(OrvixError, 0);
+  EXPECT_EQ(TblFindFullCatalog(h, &c, 0, kFindEqual), 0) << id;
+  DbCloseFile(h);
+  return c;
+}
+
+// The text form of a real folder: backslashes, as the toolkit gives it.
+inline std::string TextForm(const fs::path &p) {
+  std::string s = fs::canonical(p).string();
+  std::replace(s.begin(), s.end(), '/', '\\');
+  return s;
+}
+
 class InstallTest : public FolderTest {
 protected:
   InstallTest() : FolderTest("install") {}
@@ -98,29 +132,11 @@ protected:
     ScriptToolkit(root_ / "script.txt", text);
   }
 
-  // Adds entries to the catalogue, creating it on first use.
   void AddEntries(std::initializer_list<Catalog> entries) {
-    TblHandle h = TblOpenCatalog(CatalogCatalogName, 1, 1);
-    if (OrvixError == kErrNoFile)
-      h = TblCreateCatalog(CatalogCatalogName, 1, 1);
-    ASSERT_EQ(OrvixError, 0);
-    for (Catalog c : entries)
-      ASSERT_EQ(TblSaveCatalog(h, &c, kSaveAdd), 0) << c.Id;
-    DbCloseFile(h);
+    AddCatalogEntries(CatalogCatalogName, entries);
   }
-
-  // The entry of the catalogue as stored now.
   Catalog Stored(int kind, uint16_t id) {
-    Catalog c;
-    memset(&c, 0, sizeof c);
-    c.CursorState = 0xFF;
-    c.Kind = static_cast<uint8_t>(kind);
-    c.Id = id;
-    TblHandle h = TblOpenCatalog(CatalogCatalogName, 1, 1);
-    EXPECT_EQ(OrvixError, 0);
-    EXPECT_EQ(TblFindFullCatalog(h, &c, 0, kFindEqual), 0) << id;
-    DbCloseFile(h);
-    return c;
+    return StoredCatalogEntry(CatalogCatalogName, kind, id);
   }
 };
 

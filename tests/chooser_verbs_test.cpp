@@ -15,14 +15,11 @@ protected:
       fs::create_directories(root_ / d);
     ASSERT_EQ(BuildMessageTable(root_ / "system" / "orvixmsg"), 0);
     ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
-    TblHandle h = TblCreateCatalog(Catalogue().c_str(), 1, 1);
-    ASSERT_EQ(OrvixError, 0);
-    for (Catalog c : {MakeRepertory(3, "CALM2009", "Almanacum 2009 concepts"),
-                      MakeRepertory(4, "ALM90", "Almanacum 9.0"),
-                      MakeRepertory(7, "SALM2009", "Almanacum 2009"),
-                      MakeRepertory(12, "SALM92", "Almanacum 92")})
-      ASSERT_EQ(TblSaveCatalog(h, &c, kSaveAdd), 0);
-    DbCloseFile(h);
+    AddCatalogEntries(Catalogue().c_str(),
+                      {MakeRepertory(3, "CALM2009", "Almanacum 2009 concepts"),
+                       MakeRepertory(4, "ALM90", "Almanacum 9.0"),
+                       MakeRepertory(7, "SALM2009", "Almanacum 2009"),
+                       MakeRepertory(12, "SALM92", "Almanacum 92")});
     DbTerminate("A-Mantrel");
   }
 
@@ -45,14 +42,7 @@ protected:
 
   std::string SymptomPath(uint16_t id) {
     EXPECT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
-    TblHandle h = TblOpenCatalog(Catalogue().c_str(), 1, 1);
-    Catalog c;
-    memset(&c, 0, sizeof c);
-    c.CursorState = 0xFF;
-    c.Kind = 1;
-    c.Id = id;
-    EXPECT_EQ(TblFindFullCatalog(h, &c, 0, kFindEqual), 0);
-    DbCloseFile(h);
+    Catalog c = StoredCatalogEntry(Catalogue().c_str(), 1, id);
     DbTerminate("A-Mantrel");
     return c.RepertoryBlock.Paths[kCatSymptom];
   }
@@ -68,6 +58,10 @@ TEST_F(VerbTest, RunVerbChoosesAnEligibleEditionByItsRowText) {
   ASSERT_NE(log, 0);
   DbCloseFile(log);
   DbTerminate("A-Mantrel");
+  // The silent backup before the run needs the copy program.
+  fs::create_directories(root_ / "bin" / "backup");
+  fs::copy_file(std::string(MANTREL_BIN_DIR) + "/orvcopy",
+                root_ / "bin" / "backup" / "setup.exe");
   // The editions have no tables here: the run cannot start, and the exit
   // status says so.
   EXPECT_EQ(Run("'/RUN' '..\\log\\mylog' 2", "select 5 1\nclick 1\n"), 1);

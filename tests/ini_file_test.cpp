@@ -1,4 +1,5 @@
 #include "platform/profile.h"
+#include "platform/strutil.h"
 #include "services/ini.h"
 #include "test_folder.h"
 
@@ -265,6 +266,7 @@ TEST_F(IniFileTest, WritingOneSectionKeepsEverythingElseInItsPlace) {
                            "SomethingElse=5\n"
                            "\n"
                            "Language=2\n"
+                           "\n"
                            "[Dorval section]\n"
                            "Mode=3\n"
                            "[Other]\n"
@@ -280,48 +282,59 @@ TEST_F(IniFileTest, WritingOneSectionKeepsEverythingElseInItsPlace) {
   ASSERT_EQ(IniWrite(1), 0);
 
   std::vector<std::string> lines = Lines(Get());
-  const std::vector<std::string> expectHead = {"# written by hand",
-                                               "[System section]",
-                                               "; a comment",
-                                               "DbBuffers=12",
-                                               "SomethingElse=5",
-                                               "",
-                                               "Language=2",
-                                               "[Dorval section]",
-                                               "Mode=3",
-                                               "[Other]"};
+  const std::vector<std::string> expectHead = {
+      "# written by hand", "[System section]", "; a comment",
+      "DbBuffers=12",      "SomethingElse=5",  "",
+      "Language=2",        "DbFiles=90"};
   ASSERT_GE(lines.size(), expectHead.size());
   EXPECT_EQ(std::vector<std::string>(lines.begin(),
                                      lines.begin() + expectHead.size()),
             expectHead);
-  // DateFormat under [Other] is taken as the one of section 1; the keys the
-  // file lacked follow at its end, under the last section.
-  EXPECT_EQ(lines[10], "DateFormat=dd.mm.yyyy");
-  EXPECT_EQ(lines[11], "foo=bar");
-  EXPECT_EQ(lines[12], "DbFiles=90");
-  // Then the rest of section 1, and the profile keys in sections of their
-  // own.
   auto at = [&](const std::string &line) {
     return std::find(lines.begin(), lines.end(), line) - lines.begin();
   };
+  // The keys the section lacked close it, before the blank line that leads
+  // to the next header; the rest of the file follows as it was.
   const long fixedFont =
       at("IndexSentenseObject=33488896,201326591,helvetica,normal,7");
+  EXPECT_LT(at("DateFormat=dd.mm.yyyy"), fixedFont);
   EXPECT_EQ(lines[fixedFont + 1], "");
-  EXPECT_EQ(at("[Repertory window section]"), fixedFont + 2);
-  EXPECT_EQ(at("ShowNote=1"), fixedFont + 3);
+  EXPECT_EQ(lines[fixedFont + 2], "[Dorval section]");
+  EXPECT_EQ(lines[fixedFont + 3], "Mode=3");
+  EXPECT_EQ(lines[fixedFont + 4], "[Other]");
+  // A key of the section under another header is not its to rewrite.
+  EXPECT_EQ(lines[fixedFont + 5], "DateFormat=in the wrong place");
+  EXPECT_EQ(lines[fixedFont + 6], "foo=bar");
   int dbBuffers = 0;
   for (const std::string &line : lines)
     dbBuffers += line.rfind("DbBuffers=", 0) == 0;
   EXPECT_EQ(dbBuffers, 1);
 
-  // On the next read those keys meet the bad-section rule.
+  // On the next read every key the writer added is in its place; only the
+  // line that stood in the wrong place before is reported.
   ASSERT_EQ(IniRead(), 0);
   std::string errors = Get("orvixerror.txt");
-  EXPECT_NE(errors.find("Keyword found in bad section: dateformat in OTHER\n"),
-            std::string::npos);
-  EXPECT_NE(errors.find("Keyword found in bad section: dbfiles in OTHER\n"),
-            std::string::npos);
+  EXPECT_EQ(errors, "Keyword found in bad section: dateformat in OTHER\n");
   EXPECT_EQ(DbBuffers, 12);
+}
+
+TEST_F(IniFileTest, ASectionTheFileLacksIsAddedWithItsHeader) {
+  Put("[System section]\r\nDbBuffers=7\r\n[Tobin section]\r\nTobinRepertory=5");
+  ASSERT_EQ(IniRead(), 0);
+  StrCopy(Path, "X:\\data\\dorval");
+  ASSERT_EQ(IniWrite(15), 0);
+  std::string text = Get();
+  EXPECT_EQ(text.rfind("[System section]\r\nDbBuffers=7\r\n[Tobin "
+                       "section]\r\nTobinRepertory=5\r\n\r\n[Dorval "
+                       "section]\r\nAutomaticStart=0\r\n",
+                       0),
+            0u)
+      << text;
+  EXPECT_NE(text.find("Path=X:\\data\\dorval\r\n"), std::string::npos);
+  ASSERT_EQ(IniRead(), 0);
+  EXPECT_EQ(Get("orvixerror.txt"), "");
+  EXPECT_STREQ(Path, "X:\\data\\dorval");
+  EXPECT_EQ(TobinRepertory, 5);
 }
 
 TEST_F(IniFileTest, KeysOutsideTheirSectionAreReportedAndNotTaken) {
@@ -400,13 +413,14 @@ TEST_F(IniFileTest, FontsColoursAndWidthsThroughTheFile) {
   EXPECT_EQ(PatientTextColor, kColorGreen);
 
   // A colour without a word loses its line; the section's other key, which
-  // the file lacked, goes to the end.
+  // the file lacked, closes the section.
   ASSERT_EQ(IniWrite(3), 0);
   std::string text = Get();
-  EXPECT_NE(text.find("\n[General repertory section]\n[Patient section]\n"
-                      "PatientTextColor=  GREEN\n"
-                      "Repertories=1,2,3,4,5,6,7,8,9\n"),
-            std::string::npos);
+  EXPECT_NE(text.find("\n[General repertory section]\n"
+                      "Repertories=1,2,3,4,5,6,7,8,9\n[Patient section]\n"
+                      "PatientTextColor=  GREEN\n"),
+            std::string::npos)
+      << text;
   ASSERT_EQ(IniWrite(2), 0);
   text = Get();
   EXPECT_NE(text.find("\nRemedyNumberObject=33488896,201326591,times,"

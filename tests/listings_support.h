@@ -11,9 +11,9 @@
 #include "platform/paths.h"
 #include "platform/process.h"
 #include "platform/xvt_model.h"
-#include "test_toolkit.h"
 #include "services/work.h"
 #include "shell/chooser.h"
+#include "test_toolkit.h"
 
 #include <chrono>
 #include <fstream>

@@ -262,15 +262,22 @@ TEST_F(LogPrefsTest, OtherLogWithARangeStartsTheRun) {
   EXPECT_NE(err.find("cannot be opened"), std::string::npos) << err;
 }
 
-TEST_F(LogPrefsTest, OwnLogSaysTheBackupIsMissingAndRuns) {
+TEST_F(LogPrefsTest, OwnLogAsksWhetherToRunWithoutTheBackup) {
   StrCopy(RunOptions.Comment, "left over");
+  // No copy program here: the person is asked, and Stop runs nothing.
   testing::internal::CaptureStderr();
-  Open(kLogPrefsOwnLog); // no script: OK, the default button
+  Open(kLogPrefsOwnLog); // no script: OK, then the safe first button
   std::string err = testing::internal::GetCapturedStderr();
   EXPECT_STREQ(RunOptions.Comment, "");
-  EXPECT_NE(err.find("The backup before a run is not available"),
+  EXPECT_NE(err.find("ask: The copy program backup\\setup.exe is missing"),
             std::string::npos)
       << err;
+  EXPECT_EQ(err.find("cannot be opened"), std::string::npos) << err;
+  // Going on without it starts the run.
+  Script("enter\nanswer 2\n");
+  testing::internal::CaptureStderr();
+  Open(kLogPrefsOwnLog);
+  err = testing::internal::GetCapturedStderr();
   EXPECT_NE(err.find("cannot be opened"), std::string::npos) << err;
 }
 

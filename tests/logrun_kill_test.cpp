@@ -14,6 +14,7 @@
 #include "platform/strutil.h"
 #include "store/sptpath.h"
 #include "store/store.h"
+#include "test_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -31,23 +32,7 @@
 #include <unistd.h>
 #include <vector>
 
-namespace fs = std::filesystem;
-
 namespace {
-
-int System(const std::string &cmd) {
-  int rc = std::system(cmd.c_str());
-  return WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-}
-
-std::string Slurp(const fs::path &p) {
-  std::ifstream in(p, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-std::string Bin(const char *tool) {
-  return std::string("'") + MANTREL_BIN_DIR + "/" + tool + "'";
-}
 
 // An entry of the generated log.
 struct Planned {
@@ -183,28 +168,18 @@ const std::vector<std::pair<const char *, const char *>> kTables = {
 class KillTest : public ::testing::Test {
 protected:
   void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-kill-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    base_ = tmpl;
-    old_ = fs::current_path();
+    base_ = scratch_.path();
     pristine_ = base_ / "pristine";
-    ASSERT_EQ(System(Bin("mkdemo") + " --sources '" + MANTREL_SOURCE_DIR +
-                     "/data/demo' '" + pristine_.string() +
-                     "' >/dev/null 2>&1"),
-              0);
-    fs::current_path(pristine_ / "bin");
+    ASSERT_EQ(BuildDemo(pristine_), 0);
+    scratch_.Enter("pristine/bin");
     ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
     plan_ = PlanEntries(450);
     ownBefore_ = OwnCount();
     bool written = WriteLog(plan_, 0);
     DbTerminate("A-Mantrel");
-    fs::current_path(old_);
+    scratch_.Leave();
     ASSERT_TRUE(written);
     ASSERT_GE(plan_.size(), 300u);
-  }
-  void TearDown() override {
-    fs::current_path(old_);
-    fs::remove_all(base_);
   }
 
   // A fresh copy of the installation with the whole log.
@@ -216,11 +191,11 @@ protected:
   }
 
   // The run as an installer starts it, in the installation's bin folder.
-  static std::string RunCommand(const fs::path &demo) {
+  static std::string RunLine(const fs::path &demo) {
     return "cd '" + (demo / "bin").string() +
            "' && exec env -u MANTREL_SCRIPT MANTREL_UI=scripted "
            "MANTREL_VIEWER=true " +
-           Bin("mantrel") +
+           BuiltProgram("mantrel") +
            " /RUN '..\\log\\kill' 1 >/dev/null 2>&1 </dev/null";
   }
 
@@ -231,11 +206,11 @@ protected:
       if (strcmp(path, "..\\log\\kill") == 0)
         continue; // the log run, not a result
       std::string out = (demo / "dump.txt").string();
-      int rc =
-          System("cd '" + (demo / "bin").string() + "' && " + Bin("tbltool") +
-                 " dump " + kind + " '" + path + "' >'" + out + "' 2>&1");
+      int rc = RunCommand("cd '" + (demo / "bin").string() + "' && " +
+                          BuiltProgram("tbltool") + " dump " + kind + " '" +
+                          path + "' >'" + out + "' 2>&1");
       all += std::string("== ") + path + " " + std::to_string(rc) + "\n" +
-             Slurp(out);
+             SlurpFile(out);
     }
     return all;
   }
@@ -250,14 +225,14 @@ protected:
           !fs::exists(demo / "log" / "kill.dat"))
         continue; // a finished run moved the log away
       std::string out = (demo / "check.txt").string();
-      if (System(bin + Bin("tbltool") + " check " + kind + " '" + path +
-                 "' >'" + out + "' 2>&1") != 0)
-        failed += std::string("check ") + path + ": " + Slurp(out) + "\n";
+      if (RunCommand(bin + BuiltProgram("tbltool") + " check " + kind + " '" +
+                     path + "' >'" + out + "' 2>&1") != 0)
+        failed += std::string("check ") + path + ": " + SlurpFile(out) + "\n";
     }
     std::string out = (demo / "verify.txt").string();
-    if (System(bin + Bin("tbltool") + " verify '..\\data\\salm2009' >'" + out +
-               "' 2>&1") != 0)
-      failed += "verify: " + Slurp(out) + "\n";
+    if (RunCommand(bin + BuiltProgram("tbltool") +
+                   " verify '..\\data\\salm2009' >'" + out + "' 2>&1") != 0)
+      failed += "verify: " + SlurpFile(out) + "\n";
     return failed;
   }
 
@@ -270,7 +245,8 @@ protected:
     return n;
   }
 
-  fs::path base_, old_, pristine_;
+  ScratchFolder scratch_{"kill"};
+  fs::path base_, pristine_;
   std::vector<Planned> plan_;
   int ownBefore_ = 0;
 };
@@ -291,7 +267,7 @@ TEST_F(KillTest, EveryKillLeavesTablesThatCheckAndResumeToTheSameEnd) {
   pid_t refPid = fork();
   ASSERT_GE(refPid, 0);
   if (refPid == 0) {
-    execl("/bin/sh", "sh", "-c", RunCommand(ref).c_str(),
+    execl("/bin/sh", "sh", "-c", RunLine(ref).c_str(),
           static_cast<char *>(nullptr));
     _exit(127);
   }
@@ -326,7 +302,7 @@ TEST_F(KillTest, EveryKillLeavesTablesThatCheckAndResumeToTheSameEnd) {
     pid_t pid = fork();
     ASSERT_GE(pid, 0);
     if (pid == 0) {
-      execl("/bin/sh", "sh", "-c", RunCommand(demo).c_str(),
+      execl("/bin/sh", "sh", "-c", RunLine(demo).c_str(),
             static_cast<char *>(nullptr));
       _exit(127);
     }
@@ -364,13 +340,13 @@ TEST_F(KillTest, EveryKillLeavesTablesThatCheckAndResumeToTheSameEnd) {
     // No rebuild by hand: the first program that opens a table mends it.
     ASSERT_EQ(Checks(demo), "") << where;
 
-    fs::current_path(demo / "bin");
+    scratch_.Enter(fs::relative(demo / "bin", base_));
     ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
     int done = OwnCount() - ownBefore_;
     bool finished = !fs::exists("../log/kill.dat");
     bool written = finished || WriteLog(plan_, static_cast<size_t>(done));
     DbTerminate("A-Mantrel");
-    fs::current_path(old_);
+    scratch_.Leave();
     ASSERT_TRUE(written) << where;
     ASSERT_GE(done, 0) << where;
     ASSERT_LE(done, static_cast<int>(plan_.size())) << where;
@@ -378,7 +354,7 @@ TEST_F(KillTest, EveryKillLeavesTablesThatCheckAndResumeToTheSameEnd) {
     if (!finished) {
       if (done > 0 && done < static_cast<int>(plan_.size()))
         ++midRun;
-      ASSERT_EQ(System(RunCommand(demo)), 0) << where;
+      ASSERT_EQ(RunCommand(RunLine(demo)), 0) << where;
     }
     std::string got = Dumps(demo);
     ASSERT_TRUE(got == want) << where << ", " << done << " entries done";
@@ -387,6 +363,55 @@ TEST_F(KillTest, EveryKillLeavesTablesThatCheckAndResumeToTheSameEnd) {
   EXPECT_GT(midRun, rounds / 3) << "entries done:" << doneAt;
   printf("entries done at the kills (of %zu):%s\n", plan_.size(),
          doneAt.c_str());
+}
+
+TEST_F(KillTest, TheNextRunMendsWhatAKillLeftAndSaysSo) {
+  fs::path demo = Copy("next");
+  fs::path own = demo / "log" / "SALM2009.dat";
+  const uintmax_t size0 = fs::file_size(own);
+  pid_t pid = fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    execl("/bin/sh", "sh", "-c", RunLine(demo).c_str(),
+          static_cast<char *>(nullptr));
+    _exit(127);
+  }
+  // Killed once a few entries are in.
+  bool ended = false;
+  for (int i = 0; i < 400000 && !ended; ++i) {
+    std::error_code ec;
+    if (fs::file_size(own, ec) > size0 + 3000 && !ec)
+      break;
+    ended = waitpid(pid, nullptr, WNOHANG) == pid;
+    usleep(50);
+  }
+  ASSERT_FALSE(ended) << "the run ended before it could be killed";
+  kill(pid, SIGKILL);
+  waitpid(pid, nullptr, 0);
+  ASSERT_TRUE(fs::exists(demo / "data" / "salm2009" / "mantrel.jnl"));
+
+  // The same log again, at once: the run starts without a rebuild by hand,
+  // and its errors report names the tables it mended.
+  ASSERT_EQ(RunCommand(RunLine(demo)), 0);
+  std::string err = SlurpFile(demo / "log" / "kill.err");
+  EXPECT_NE(err.find("symptom.dat: the index no longer matched the data file "
+                     "and was rebuilt"),
+            std::string::npos)
+      << err.substr(0, 2000);
+  EXPECT_NE(err.find("SALM2009.dat: the index no longer matched"),
+            std::string::npos)
+      << err.substr(0, 2000);
+  EXPECT_FALSE(fs::exists(demo / "data" / "salm2009" / "mantrel.jnl"));
+  EXPECT_EQ(Checks(demo), "");
+
+  // An index that is simply missing (no journal names the table) is
+  // rebuilt by the run too, with its line.
+  fs::path again = Copy("again");
+  fs::remove(again / "data" / "salm2009" / "Note.idx");
+  ASSERT_EQ(RunCommand(RunLine(again)), 0);
+  err = SlurpFile(again / "log" / "kill.err");
+  EXPECT_NE(err.find("Note: the index no longer matched"), std::string::npos)
+      << err.substr(0, 2000);
 }
 
 TEST_F(KillTest, AFullDiskStopsTheRunAtTheFirstFailedWrite) {
@@ -404,7 +429,7 @@ TEST_F(KillTest, AFullDiskStopsTheRunAtTheFirstFailedWrite) {
       largest + 20000, largest + 20000
     };
     setrlimit(RLIMIT_FSIZE, &lim);
-    execl("/bin/sh", "sh", "-c", RunCommand(demo).c_str(),
+    execl("/bin/sh", "sh", "-c", RunLine(demo).c_str(),
           static_cast<char *>(nullptr));
     _exit(127);
   }
@@ -414,7 +439,7 @@ TEST_F(KillTest, AFullDiskStopsTheRunAtTheFirstFailedWrite) {
   EXPECT_NE(WEXITSTATUS(status), 0);
 
   // The reports name the entry it stopped at, and why.
-  std::string err = Slurp(demo / "log" / "kill.err");
+  std::string err = SlurpFile(demo / "log" / "kill.err");
   size_t at = err.find("The run stopped here");
   ASSERT_NE(at, std::string::npos) << err;
   EXPECT_NE(err.find("(H-18)", at), std::string::npos) << err;
@@ -423,18 +448,18 @@ TEST_F(KillTest, AFullDiskStopsTheRunAtTheFirstFailedWrite) {
 
   // What was done is whole: the rest of the log ends as a run without a
   // limit.
-  fs::current_path(demo / "bin");
+  scratch_.Enter("full/bin");
   ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
   int done = OwnCount() - ownBefore_;
   bool written = WriteLog(plan_, static_cast<size_t>(done));
   DbTerminate("A-Mantrel");
-  fs::current_path(old_);
+  scratch_.Leave();
   ASSERT_TRUE(written);
   EXPECT_GT(done, 0);
   EXPECT_LT(done, static_cast<int>(plan_.size()));
-  ASSERT_EQ(System(RunCommand(demo)), 0);
+  ASSERT_EQ(RunCommand(RunLine(demo)), 0);
   fs::path ref = Copy("ref");
-  ASSERT_EQ(System(RunCommand(ref)), 0);
+  ASSERT_EQ(RunCommand(RunLine(ref)), 0);
   EXPECT_TRUE(Dumps(demo) == Dumps(ref));
 }
 

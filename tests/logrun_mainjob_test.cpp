@@ -45,10 +45,10 @@ int CountPrefix(const std::string &text, const std::string &prefix) {
 // The main job, from the installation's bin folder.
 int RunMainJob(const fs::path &demo) {
   return RunCommand("cd \"" + (demo / "bin").string() +
-                "\" && env -u MANTREL_SCRIPT MANTREL_UI=scripted "
-                "MANTREL_VIEWER=true \"" +
-                MANTREL_BIN_DIR + "/mantrel\" /RUN '..\\log\\sample' 1 " +
-                ">/dev/null 2>&1 </dev/null");
+                    "\" && env -u MANTREL_SCRIPT MANTREL_UI=scripted "
+                    "MANTREL_VIEWER=true \"" +
+                    MANTREL_BIN_DIR + "/mantrel\" /RUN '..\\log\\sample' 1 " +
+                    ">/dev/null 2>&1 </dev/null");
 }
 
 // One row of the statistics: read, done, errors, warnings.
@@ -210,10 +210,11 @@ TEST_F(MainJobTest, RunOnTheDemoAgreesWithItsStatisticsAndRepeats) {
     EXPECT_EQ(ownAfter[i].number, ownBefore[i].number);
 
   // The repertory's tables still agree with each other.
-  EXPECT_EQ(RunCommand("cd \"" + (demo / "bin").string() + "\" && \"" +
-                   MANTREL_BIN_DIR +
-                   "/tbltool\" verify '..\\data\\salm2009' >/dev/null 2>&1"),
-            0);
+  EXPECT_EQ(
+      RunCommand("cd \"" + (demo / "bin").string() + "\" && \"" +
+                 MANTREL_BIN_DIR +
+                 "/tbltool\" verify '..\\data\\salm2009' >/dev/null 2>&1"),
+      0);
 
   // A second fresh installation, the same run: the same reports, byte for
   // byte (their dates come from the log).

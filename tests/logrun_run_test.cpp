@@ -3,13 +3,13 @@
 #include "listings/statistics.h"
 #include "logrun/logrun.h"
 #include "logrun_support.h"
-#include "test_toolkit.h"
 #include "platform/process.h"
 #include "platform/xvt_model.h"
 #include "services/work.h"
 #include "session/runoptions.h"
 #include "shell/app.h"
 #include "shell/chooser.h"
+#include "test_toolkit.h"
 
 #include <fstream>
 

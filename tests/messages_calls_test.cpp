@@ -11,12 +11,6 @@
 #include <filesystem>
 #include <string>
 
-using ::testing::HasSubstr;
-using ::testing::internal::CaptureStderr;
-using ::testing::internal::CaptureStdout;
-using ::testing::internal::GetCapturedStderr;
-using ::testing::internal::GetCapturedStdout;
-
 namespace {
 
 // A small table of our own: English and a second language, with texts of

@@ -43,7 +43,11 @@ Load(const std::map<std::string, std::vector<std::string>> &changes = {}) {
     auto it = changes.find(name);
     if (it != changes.end())
       for (const std::string &line : it->second) {
-        std::string head = "\n" + line.substr(0, line.find(' ')) + " |";
+        // Built by appending: "\n" + text trips GCC 12's -Werror=restrict
+        // at -O3.
+        std::string head(1, '\n');
+        head += line.substr(0, line.find(' '));
+        head += " |";
         size_t at = content.find(head);
         if (at == std::string::npos) {
           content += line + "\n";

@@ -37,8 +37,8 @@ protected:
   }
   // Runs mkmsg; answers its exit status and leaves its output in *out.
   static int RunMkmsg(const std::string &args, std::string *out) {
-    int status = RunCommand(BuiltProgram("mkmsg") + " " + args +
-                            " > mkmsg.out 2>&1");
+    int status =
+        RunCommand(BuiltProgram("mkmsg") + " " + args + " > mkmsg.out 2>&1");
     *out = SlurpFile("mkmsg.out");
     return status;
   }

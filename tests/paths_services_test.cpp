@@ -9,13 +9,6 @@
 
 namespace {
 
-// The text form of a real folder: backslashes, as the toolkit gives it.
-std::string TextForm(const fs::path &p) {
-  std::string s = fs::canonical(p).string();
-  std::replace(s.begin(), s.end(), '/', '\\');
-  return s;
-}
-
 void Touch(const fs::path &p) {
   fs::create_directories(p.parent_path());
   std::ofstream(p) << "data";
@@ -220,14 +213,13 @@ TEST_F(NetTest, LocalizeRewritesCatalogueAndConfiguration) {
   EXPECT_STREQ(AuthorCatalogName, "X:\\ORVIX\\system\\author");
   EXPECT_STREQ(PatientCatalogName, "X:\\ORVIX\\patient\\patient");
   EXPECT_STREQ(CasesCatalogName, "X:\\ORVIX\\cases\\repert");
-  EXPECT_STREQ(Path, "X:\\ORVIX\\data\\dorval");
+  EXPECT_STREQ(Path, "..\\data\\dorval"); // not of the System section
   EXPECT_STREQ(CatalogCatalogName, "..\\system\\catalog"); // not moved
   std::string ini = Ini();
   for (const char *line : {"RemedyCatalogName=X:\\ORVIX\\system\\remed\n",
                            "AuthorCatalogName=X:\\ORVIX\\system\\author\n",
                            "PatientCatalogName=X:\\ORVIX\\patient\\patient\n",
                            "CasesCatalogName=X:\\ORVIX\\cases\\repert\n",
-                           "Path=X:\\ORVIX\\data\\dorval\n",
                            "CatalogCatalogName=..\\system\\catalog\n"})
     EXPECT_NE(ini.find(line), std::string::npos) << line << ini;
 }
@@ -238,10 +230,10 @@ TEST_F(NetTest, PathsThatNoLongerFitAreKeptAndTold) {
   testing::internal::CaptureStderr();
   int kept = NetLocalize(base);
   std::string err = testing::internal::GetCapturedStderr();
-  // The four shared tables and the Dorval folder (60 characters) and none
-  // of the catalogue's (100) overflow here.
-  EXPECT_EQ(kept, 5);
-  EXPECT_NE(err.find("5 paths are too long"), std::string::npos) << err;
+  // The four shared tables (60 characters) and none of the catalogue's
+  // (100) overflow here.
+  EXPECT_EQ(kept, 4);
+  EXPECT_NE(err.find("4 paths are too long"), std::string::npos) << err;
   EXPECT_STREQ(RemedyCatalogName, "..\\system\\remed");
   EXPECT_EQ(std::string(Stored(1, 1).RepertoryBlock.Paths[kCatSymptom]),
             std::string(base) + "\\data\\SALM\\symptom");
@@ -269,6 +261,37 @@ TEST_F(NetTest, CommandLineRefusesABaseThatIsNoFolder) {
   StrCopy(existing, upper.c_str());
   EXPECT_EQ(NetLocalizeCommandLine(existing), 0);
   EXPECT_EQ(std::string(RemedyCatalogName), upper + "\\system\\remed");
+
+  // Trailing blanks and backslashes are no part of the folder's name.
+  fs::create_directories(root_ / "netb");
+  char trailing[] = "..\\NETB\\\\  ";
+  EXPECT_EQ(NetLocalizeCommandLine(trailing), 0);
+  EXPECT_STREQ(RemedyCatalogName, "..\\NETB\\system\\remed");
+}
+
+TEST_F(NetTest, TheConfigurationIsRewrittenSectionBySectionInPlace) {
+  // A file that lacks keys of the System section and ends in another
+  // section: the keys go to their own section, and the next start reports
+  // nothing.
+  std::ofstream(root_ / "bin" / "orvix.ini")
+      << "[System section]\nRemedyCatalogName=..\\system\\remed\n\n"
+         "[Dorval section]\nMode=1\n\n[Fonts and colors section]\n";
+  ASSERT_EQ(IniRead(), 0);
+  char base[] = "X:\\APP";
+  NetLocalize(base);
+  std::string ini = Ini();
+  size_t system = ini.find("[System section]"),
+         dorval = ini.find("[Dorval section]");
+  size_t cases = ini.find("CasesCatalogName=X:\\APP\\cases\\repert\n");
+  ASSERT_NE(cases, std::string::npos) << ini;
+  EXPECT_LT(system, cases);
+  EXPECT_LT(cases, dorval) << ini;
+  EXPECT_NE(ini.find("Mode=1\n\n[Fonts and colors section]\n"),
+            std::string::npos)
+      << ini;
+  ASSERT_EQ(IniRead(), 0);
+  EXPECT_EQ(SlurpFile(root_ / "bin" / "orvixerror.txt"), "");
+  EXPECT_STREQ(CasesCatalogName, "X:\\APP\\cases\\repert");
 }
 
 TEST_F(NetTest, MenuAsksForTheBaseAndCancelChangesNothing) {

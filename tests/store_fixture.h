@@ -8,10 +8,15 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstring>
+#include <functional>
 #include <initializer_list>
 #include <string>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <utility>
+#include <vector>
 
 class StoreTest : public FolderTest {
 protected:
@@ -60,6 +65,32 @@ inline void AddAuthors(TblHandle h, IdAbbrevs rows) {
     StrCopy(a.Abbrev, abbrev);
     ASSERT_EQ(TblSaveAuthor(h, &a, kSaveAdd), 0) << abbrev;
   }
+}
+
+// Runs `writer` in a child that tells what it has done as ints through the
+// pipe it is given, kills the child after `waitUs`, and fills *told with
+// what it told. The writer never ends by itself.
+inline void KillWriter(const std::function<void(int fd)> &writer, int waitUs,
+                       std::vector<int> *told) {
+  int fds[2];
+  ASSERT_EQ(pipe(fds), 0);
+  pid_t pid = fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    close(fds[0]);
+    writer(fds[1]);
+    _exit(0);
+  }
+  close(fds[1]);
+  usleep(static_cast<useconds_t>(waitUs));
+  kill(pid, SIGKILL);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  int v;
+  while (read(fds[0], &v, sizeof v) == sizeof v)
+    told->push_back(v);
+  close(fds[0]);
+  ASSERT_TRUE(WIFSIGNALED(status)) << "writer ended by itself: " << status;
 }
 
 // A Symptom record that owns its remedy array: the store grows the array on

@@ -179,24 +179,11 @@ TEST_F(JournalTest, AKilledEntryIsUndoneByTheNextOpenOfAnyTable) {
   int next = 1, mended = 0;
   const int rounds = 24;
   for (int round = 0; round < rounds; ++round) {
-    int fds[2];
-    ASSERT_EQ(pipe(fds), 0);
-    pid_t pid = fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-      close(fds[0]);
-      Writer(next, fds[1]);
-    }
-    close(fds[1]);
-    usleep(std::uniform_int_distribution<int>(500, 20000)(rng));
-    kill(pid, SIGKILL);
-    int status = 0;
-    waitpid(pid, &status, 0);
-    ASSERT_TRUE(WIFSIGNALED(status)) << "writer ended by itself: " << status;
-    int id;
-    while (read(fds[0], &id, sizeof id) == sizeof id)
-      model.insert(id);
-    close(fds[0]);
+    std::vector<int> told;
+    ASSERT_NO_FATAL_FAILURE(
+        KillWriter([next](int fd) { Writer(next, fd); },
+                   std::uniform_int_distribution<int>(500, 20000)(rng), &told));
+    model.insert(told.begin(), told.end());
     // Open the tables in turn, the second first every other round: either
     // one mends both.
     std::set<int> got;

@@ -139,26 +139,15 @@ TEST_F(StoreTest, KilledWriterLosesNothingThatWasSaved) {
   int rebuilt = 0;
   const int rounds = 40;
   for (int round = 0; round < rounds; ++round) {
-    int fds[2];
-    ASSERT_EQ(pipe(fds), 0);
-    pid_t pid = fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-      close(fds[0]);
-      Writer(round, fds[1]);
-    }
-    close(fds[1]);
-    usleep(std::uniform_int_distribution<int>(0, 15000)(rng));
-    kill(pid, SIGKILL);
-    int status = 0;
-    waitpid(pid, &status, 0);
-    ASSERT_TRUE(WIFSIGNALED(status)) << "writer ended by itself: " << status;
-    int j, done = 0;
-    while (read(fds[0], &j, sizeof j) == sizeof j) {
+    std::vector<int> told;
+    ASSERT_NO_FATAL_FAILURE(
+        KillWriter([round](int fd) { Writer(round, fd); },
+                   std::uniform_int_distribution<int>(0, 15000)(rng), &told));
+    int done = 0;
+    for (int j : told) {
       ASSERT_EQ(j, done);
       Apply(model, OpOf(round, done++));
     }
-    close(fds[0]);
     // The op in flight may or may not have landed; nothing else may differ.
     std::map<uint32_t, int> after = model;
     Apply(after, OpOf(round, done));

@@ -1,7 +1,7 @@
 // check, rebuild and stat on sound and broken tables, through the library
 // and through the tbltool executable as an installer would run it.
-#include "store/tbljson.h"
 #include "store_fixture.h"
+#include "tbljson.h"
 
 #include <algorithm>
 #include <cstdio>

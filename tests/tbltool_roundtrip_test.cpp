@@ -3,8 +3,8 @@
 // letters, and lists both empty and full. A few records are then read through
 // the typed store operations, so that a field the JSON form puts in the wrong
 // place cannot hide behind a dump that makes the same mistake back.
-#include "store/tbljson.h"
 #include "store_fixture.h"
+#include "tbljson.h"
 
 #include <nlohmann/json.hpp>
 

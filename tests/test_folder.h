@@ -102,8 +102,8 @@ public:
     for (auto it = fs::recursive_directory_iterator(path_, ec);
          !ec && it != fs::recursive_directory_iterator(); it.increment(ec))
       if (it->is_directory(ec) && !it->is_symlink(ec))
-        fs::permissions(it->path(), fs::perms::owner_all,
-                        fs::perm_options::add, ec);
+        fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add,
+                        ec);
     fs::permissions(path_, fs::perms::owner_all, fs::perm_options::add, ec);
     fs::remove_all(path_, ec);
     if (ec)
@@ -114,8 +114,8 @@ public:
 
   const fs::path &path() const { return path_; }
 
-  // Makes the folder, or `sub` of it (made when missing), the current
-  // folder until Leave.
+  // Makes the folder, or `sub` of it (made when missing; a whole path
+  // stands for itself), the current folder until Leave.
   void Enter(const fs::path &sub = {}) {
     if (!entered_) {
       // A test before may have left the process in a folder it deleted.

@@ -7,6 +7,7 @@
 #include "test_folder.h"
 
 #include <cstdlib>
+#include <gmock/gmock.h>
 #include <string>
 
 // The backend `ui` ("scripted", "qt") with no script and no windows.
@@ -28,3 +29,11 @@ inline void ScriptToolkit(const fs::path &file, const std::string &text) {
   setenv("MANTREL_SCRIPT", file.c_str(), 1);
   XvtReset();
 }
+
+// What the toolkit's tests check its output with.
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::internal::CaptureStderr;
+using ::testing::internal::CaptureStdout;
+using ::testing::internal::GetCapturedStderr;
+using ::testing::internal::GetCapturedStdout;

@@ -4,10 +4,6 @@
 
 #include <fcntl.h>
 
-using ::testing::HasSubstr;
-using ::testing::internal::CaptureStderr;
-using ::testing::internal::GetCapturedStderr;
-
 namespace {
 
 class ConsoleTest : public ToolkitTest {

@@ -4,12 +4,6 @@
 
 #include <sys/stat.h>
 
-using ::testing::HasSubstr;
-using ::testing::internal::CaptureStderr;
-using ::testing::internal::CaptureStdout;
-using ::testing::internal::GetCapturedStderr;
-using ::testing::internal::GetCapturedStdout;
-
 namespace {
 
 TEST_F(ToolkitTest, ScriptWorksADialogByItsNumberedControls) {

@@ -6,10 +6,6 @@
 #include <csignal>
 #include <cstdio>
 
-using ::testing::HasSubstr;
-using ::testing::internal::CaptureStderr;
-using ::testing::internal::GetCapturedStderr;
-
 namespace {
 
 std::string Line(int id) {

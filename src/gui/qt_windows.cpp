@@ -405,8 +405,13 @@ std::string MenuShape(const MENU_ITEM *tree) {
     s += it->checked ? "c" : "u";
     s += it->text != nullptr ? it->text : "";
     s += '\x1f';
-    if (it->child != nullptr)
-      s += "{" + MenuShape(it->child) + "}";
+    if (it->child != nullptr) {
+      // Appended piece by piece: GCC 12 at -O3 reads "{" + text as an
+      // overlapping copy and stops the Release build (-Werror=restrict).
+      s += '{';
+      s += MenuShape(it->child);
+      s += '}';
+    }
   }
   return s;
 }

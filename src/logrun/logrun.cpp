@@ -525,11 +525,12 @@ void CloseRun() {
 } // namespace
 
 void LogRunCloseTables() {
-  // What the run wrote reaches the disk before the reports call it done.
-  if (DbJournalSync() != 0)
-    SessionFail(1);
+  // What the run wrote reaches the disk before the reports call it done:
+  // each close syncs its data file and index, then the journal marks the
+  // point and is synced (the partner's tables, still open, are synced by
+  // the mark and written by the journal's close).
   CloseRunTables();
-  if (DbJournalClose() != 0)
+  if (DbJournalSync() != 0 || DbJournalClose() != 0)
     SessionFail(1);
   OpRemedTable = OpAuthorTable = ViewAuthorTable = 0;
   LogTextSymptomTable = 0;

@@ -1,5 +1,7 @@
 #include "logrun/runstart.h"
 
+#include "backup/backup.h"
+
 #include "logrun/logrun.h"
 #include "platform/files.h"
 #include "platform/strutil.h"
@@ -21,11 +23,6 @@ void NotInThisVersion(const char *what) {
 }
 
 } // namespace
-
-void BackupBeforeRun() {
-  if (RunOptions.BackupRepertory != 0 || RunOptions.BackupLog != 0)
-    NotInThisVersion("The backup before a run");
-}
 
 void UpdateRepertoryRun(int id, int batch) {
   if (RunRemedyLog[0] != '\0')
@@ -49,6 +46,12 @@ void UpdateRepertoryRun(int id, int batch) {
   RunOptions.To = kRunToLast;
   RunOptions.Comment[0] = '\0';
   RunOptions.BatchMode = batch;
-  BackupBeforeRun();
+  // A backup that fails stops the run before it changes anything.
+  if (BackupBeforeRun() != 0) {
+    SessionFail(1);
+    if (batch != 0)
+      SessionEnd();
+    return;
+  }
   WorkRun(LogRunTable);
 }

@@ -7,8 +7,3 @@
 // runs LogRunTable under the Progress window. With batch 1 the run ends
 // the program.
 void UpdateRepertoryRun(int id, int batch);
-
-// The backup that the options ask for before a run. Backups are not part of
-// this version: when one is asked for, the person is told so and the run
-// goes on without it.
-void BackupBeforeRun();

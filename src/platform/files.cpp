@@ -77,9 +77,28 @@ int CopyReal(const std::string &from, const std::string &to) {
     close(in);
     return Fail(err == ENOENT ? kPlatErrNotFound : kPlatErrIo, err);
   }
-  char buf[65536];
   int err = 0;
+  // The kernel copies without the bytes passing through this process where
+  // the file system lets it; what it can't take goes through a buffer.
+  bool buffered = false;
   for (;;) {
+    ssize_t r = copy_file_range(in, nullptr, out, nullptr, 1 << 30, 0);
+    if (r > 0)
+      continue;
+    if (r == 0)
+      break;
+    if (errno == EINTR)
+      continue;
+    if (errno == EXDEV || errno == EINVAL || errno == ENOSYS ||
+        errno == EOPNOTSUPP || errno == EBADF) {
+      buffered = true;
+      break;
+    }
+    err = errno;
+    break;
+  }
+  char buf[65536];
+  for (; buffered && err == 0;) {
     ssize_t r = read(in, buf, sizeof buf);
     if (r < 0) {
       if (errno == EINTR)

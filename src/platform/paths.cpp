@@ -75,9 +75,12 @@ bool PlatRealPath(const char *stored, std::string &real) {
     if (dir.empty())
       return false;
   }
+  // One character is appended to the empty string rather than a literal
+  // assigned: GCC 12 at -O3 reads the assignment of a literal, inlined
+  // here, as an overlapping copy and stops the build (-Werror=restrict).
   if (*p == '\\' || *p == '/') {
     if (dir.empty())
-      dir = "/";
+      dir.push_back('/');
     while (*p == '\\' || *p == '/')
       ++p;
   }
@@ -109,7 +112,7 @@ bool PlatRealPath(const char *stored, std::string &real) {
       dir += "/" + part;
   }
   if (dir.empty())
-    dir = ".";
+    dir.push_back('.'); // not dir = ".", as above
   real = dir;
   return true;
 }

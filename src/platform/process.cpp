@@ -88,7 +88,7 @@ int WaitFor(pid_t pid, int *exitStatus) {
 
 // Starts argv[0] (already resolved, or a bare name for a PATH search).
 int Spawn(const std::vector<std::string> &words, bool searchPath, bool wait,
-          int *exitStatus) {
+          int *exitStatus, long *watched = nullptr) {
   PlatReapChildren();
   if (words.empty() || words[0].empty())
     return Fail(kPlatErrPath, 0);
@@ -116,6 +116,11 @@ int Spawn(const std::vector<std::string> &words, bool searchPath, bool wait,
   posix_spawnattr_destroy(&attr);
   if (rc != 0)
     return Fail(rc == ENOENT ? kPlatErrNotFound : kPlatErrStart, rc);
+  if (watched != nullptr) {
+    *watched = pid;
+    PlatLastErrno = 0;
+    return kPlatOk;
+  }
   if (!wait) {
     gDetached.push_back(pid);
     PlatLastErrno = 0;
@@ -222,4 +227,58 @@ int PlatStartViewer(const char *storedPath) {
   words[0] = program;
   words.push_back(file);
   return Spawn(words, searchPath, false, nullptr);
+}
+
+int PlatStartWatched(const char *program, const char *const *args,
+                     long *child) {
+  if (child == nullptr)
+    return Fail(kPlatErrPath, 0);
+  *child = 0;
+  std::vector<std::string> words(1);
+  bool searchPath = false;
+  if (!ResolveProgram(program, words[0], searchPath))
+    return Fail(kPlatErrPath, 0);
+  if (!searchPath) {
+    // posix_spawn of a missing file fails only in the child on some
+    // systems; the test here gives the clear answer at once.
+    struct stat st;
+    if (stat(words[0].c_str(), &st) != 0)
+      return Fail(kPlatErrNotFound, errno);
+    if (S_ISDIR(st.st_mode) || access(words[0].c_str(), X_OK) != 0)
+      return Fail(kPlatErrStart, S_ISDIR(st.st_mode) ? EISDIR : errno);
+  }
+  for (const char *const *a = args; a != nullptr && *a != nullptr; ++a)
+    words.push_back(*a);
+  return Spawn(words, searchPath, false, nullptr, child);
+}
+
+int PlatChildEnded(long child, int *exitStatus) {
+  if (child <= 0)
+    return 1;
+  int status = 0;
+  pid_t r;
+  do
+    r = waitpid(static_cast<pid_t>(child), &status, WNOHANG);
+  while (r < 0 && errno == EINTR);
+  if (r == 0)
+    return 0;
+  if (exitStatus != nullptr)
+    *exitStatus = r == static_cast<pid_t>(child) ? StatusOf(status) : -1;
+  return 1;
+}
+
+void PlatStopChild(long child) {
+  if (child <= 0 || PlatChildEnded(child, nullptr))
+    return;
+  kill(static_cast<pid_t>(child), SIGTERM);
+  for (int i = 0; i < 50; ++i) {
+    struct timespec pause = {0, 20 * 1000 * 1000};
+    nanosleep(&pause, nullptr);
+    if (PlatChildEnded(child, nullptr))
+      return;
+  }
+  kill(static_cast<pid_t>(child), SIGKILL);
+  int status;
+  while (waitpid(static_cast<pid_t>(child), &status, 0) < 0 && errno == EINTR)
+    ;
 }

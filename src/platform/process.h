@@ -41,6 +41,18 @@ int PlatStartScript(const char *script, const char *const *args, bool wait,
 // handed over as an absolute path, so the viewer may run from any folder.
 int PlatStartViewer(const char *storedPath);
 
+// Starts `program` without waiting and keeps it in view: the child is not
+// collected by PlatReapChildren but by PlatChildEnded, so that its caller
+// learns when and how it ended. *child identifies it.
+int PlatStartWatched(const char *program, const char *const *args, long *child);
+// Whether a watched child has ended: 0 while it runs; 1 once it has ended,
+// with its exit status in *exitStatus (128 + the signal number when a
+// signal ended it), after which the child is forgotten.
+int PlatChildEnded(long child, int *exitStatus);
+// Ends a watched child that is still running (SIGTERM, SIGKILL when it is
+// still there after a second) and collects it.
+void PlatStopChild(long child);
+
 // Collects the children started without wait that have ended meanwhile, so
 // that none is left as a zombie. Every start calls it; a long-running
 // program may call it too. Answers how many were collected.

@@ -519,6 +519,26 @@ bool PutText(FILE *f, const char *s) {
   return Put(f, s, strlen(s));
 }
 
+bool IsBlankLine(const char *line, size_t n) {
+  for (size_t i = 0; i < n; ++i)
+    if (!IsBlank(line[i]) && line[i] != '\r' && line[i] != '\n')
+      return false;
+  return true;
+}
+
+// Whether a header line names the section, read as the reader reads it:
+// trailing blanks and the line end go, then the last character (the
+// bracket), and the rest is compared without regard to case.
+bool HeaderNames(const char *line, int section) {
+  std::string name(line + 1);
+  while (!name.empty() &&
+         (name.back() == '\n' || name.back() == '\r' || IsBlank(name.back())))
+    name.pop_back();
+  if (!name.empty())
+    name.pop_back();
+  return EqualFold(name.c_str(), IniSections[section]);
+}
+
 // The keyword line of a row as the file holds it; empty when the row writes
 // nothing (inert rows, colours without a word).
 void RowLine(int row, char *line, size_t cap) {
@@ -1026,6 +1046,18 @@ int IniWrite(int section) {
     }
   } else {
     bool crlf = false, styleSeen = false, endsInNewline = true;
+    // The writer follows the section headers as the reader does: a key is
+    // replaced in its own section only, and the keys the section lacks are
+    // added at the end of that section, before the next header and the
+    // blank lines that lead to it.
+    bool inSection = false, sectionSeen = false, added = false;
+    std::string pendingBlanks;
+    auto addMissing = [&]() {
+      for (int row = 0; ok && row < kKeywordCount; ++row)
+        if (Keywords[row].section == section)
+          ok = WriteRow(tmp, row, crlf);
+      added = true;
+    };
     char chunk[kIniLineMax + 1];
     size_t n;
     while (ok && ReadChunk(old, chunk, sizeof chunk, &n)) {
@@ -1033,6 +1065,25 @@ int IniWrite(int section) {
       if (!styleSeen && complete) {
         crlf = n >= 2 && chunk[n - 2] == '\r';
         styleSeen = true;
+      }
+      if (section > 0 && chunk[0] == '[') {
+        bool ours = HeaderNames(chunk, section);
+        if (inSection && !ours && !added)
+          addMissing();
+        if (inSection && !pendingBlanks.empty()) {
+          ok = ok && Put(tmp, pendingBlanks.data(), pendingBlanks.size());
+          pendingBlanks.clear();
+        }
+        inSection = ours;
+        sectionSeen = sectionSeen || ours;
+      } else if (inSection && !added && IsBlankLine(chunk, n) && complete) {
+        // Held back: keys added to the section go before them.
+        pendingBlanks.append(chunk, n);
+        continue;
+      }
+      if (!pendingBlanks.empty()) {
+        ok = ok && Put(tmp, pendingBlanks.data(), pendingBlanks.size());
+        pendingBlanks.clear();
       }
       int row = -1;
       const char *eq = static_cast<const char *>(memchr(chunk, '=', n));
@@ -1044,14 +1095,15 @@ int IniWrite(int section) {
         IniKeyOfLine(chunk, key, sizeof key);
         row = IniMatchKeyword(key);
       }
-      if (section > 0 && row >= 0 && Keywords[row].section == section) {
+      if (section > 0 && inSection && row >= 0 &&
+          Keywords[row].section == section) {
         Keywords[row].section = static_cast<int16_t>(-section);
         ok = WriteRow(tmp, row, crlf);
         if (!complete)
           SkipRestOfLine(old);
         endsInNewline = true;
       } else {
-        ok = Put(tmp, chunk, n);
+        ok = ok && Put(tmp, chunk, n);
         while (ok && !complete && ReadChunk(old, chunk, sizeof chunk, &n)) {
           ok = Put(tmp, chunk, n);
           complete = chunk[n - 1] == '\n';
@@ -1063,21 +1115,23 @@ int IniWrite(int section) {
       ok = false;
     fclose(old);
 
-    // Keys of the section the file lacked go to its end, under whatever
-    // section stands last.
-    bool gap = !endsInNewline;
-    for (int row = 0; row < kKeywordCount; ++row) {
-      Keyword &k = Keywords[row];
-      if (section > 0 && k.section == -section) {
-        k.section = static_cast<int16_t>(section);
-      } else if (section > 0 && k.section == section && ok) {
-        if (gap) {
-          ok = PutText(tmp, crlf ? "\r\n" : "\n");
-          gap = false;
-        }
-        ok = ok && WriteRow(tmp, row, crlf);
+    // The section ends with the file, or the file has none of it yet: its
+    // missing keys follow, under a header of their own when needed.
+    if (section > 0 && !added && ok) {
+      if (!endsInNewline)
+        ok = PutText(tmp, crlf ? "\r\n" : "\n");
+      if (!sectionSeen) {
+        char head[80];
+        StrFormat(head, crlf ? "\r\n[%s]\r\n" : "\n[%s]\n",
+                  IniSections[section]);
+        ok = ok && PutText(tmp, head);
       }
+      addMissing();
+      ok = ok && Put(tmp, pendingBlanks.data(), pendingBlanks.size());
     }
+    for (int row = 0; row < kKeywordCount; ++row)
+      if (section > 0 && Keywords[row].section == -section)
+        Keywords[row].section = static_cast<int16_t>(section);
   }
   if (fclose(tmp) != 0)
     ok = false;

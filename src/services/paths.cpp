@@ -315,11 +315,7 @@ int NetLocalize(char *base) {
   Rebase(base, PatientCatalogName, sizeof PatientCatalogName, 0, kept,
          firstKept);
   Rebase(base, CasesCatalogName, sizeof CasesCatalogName, 0, kept, firstKept);
-  // The Dorval data lies in the data folder like the repertories, so its
-  // folder moves with them.
-  Rebase(base, Path, sizeof Path, 0, kept, firstKept);
   IniWrite(1);
-  IniWrite(15);
 
   if (kept > 0)
     xvt_dm_post_error("%d paths are too long for their fields under the new "
@@ -336,7 +332,13 @@ void NetLocalizeAsk() {
 }
 
 int NetLocalizeCommandLine(char *base) {
-  if (base == nullptr || !PlatIsDir(base)) {
+  // The base is tested as it will be used: without trailing blanks and
+  // backslashes ("..\\net\\ " names "..\\net").
+  if (base != nullptr) {
+    StrRemoveTrailer(base, ' ');
+    StrRemoveTrailer(base, '\\');
+  }
+  if (base == nullptr || base[0] == '\0' || !PlatIsDir(base)) {
     // A mistyped word must not rewrite every path of an installation.
     xvt_dm_post_error("The network base %s is no existing folder: no path "
                       "has been changed.",

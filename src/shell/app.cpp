@@ -1,5 +1,6 @@
 #include "shell/app.h"
 
+#include "backup/backup.h"
 #include "listings/listings.h"
 #include "platform/cp1252.h"
 #include "platform/files.h"
@@ -195,8 +196,7 @@ void AppDispatchCommandLine() {
   }
   if (strcmp(verb, "/BACKUP") == 0) {
     RepOpenChooser(WD_MODAL, kChooserPerson);
-    CommandNotAvailable("The backup window (/BACKUP)");
-    SessionFail(1); // the verb's job is not done
+    BackupOpenDialog(kBackupModeBackup);
     return;
   }
   if (strcmp(verb, "/AUTREM") == 0) {

@@ -1,5 +1,6 @@
 #include "shell/logprefs.h"
 
+#include "backup/backup.h"
 #include "logrun/logrun.h"
 #include "logrun/logruntext.h"
 #include "logrun/runstart.h"
@@ -292,22 +293,29 @@ void LogAskComment() {
 
 void LogStartFromOwnLog() {
   RunOptions.Comment[0] = '\0';
-  BackupBeforeRun();
+  RunOptions.BatchMode = 0; // a person's run: a failed backup asks
+
+  if (BackupBeforeRun() != 0)
+    return;
   WorkRun(LogRunTable);
 }
 
 void LogStartFromOtherLog() {
   RunOptions.Comment[0] = '\0';
+  RunOptions.BatchMode = 0;
   LogAskComment();
   if (!LogAskRange())
     return;
-  BackupBeforeRun();
+  if (BackupBeforeRun() != 0)
+    return;
   WorkRun(LogRunTable);
 }
 
 void LogStartFromText() {
   RunOptions.Comment[0] = '\0';
+  RunOptions.BatchMode = 0;
   LogAskComment();
-  BackupBeforeRun();
+  if (BackupBeforeRun() != 0)
+    return;
   WorkRun(LogRunText);
 }

@@ -1,5 +1,6 @@
 #include "shell/menu.h"
 
+#include "backup/backup.h"
 #include "listings/listings.h"
 #include "platform/strutil.h"
 #include "services/config.h"
@@ -10,6 +11,7 @@
 #include "shell/app.h"
 #include "shell/chooser.h"
 #include "shell/logprefs.h"
+#include "transfers/localise.h"
 
 #include <cstring>
 
@@ -206,6 +208,25 @@ void TransferAdditions() {
     xvt_dm_post_error("%s", MsgText(23));
 }
 
+// The catalogue is opened here and stays open while window 109 lives.
+void LocaliseFiles() {
+  TblHandle cat = TblOpenCatalog(CatalogCatalogName, 1, 1);
+  if (OrvixError != 0 || cat == 0) {
+    xvt_dm_post_error(MsgText(74), OrvixError);
+    return;
+  }
+  LocaliseOpen(cat, RepertoryOrder.data(),
+               static_cast<int>(RepertoryOrder.size()), KeynotesOrder.data(),
+               static_cast<int>(KeynotesOrder.size()));
+}
+
+void BackupFromMenu() {
+  BackupOpenDialog(kBackupModeBackup);
+}
+void RestoreFromMenu() {
+  BackupOpenDialog(kBackupModeRestore);
+}
+
 void Exit() {
   AppTerminate();
 }
@@ -220,7 +241,7 @@ struct MenuRow {
 const MenuRow kMenuRows[] = {
     {1009, OpenRepertory, nullptr},
     {1038, NetLocalizeAsk, nullptr},
-    {1024, nullptr, "The manual network localization"},
+    {1024, LocaliseFiles, nullptr},
     {M_FILE_EXIT, Exit, nullptr},
     {1031, RunFromOwnLog, nullptr},
     {1033, RunFromOtherLog, nullptr},
@@ -248,8 +269,8 @@ const MenuRow kMenuRows[] = {
     {1025, ListMenuForDate, nullptr},
     {1018, ListMenuCustom, nullptr},
     {1023, ListMenuStatistics, nullptr},
-    {1042, nullptr, "Backup and restore"},
-    {1043, nullptr, "Backup and restore"},
+    {1042, BackupFromMenu, nullptr},
+    {1043, RestoreFromMenu, nullptr},
 };
 
 } // namespace

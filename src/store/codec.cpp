@@ -1,6 +1,7 @@
 #include "store/codec.h"
 
 #include "platform/cp1252.h"
+#include "store/bytes.h"
 #include "store/store.h"
 
 #include <cstdlib>
@@ -11,12 +12,14 @@ namespace {
 // ---------------------------------------------------------------- bytes
 
 inline void PutU16(std::vector<uint8_t> &out, uint16_t v) {
-  out.push_back(static_cast<uint8_t>(v));
-  out.push_back(static_cast<uint8_t>(v >> 8));
+  size_t at = out.size();
+  out.resize(at + 2);
+  StoreLE16(out.data() + at, v);
 }
 inline void PutU32(std::vector<uint8_t> &out, uint32_t v) {
-  for (int i = 0; i < 4; ++i)
-    out.push_back(static_cast<uint8_t>(v >> (8 * i)));
+  size_t at = out.size();
+  out.resize(at + 4);
+  StoreLE32(out.data() + at, v);
 }
 inline void PutVar(std::vector<uint8_t> &out, uint32_t v) {
   while (v >= 0x80) {
@@ -59,24 +62,6 @@ inline uint32_t GetVar(Reader &r) {
   r.ok = false;
   return 0;
 }
-inline uint16_t LoadU16(const uint8_t *b) {
-  return static_cast<uint16_t>(b[0] | (b[1] << 8));
-}
-inline uint32_t LoadU32(const uint8_t *b) {
-  return static_cast<uint32_t>(b[0]) | (static_cast<uint32_t>(b[1]) << 8) |
-         (static_cast<uint32_t>(b[2]) << 16) |
-         (static_cast<uint32_t>(b[3]) << 24);
-}
-
-template <typename T> inline T FieldLoad(const void *base, uint32_t off) {
-  T v;
-  memcpy(&v, static_cast<const uint8_t *>(base) + off, sizeof v);
-  return v;
-}
-template <typename T> inline void FieldStore(void *base, uint32_t off, T v) {
-  memcpy(static_cast<uint8_t *>(base) + off, &v, sizeof v);
-}
-
 // ---------------------------------------------------------------- entries
 
 struct EntriesHeader {
@@ -144,10 +129,10 @@ void DecodeFixed(const FixedPlan &plan, const uint8_t *in, uint32_t n,
         entry[plan.off[k]] = *in;
         break;
       case 2:
-        FieldStore<uint16_t>(entry, plan.off[k], LoadU16(in));
+        StoreHost<uint16_t>(entry, plan.off[k], LoadLE16(in));
         break;
       default:
-        FieldStore<uint32_t>(entry, plan.off[k], LoadU32(in));
+        StoreHost<uint32_t>(entry, plan.off[k], LoadLE32(in));
         break;
       }
       in += plan.width[k];
@@ -167,18 +152,12 @@ void EncodeFixed(const FixedPlan &plan, const uint8_t *arr, int n,
       case 1:
         *o = entry[plan.off[k]];
         break;
-      case 2: {
-        uint16_t v = FieldLoad<uint16_t>(entry, plan.off[k]);
-        o[0] = static_cast<uint8_t>(v);
-        o[1] = static_cast<uint8_t>(v >> 8);
+      case 2:
+        StoreLE16(o, LoadHost<uint16_t>(entry, plan.off[k]));
         break;
-      }
-      default: {
-        uint32_t v = FieldLoad<uint32_t>(entry, plan.off[k]);
-        for (int b = 0; b < 4; ++b)
-          o[b] = static_cast<uint8_t>(v >> (8 * b));
+      default:
+        StoreLE32(o, LoadHost<uint32_t>(entry, plan.off[k]));
         break;
-      }
       }
       o += plan.width[k];
     }
@@ -244,11 +223,11 @@ void EncodeField(const StoreFieldDesc &f, const void *base, Reader *old,
     out.push_back(*b);
     break;
   case kFU16:
-    PutU16(out, FieldLoad<uint16_t>(base, f.off));
+    PutU16(out, LoadHost<uint16_t>(base, f.off));
     break;
   case kFU32:
   case kFI32:
-    PutU32(out, FieldLoad<uint32_t>(base, f.off));
+    PutU32(out, LoadHost<uint32_t>(base, f.off));
     break;
   case kFStr:
   case kFFoldStr: {
@@ -271,7 +250,7 @@ void EncodeField(const StoreFieldDesc &f, const void *base, Reader *old,
     break;
   }
   case kFPtrStr: {
-    const char *text = FieldLoad<const char *>(base, f.off);
+    const char *text = LoadHost<const char *>(base, f.off);
     if (text != nullptr) {
       size_t n = strnlen(text, f.size - 1);
       PutVar(out, static_cast<uint32_t>(n));
@@ -293,7 +272,7 @@ void EncodeField(const StoreFieldDesc &f, const void *base, Reader *old,
     break;
   }
   case kFPtrEntries: {
-    const uint8_t *arr = FieldLoad<const uint8_t *>(base, f.off);
+    const uint8_t *arr = LoadHost<const uint8_t *>(base, f.off);
     if (arr == nullptr) {
       PutVar(out, 0);
       break;
@@ -346,12 +325,12 @@ void DecodeField(const StoreFieldDesc &f, Reader &r, void *base, int &err) {
     break;
   case kFU16:
     if (Take(r, 2, at))
-      FieldStore<uint16_t>(base, f.off, LoadU16(at));
+      StoreHost<uint16_t>(base, f.off, LoadLE16(at));
     break;
   case kFU32:
   case kFI32:
     if (Take(r, 4, at))
-      FieldStore<uint32_t>(base, f.off, LoadU32(at));
+      StoreHost<uint32_t>(base, f.off, LoadLE32(at));
     break;
   case kFStr:
   case kFFoldStr: {
@@ -391,7 +370,7 @@ void DecodeField(const StoreFieldDesc &f, Reader &r, void *base, int &err) {
       r.ok = false;
       break;
     }
-    char *text = FieldLoad<char *>(base, f.off);
+    char *text = LoadHost<char *>(base, f.off);
     if (text != nullptr) {
       memcpy(text, at, n);
       text[n] = 0;
@@ -408,7 +387,7 @@ void DecodeField(const StoreFieldDesc &f, Reader &r, void *base, int &err) {
       r.ok = false;
       break;
     }
-    uint8_t *arr = FieldLoad<uint8_t *>(base, f.off);
+    uint8_t *arr = LoadHost<uint8_t *>(base, f.off);
     int room = arr != nullptr ? StoreEntriesRoom(arr) : 0;
     if (room < static_cast<int>(n) + 1) {
       // The stored list does not fit: the record gets a larger array, with
@@ -424,7 +403,7 @@ void DecodeField(const StoreFieldDesc &f, Reader &r, void *base, int &err) {
       StoreFreeEntries(arr);
       arr = grown;
       room = want;
-      FieldStore<uint8_t *>(base, f.off, arr);
+      StoreHost<uint8_t *>(base, f.off, arr);
     }
     DecodeEntries(*f.entries, r, n, arr, err);
     FillTerminators(arr, static_cast<int>(n), room, *f.entries);
@@ -566,19 +545,17 @@ size_t StoreEncodeKey(const StoreKeyDesc &key, const void *rec, int fields,
     case kFU8:
       out[n++] = *b;
       break;
-    case kFU16: {
-      uint16_t v = FieldLoad<uint16_t>(rec, f.off);
-      out[n++] = static_cast<uint8_t>(v >> 8);
-      out[n++] = static_cast<uint8_t>(v);
+    case kFU16:
+      StoreBE16(out + n, LoadHost<uint16_t>(rec, f.off));
+      n += 2;
       break;
-    }
     case kFU32:
     case kFI32: {
-      uint32_t v = FieldLoad<uint32_t>(rec, f.off);
+      uint32_t v = LoadHost<uint32_t>(rec, f.off);
       if (f.kind == kFI32)
-        v ^= 0x80000000u;
-      for (int s = 24; s >= 0; s -= 8)
-        out[n++] = static_cast<uint8_t>(v >> s);
+        v ^= 0x80000000u; // so that negative numbers sort first
+      StoreBE32(out + n, v);
+      n += 4;
       break;
     }
     case kFStr:
@@ -633,6 +610,12 @@ void *StoreAllocEntries(int count, uint32_t entrySize) {
   EntriesHeader h{kEntriesMagic, count, entrySize, 0};
   memcpy(mem, &h, sizeof h);
   return mem + sizeof(EntriesHeader);
+}
+
+void StoreFillEntries(void *array, int from, int room,
+                      const StoreEntryDesc &e) {
+  if (array != nullptr)
+    FillTerminators(static_cast<uint8_t *>(array), from, room, e);
 }
 
 void StoreFreeEntries(void *array) {

@@ -1,6 +1,7 @@
 // How a record crosses between its structure and its bytes on disk, and how
-// its keys are formed. Each table family is described by tables of fields;
-// the codec walks those tables, so adding a field is one line in a family's
+// its keys are formed. Each table family is described once, by tables of
+// named fields (families.cpp); the codec walks those tables, and so does the
+// JSON Lines form of tbltool, so adding a field is one line in a family's
 // description and no new coding.
 //
 // Record bytes: the fields in the order of the description, numbers
@@ -32,6 +33,15 @@ enum StoreFieldKind : uint8_t {
   kFPtrEntries, // pointer to an array from StoreAllocEntries
 };
 
+// How a field shows in the text form of a record (tbltool's JSON Lines);
+// the bytes on disk do not depend on it.
+enum StoreFieldForm : uint8_t {
+  kFormPlain,   // a value as its kind says; byte arrays as hex digits
+  kFormElement, // one element of a list: the fields of one name in a row
+  kFormBits,    // a byte array as the list of the numbers of its bits set
+  kFormHidden,  // not in the text form (a field that is always 0)
+};
+
 struct StoreFieldDesc;
 
 // An entry of an array: its fields and its terminator.
@@ -48,6 +58,9 @@ struct StoreFieldDesc {
   uint32_t off;
   uint32_t size;
   const StoreEntryDesc *entries = nullptr;
+  const char *name = nullptr;  // as in records.h
+  const char *group = nullptr; // the block the field stands in, or null
+  StoreFieldForm form = kFormPlain;
 };
 
 inline constexpr int kStoreMaxKeyFields = 6;
@@ -74,6 +87,7 @@ struct StoreFamily {
   const char *datExt;
   const char *idxExt;
   size_t recSize;
+  int guardOff; // offset of the CursorState byte, -1 for a record without
   const StoreFieldDesc *fields;
   int fieldCount;
   const StoreKeyDesc *keys; // keys[0] is the primary key
@@ -81,6 +95,9 @@ struct StoreFamily {
   // Key numbers that name the same order as another key: {number, slot}.
   const int (*aliases)[2];
   int aliasCount;
+  // A record that this family refuses to store whatever the table holds:
+  // its error, else 0. Null: every record is fine.
+  int (*check)(const void *rec) = nullptr;
 };
 
 // The slot of a key number in the family, or -1.
@@ -115,8 +132,10 @@ size_t StoreEncodeKey(const StoreKeyDesc &key, const void *rec, int fields,
 void StoreCopyKeyFields(const StoreKeyDesc &key, const void *src, void *dst);
 
 // Entry arrays with a hidden header that remembers how many entries they
-// hold. `count` includes the terminator's room.
+// hold. `count` includes the terminator's room. A new array is all zero
+// bytes; StoreFillEntries makes entries terminators.
 void *StoreAllocEntries(int count, uint32_t entrySize);
+void StoreFillEntries(void *array, int from, int room, const StoreEntryDesc &e);
 void StoreFreeEntries(void *array);
 int StoreEntriesRoom(const void *array);
 

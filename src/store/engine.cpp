@@ -15,11 +15,13 @@
 
 #include "platform/paths.h"
 #include "platform/strutil.h"
+#include "store/bytes.h"
 #include "store/crc.h"
 #include "store/index.h"
 #include "store/journal.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -56,6 +58,12 @@ constexpr uint32_t kIndexHeaderSize = 512;
 constexpr uint32_t kIndexDirectory = 96;
 constexpr uint32_t kIndexSectionSize = 16;
 
+// A composite key (a key's bytes, the primary key's, the record id) fits a
+// buffer of this size; KeysFit holds every family to it.
+constexpr size_t kCompositeRoom = 512;
+static_assert(2 * kStoreMaxKey + 4 <= kCompositeRoom);
+static_assert(kStoreMaxKey <= 255); // one length byte a key in a key block
+
 constexpr uint32_t kFrameSync = 0x314d5246; // "FRM1"
 constexpr uint32_t kFrameHead = 16;
 constexpr uint32_t kFrameTail = 4;
@@ -79,32 +87,6 @@ struct FrameView {
   uint32_t payloadLen;
   uint64_t size() const { return kFrameHead + body + kFrameTail; }
 };
-
-inline void StoreLE32(uint8_t *b, uint32_t v) {
-  for (int i = 0; i < 4; ++i)
-    b[i] = static_cast<uint8_t>(v >> (8 * i));
-}
-inline void StoreLE64(uint8_t *b, uint64_t v) {
-  for (int i = 0; i < 8; ++i)
-    b[i] = static_cast<uint8_t>(v >> (8 * i));
-}
-inline uint32_t LoadLE32(const uint8_t *b) {
-  return static_cast<uint32_t>(b[0]) | (static_cast<uint32_t>(b[1]) << 8) |
-         (static_cast<uint32_t>(b[2]) << 16) |
-         (static_cast<uint32_t>(b[3]) << 24);
-}
-inline uint64_t LoadLE64(const uint8_t *b) {
-  return static_cast<uint64_t>(LoadLE32(b)) |
-         (static_cast<uint64_t>(LoadLE32(b + 4)) << 32);
-}
-inline void StoreBE32(uint8_t *b, uint32_t v) {
-  for (int i = 0; i < 4; ++i)
-    b[i] = static_cast<uint8_t>(v >> (24 - 8 * i));
-}
-inline void StoreBE64(uint8_t *b, uint64_t v) {
-  for (int i = 0; i < 8; ++i)
-    b[i] = static_cast<uint8_t>(v >> (56 - 8 * i));
-}
 
 // ---------------------------------------------------------------- state
 
@@ -159,6 +141,10 @@ struct Table {
   IndexSection idxSlots, idxKeys[kStoreMaxSlots], idxRes;
   uint64_t idxFileLen = 0; // 0: no index file of ours to append to
   bool keyDirty[kStoreMaxSlots] = {};
+  // An order that a save or delete could not bring up to date (memory ran
+  // out half way): it is sorted again from the record table before its next
+  // use, and before the snapshot is written (EnsureKey, CloseTable).
+  bool keyStale[kStoreMaxSlots] = {};
   JournalMark jm; // its place in the entry journal, when it has one
 };
 
@@ -417,7 +403,7 @@ bool ParseFrame(const uint8_t *base, uint64_t end, uint64_t off, uint8_t family,
   if (body > kFrameMaxBody || body > end - off - kFrameHead - kFrameTail)
     return false;
   uint8_t kind = h[12];
-  uint16_t keyLen = static_cast<uint16_t>(h[14] | (h[15] << 8));
+  uint16_t keyLen = LoadLE16(h + 14);
   if (h[13] != family || kind < kFramePut || kind > kFrameMeta || keyLen > body)
     return false;
   if (checksum &&
@@ -444,8 +430,14 @@ bool FrameChecked(const Table &t, uint64_t off) {
 void MarkChecked(const Table &t, uint32_t rid, uint64_t off) {
   if (rid == 0 || rid >= t.slots.size())
     return;
-  if (t.checked.size() < t.slots.size())
-    t.checked.resize(t.slots.size() + t.slots.size() / 4, 0);
+  if (t.checked.size() < t.slots.size()) {
+    // Only a memory of work done: without room, the frame is checked again.
+    try {
+      t.checked.resize(t.slots.size() + t.slots.size() / 4, 0);
+    } catch (const std::bad_alloc &) {
+      return;
+    }
+  }
   t.checked[rid] = off;
 }
 
@@ -465,7 +457,7 @@ bool FrameKeys(const Table &t, uint64_t off, const uint8_t *&kb,
   if (off + kFrameHead > t.dataEnd)
     return false;
   const uint8_t *h = t.map + off;
-  size_t len = static_cast<size_t>(h[14] | (h[15] << 8));
+  size_t len = LoadLE16(h + 14);
   if (off + kFrameHead + len > t.dataEnd)
     return false;
   kb = h + kFrameHead;
@@ -744,7 +736,7 @@ bool SortSlot(Table &t, int slot, std::vector<IdxEntry> &v) {
   SortedIndex &ix = IndexOf(t, slot);
   std::vector<uint8_t> arena;
   std::vector<uint64_t> place; // arena offset << 16 | length, by position
-  uint8_t buf[512];
+  uint8_t buf[kCompositeRoom];
   for (uint32_t rid = 1; rid < t.slots.size(); ++rid) {
     uint64_t off = t.slots[rid];
     if (off == 0)
@@ -787,8 +779,7 @@ bool SortSlot(Table &t, int slot, std::vector<IdxEntry> &v) {
   for (IdxEntry &e : v) {
     uint64_t pe = place[e.rid];
     const uint8_t *k = arena.data() + (pe >> 16) + (pe & 0xffff) - 4;
-    e.rid =
-        (static_cast<uint32_t>(k[0]) << 24) | (k[1] << 16) | (k[2] << 8) | k[3];
+    e.rid = LoadBE32(k);
   }
   return true;
 }
@@ -1189,11 +1180,35 @@ int LoadIndex(Table &t) {
   return 0;
 }
 
+// Sorts a stale order again from the record table, which a failed save or
+// delete left right: its frame was written and slots[] names it.
+int RebuildKey(Table &t, int slot) {
+  std::vector<IdxEntry> v;
+  SortSlot(t, slot, v);
+  assert(v.size() == t.liveCount); // slots[] holds liveCount records
+  if (!IdxLoad(t.idx[slot], v.data(), v.size()))
+    return kErrNoMemory;
+  t.keyStale[slot] = false;
+  t.keyLoaded[slot] = true; // the snapshot's entries are out of date
+  t.keyDirty[slot] = true;
+  return 0;
+}
+
+int RebuildStaleKeys(Table &t) {
+  for (int s = 0; s < t.fam->keyCount; ++s)
+    if (t.keyStale[s])
+      if (int err = RebuildKey(t, s))
+        return err;
+  return 0;
+}
+
 // Takes one key's entries from the mapped snapshot at its first use. The
 // snapshot's entries of a key stay right while no record has changed its
 // fields of that key: an addition or a deletion takes every key first, a
 // replace the keys it changes.
 int EnsureKey(Table &t, int slot) {
+  if (slot >= 0 && t.keyStale[slot])
+    return RebuildKey(t, slot);
   if (slot < 0 || t.idxMap == nullptr || t.keyLoaded[slot])
     return 0;
   const IdxEntry *e =
@@ -1274,8 +1289,7 @@ int CompactAndIndex(Table &t) {
     memcpy(fr.data(), t.map + fv.off, kFrameHead);
     StoreLE32(fr.data() + 4, static_cast<uint32_t>(body));
     StoreLE32(fr.data() + 8, ++newRid);
-    fr[14] = static_cast<uint8_t>(keyLen);
-    fr[15] = static_cast<uint8_t>(keyLen >> 8);
+    StoreLE16(fr.data() + 14, static_cast<uint16_t>(keyLen));
     memcpy(fr.data() + kFrameHead, keys, keyLen);
     memcpy(fr.data() + kFrameHead + keyLen, fv.payload, fv.payloadLen);
     StoreLE32(fr.data() + kFrameHead + body,
@@ -1328,7 +1342,27 @@ int CompactAndIndex(Table &t) {
 
 // ---------------------------------------------------------------- open/close
 
+// Every key of the family is at most kStoreMaxKey bytes long, whatever the
+// record holds: numbers at their width, texts at most their field's size
+// with the zero byte that ends them.
+[[maybe_unused]] bool KeysFit(const StoreFamily &fam) {
+  for (int s = 0; s < fam.keyCount; ++s) {
+    size_t n = 0;
+    for (int i = 0; i < fam.keys[s].fieldCount; ++i) {
+      const StoreFieldDesc &f = fam.keys[s].fields[i];
+      n += f.kind == kFU8                       ? 1
+           : f.kind == kFU16                    ? 2
+           : f.kind == kFU32 || f.kind == kFI32 ? 4
+                                                : f.size;
+    }
+    if (n > kStoreMaxKey)
+      return false;
+  }
+  return fam.keyCount <= kStoreMaxSlots;
+}
+
 Table *NewTable(const StoreFamily &fam) {
+  assert(KeysFit(fam));
   Table *t = new (std::nothrow) Table;
   if (t == nullptr)
     return nullptr;
@@ -1377,8 +1411,13 @@ int CloseTable(Table *t) {
         err = ErrnoToError(errno);
       if (err == 0) {
         t->fileSize = t->dataEnd;
-        err = SaveIndex(*t);
+        // Without memory for a stale order no snapshot is written: the old
+        // one no longer matches the data file, so the next open answers 14
+        // and a rebuild makes the index from the records.
+        err = RebuildStaleKeys(*t);
       }
+      if (err == 0)
+        err = SaveIndex(*t);
     }
   }
   JournalTableClosed(t->jm, err == 0);
@@ -1399,6 +1438,7 @@ void DropSnapshot(Table &t) {
   for (int s = 0; s < kStoreMaxSlots; ++s) {
     t.keyLoaded[s] = false;
     t.keyDirty[s] = true;
+    t.keyStale[s] = false; // every order is built or loaded again
     t.keyOff[s] = 0;
   }
   t.resources.clear();
@@ -1494,17 +1534,20 @@ int AppendFrame(Table &t, uint8_t kind, uint32_t rid, const uint8_t *kb,
   StoreLE32(f.data() + 8, rid);
   f[12] = kind;
   f[13] = t.fam->code;
-  f[14] = static_cast<uint8_t>(kbLen);
-  f[15] = static_cast<uint8_t>(kbLen >> 8);
+  StoreLE16(f.data() + 14, static_cast<uint16_t>(kbLen));
   if (kbLen > 0)
     memcpy(f.data() + kFrameHead, kb, kbLen);
   if (payloadLen > 0)
     memcpy(f.data() + kFrameHead + kbLen, payload, payloadLen);
   StoreLE32(f.data() + kFrameHead + body,
             StoreCrc32c(f.data(), kFrameHead + body));
-  // The journal learns of the table before its first frame goes out, so that
-  // what this frame appends can be cut off again.
-  int err = EnsureIo(t);
+  // The mapping reaches past the frame before it is written: once it is in
+  // the file nothing may fail, or the file would hold a record the orders
+  // lack. The journal learns of the table before its first frame goes out,
+  // so that what this frame appends can be cut off again.
+  int err = EnsureMapped(t, t.dataEnd + f.size());
+  if (err == 0)
+    err = EnsureIo(t);
   if (err == 0)
     err = JournalBeforeAppend(t.jm, JournalTable{t.fam, &t.datPath, &t.idxPath,
                                                  t.fileId, t.dataEnd, &t});
@@ -1530,8 +1573,10 @@ int AppendFrame(Table &t, uint8_t kind, uint32_t rid, const uint8_t *kb,
   t.dataEnd += f.size();
   if (t.dataEnd > t.fileSize)
     t.fileSize = t.dataEnd;
+  assert(off >= kDataHeaderSize && t.dataEnd <= t.fileSize);
+  assert(t.map != nullptr && t.dataEnd <= t.mapLen);
   t.dirty = true;
-  return EnsureMapped(t, t.dataEnd);
+  return 0;
 }
 
 // The key block of a record: every key of the family, in slot order.
@@ -1548,7 +1593,7 @@ size_t BuildKeyBlock(const StoreFamily &fam, const void *rec, uint8_t *kb) {
 // Does the entry's composite key begin with these bytes?
 bool EntryStartsWith(const Table &t, int slot, const IdxEntry &e,
                      const uint8_t *s, size_t len) {
-  uint8_t buf[512];
+  uint8_t buf[kCompositeRoom];
   if (len <= 16) {
     StoreBE64(buf, e.hi);
     StoreBE64(buf + 8, e.lo);
@@ -1587,14 +1632,100 @@ bool InsertKey(Table &t, int slot, const uint8_t *comp, size_t n,
   return IdxInsert(IndexOf(t, slot), p, rid, src);
 }
 
-void EraseKey(Table &t, int slot, const uint8_t *comp, size_t n, uint32_t rid) {
+// Answers false when the order holds no such entry: an order that is not
+// in step with the records (a snapshot that lies), to be sorted again.
+bool EraseKey(Table &t, int slot, const uint8_t *comp, size_t n, uint32_t rid) {
   SlotSource ss{&t, slot};
   IdxSource src{CompositeOfRid, &ss};
   IdxProbe p;
   IdxMakeProbe(comp, static_cast<uint32_t>(n), p);
   if (slot >= 0)
     t.keyDirty[slot] = true;
-  IdxErase(IndexOf(t, slot), p, rid, src);
+  return IdxErase(IndexOf(t, slot), p, rid, src);
+}
+
+// Every order in memory holds one entry for each live record. Cheap enough
+// to check after each change; stale orders and orders still in the mapped
+// snapshot are not in memory.
+[[maybe_unused]] bool OrdersInStep(const Table &t) {
+  for (int s = 0; s < t.fam->keyCount; ++s)
+    if (!t.keyStale[s] && (t.idxMap == nullptr || t.keyLoaded[s]) &&
+        t.idx[s].count != t.liveCount)
+      return false;
+  return !t.haveFileOrder || t.fileOrder.count == t.liveCount;
+}
+
+// Drops the file order (a sequential handle's) when it cannot be kept in
+// step; EngineFind builds it again when a sequential handle needs it.
+void DropFileOrder(Table &t) {
+  IdxClear(t.fileOrder);
+  t.haveFileOrder = false;
+}
+
+// Brings the orders up to date with a record saved at `off`: for each key
+// whose composite key changed, takes out the entry of the old version (a
+// replace: old key block `oldKb`, frame `oldOff`) and puts in the new one.
+// The frame is written, so nothing here undoes the save. Should memory run
+// out on the way, the orders not yet brought up to date are marked stale
+// and sorted again from the record table at their next use, and the file
+// order is dropped; the answer is then kErrNoMemory, else 0.
+int ReindexSaved(Table &t, uint32_t rid, const uint8_t *kb, size_t kbLen,
+                 const uint8_t *oldKb, size_t oldKbLen, uint64_t oldOff,
+                 uint64_t off) {
+  const StoreFamily &fam = *t.fam;
+  bool replace = oldKb != nullptr;
+  assert(rid > 0 && rid < t.slots.size());
+  assert(!replace || (oldOff != 0 && oldOff < off)); // frames only append
+  int err = 0;
+  uint8_t oldComp[kCompositeRoom], newComp[kCompositeRoom];
+  for (int s = 0; s < fam.keyCount; ++s) {
+    size_t nn = CompositeFromBlock(fam, s, kb, kbLen, rid, newComp);
+    size_t on = 0;
+    if (replace) {
+      on = CompositeFromBlock(fam, s, oldKb, oldKbLen, rid, oldComp);
+      if (on == nn && memcmp(oldComp, newComp, nn) == 0)
+        continue; // an order that does not see the change
+    }
+    if (err != 0) {
+      t.keyStale[s] = true;
+      continue;
+    }
+    if (replace) {
+      // Where the entry words do not decide a comparison (texts), the index
+      // asks CompositeOfRid for the whole composite key, which it reads from
+      // the frame slots[rid] names. The old entry sorts by the old version's
+      // keys, so slots[rid] names the old frame while it is taken out, and
+      // the new frame while the new entry goes in.
+      t.slots[rid] = oldOff;
+      bool erased = EraseKey(t, s, oldComp, on, rid);
+      t.slots[rid] = off;
+      if (!erased) {
+        t.keyStale[s] = true;
+        continue;
+      }
+    }
+    t.slots[rid] = off;
+    if (!InsertKey(t, s, newComp, nn, rid)) {
+      t.keyStale[s] = true;
+      err = kErrNoMemory;
+    }
+  }
+  t.slots[rid] = off;
+  if (t.haveFileOrder) {
+    // File-order keys are 12 bytes, decided by the entry words alone: no
+    // frame is read, and slots[rid] may name the new frame throughout.
+    if (replace) {
+      Composite(t, -1, oldOff, rid, oldComp);
+      if (!EraseKey(t, -1, oldComp, 12, rid))
+        DropFileOrder(t);
+    }
+    Composite(t, -1, off, rid, newComp);
+    if (t.haveFileOrder && !InsertKey(t, -1, newComp, 12, rid)) {
+      DropFileOrder(t);
+      err = kErrNoMemory;
+    }
+  }
+  return err;
 }
 
 // ---------------------------------------------------------------- reading
@@ -1753,7 +1884,7 @@ int EngineFind(TblHandle h, const StoreFamily &fam, void *rec, int key,
   SlotSource ss{&t, order};
   IdxSource src{CompositeOfRid, &ss};
   IdxPos pos{0, 0};
-  uint8_t buf[512];
+  uint8_t buf[kCompositeRoom];
   switch (mode) {
   case kFindFirst:
     pos = IdxFirst(ix);
@@ -1822,7 +1953,7 @@ int EnginePeekEntries(TblHandle h, const StoreFamily &fam, const void *probe,
   SortedIndex &ix = IndexOf(t, 0);
   SlotSource ss{&t, 0};
   IdxSource src{CompositeOfRid, &ss};
-  uint8_t buf[512];
+  uint8_t buf[kCompositeRoom];
   size_t n = StoreEncodeKey(fam.keys[0], probe, -1, buf);
   IdxProbe p;
   IdxMakeProbe(buf, static_cast<uint32_t>(n), p);
@@ -1859,6 +1990,8 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
     return Fail(err);
   if (rec == nullptr || (mode != kSaveAdd && mode != kSaveReplace))
     return Fail(kErrBadArg);
+  if (fam.check != nullptr && (err = fam.check(rec)) != 0)
+    return Fail(err);
   Table &t = *hd->t;
   if (mode == kSaveAdd && (err = EnsureAllKeys(t)) != 0)
     return Fail(err);
@@ -1879,7 +2012,7 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
     // A replace touches only the orders whose key it changes; the others
     // may stay in the snapshot (a run that changes remedies changes no key
     // of a symptom, and need not take its eight orders into memory).
-    uint8_t oc[512], nc[512];
+    uint8_t oc[kCompositeRoom], nc[kCompositeRoom];
     for (int s = 0; s < fam.keyCount; ++s) {
       size_t nn = CompositeFromBlock(fam, s, kb, kbLen, rid, nc);
       size_t on = CompositeFromBlock(fam, s, oldKb, oldKbLen, rid, oc);
@@ -1910,6 +2043,10 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
     if (t.slots.size() >= 0xffffffffu)
       return Fail(kErrTooLarge);
     rid = static_cast<uint32_t>(t.slots.size());
+    // The record table has room for the new id before the frame is written:
+    // after the write only the orders may still want memory.
+    if (!IdxRoomForOne(t.slots))
+      return Fail(kErrNoMemory);
   }
   uint64_t oldOff = mode == kSaveReplace ? old.off : 0;
   uint64_t oldSize = mode == kSaveReplace ? old.size() : 0;
@@ -1917,41 +2054,25 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
   if ((err = AppendFrame(t, kFramePut, rid, kb, kbLen, t.payload.data(),
                          t.payload.size(), off)) != 0)
     return Fail(err);
-  // The record is stored; from here on only memory changes.
+  // The record is stored; from here on only memory changes, and a failure
+  // leaves the record stored, current, and every order right by its next
+  // use (ReindexSaved).
   if (mode == kSaveAdd) {
-    t.slots.push_back(off);
+    assert(rid == t.slots.size());
+    t.slots.push_back(off); // room was made above
     ++t.liveCount;
   }
   MarkChecked(t, rid, off); // written just now from our own bytes
-  uint8_t oldComp[512], newComp[512];
-  for (int s = 0; s < fam.keyCount; ++s) {
-    size_t nn = CompositeFromBlock(fam, s, kb, kbLen, rid, newComp);
-    if (mode == kSaveReplace) {
-      size_t on = CompositeFromBlock(fam, s, oldKb, oldKbLen, rid, oldComp);
-      if (on == nn && memcmp(oldComp, newComp, nn) == 0)
-        continue;
-      t.slots[rid] = oldOff;
-      EraseKey(t, s, oldComp, on, rid);
-      t.slots[rid] = off;
-    }
-    t.slots[rid] = off;
-    if (!InsertKey(t, s, newComp, nn, rid))
-      return Fail(kErrNoMemory);
-  }
-  t.slots[rid] = off;
-  if (t.haveFileOrder) {
-    if (mode == kSaveReplace) {
-      Composite(t, -1, oldOff, rid, oldComp);
-      EraseKey(t, -1, oldComp, 12, rid);
-    }
-    Composite(t, -1, off, rid, newComp);
-    InsertKey(t, -1, newComp, 12, rid);
-  }
+  err = ReindexSaved(t, rid, kb, kbLen, mode == kSaveReplace ? oldKb : nullptr,
+                     oldKbLen, oldOff, off);
+  assert(t.slots[rid] == off && OrdersInStep(t));
+  // t.frame still holds the frame just written: its size is what it adds.
+  assert(t.frame.size() == FrameSizeAt(t, off));
   t.liveBytes += t.frame.size();
   t.liveBytes -= oldSize;
   hd->cur = rid;
   hd->curOff = off;
-  return Fail(0);
+  return Fail(err);
 }
 
 int EngineDelete(TblHandle h, const StoreFamily &fam) {
@@ -1977,14 +2098,16 @@ int EngineDelete(TblHandle h, const StoreFamily &fam) {
   if ((err = AppendFrame(t, kFrameDelete, rid, nullptr, 0, nullptr, 0, off)) !=
       0)
     return Fail(err);
-  uint8_t comp[512];
+  uint8_t comp[kCompositeRoom];
   for (int s = 0; s < fam.keyCount; ++s) {
     size_t n = CompositeFromBlock(fam, s, oldKb, oldKbLen, rid, comp);
-    EraseKey(t, s, comp, n, rid);
+    if (!EraseKey(t, s, comp, n, rid))
+      t.keyStale[s] = true;
   }
   if (t.haveFileOrder) {
     Composite(t, -1, oldOff, rid, comp);
-    EraseKey(t, -1, comp, 12, rid);
+    if (!EraseKey(t, -1, comp, 12, rid))
+      DropFileOrder(t);
   }
   for (Handle *o : t.handles)
     if (o->cur == rid)
@@ -1992,6 +2115,7 @@ int EngineDelete(TblHandle h, const StoreFamily &fam) {
   t.slots[rid] = 0;
   --t.liveCount;
   t.liveBytes -= oldSize;
+  assert(OrdersInStep(t));
   return Fail(0);
 }
 
@@ -2171,8 +2295,10 @@ int EngineCheckpoint(void *table) {
     err = ErrnoToError(errno);
   if (err == 0) {
     t.fileSize = t.dataEnd;
-    err = SaveIndex(t);
+    err = RebuildStaleKeys(t); // the snapshot never holds a stale order
   }
+  if (err == 0)
+    err = SaveIndex(t);
   if (err == 0)
     t.dirty = false;
   return err;

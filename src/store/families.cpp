@@ -1,5 +1,7 @@
 // The table families: the fields and keys of each record type, and the typed
-// operations of store.h over the engine. Key orders and uniqueness are told
+// operations of store.h over the engine. Each family is described here once:
+// the codec stores records by these tables, and tbltool's JSON Lines form
+// names and shows their fields by them. Key orders and uniqueness are told
 // in docs/storage.md; in short, the primary key (the first in each list) is
 // unique except for Link, and a secondary key orders its equal entries by the
 // primary key.
@@ -14,46 +16,41 @@ namespace {
 
 // ---------------------------------------------------------------- helpers
 
-template <typename M> constexpr StoreFieldDesc NumField(size_t off) {
+template <typename M>
+constexpr StoreFieldDesc NumField(size_t off, const char *name) {
   static_assert(std::is_integral_v<M> && sizeof(M) != 8);
   StoreFieldKind kind = sizeof(M) == 1        ? kFU8
                         : sizeof(M) == 2      ? kFU16
                         : std::is_signed_v<M> ? kFI32
                                               : kFU32;
   return StoreFieldDesc{kind, static_cast<uint32_t>(off),
-                        static_cast<uint32_t>(sizeof(M))};
+                        static_cast<uint32_t>(sizeof(M)), nullptr, name};
+}
+constexpr StoreFieldDesc Field(StoreFieldKind kind, size_t off, size_t size,
+                               const char *name,
+                               const StoreEntryDesc *entries = nullptr) {
+  return StoreFieldDesc{kind, static_cast<uint32_t>(off),
+                        static_cast<uint32_t>(size), entries, name};
+}
+// The field stands in a block of the record (a sub-object of its text form).
+constexpr StoreFieldDesc InGroup(const char *group, StoreFieldDesc f) {
+  f.group = group;
+  return f;
+}
+// How the field shows in the text form, when not as its kind says.
+constexpr StoreFieldDesc Shown(StoreFieldForm form, StoreFieldDesc f) {
+  f.form = form;
+  return f;
 }
 
-#define NUM(T, f) NumField<decltype(T::f)>(offsetof(T, f))
-#define NUMAT(T, f, off) NumField<decltype(T::f)>(off)
-#define STR(T, f)                                                              \
-  StoreFieldDesc {                                                             \
-    kFStr, offsetof(T, f), sizeof(T::f)                                        \
-  }
-#define STRAT(off, size)                                                       \
-  StoreFieldDesc {                                                             \
-    kFStr, static_cast<uint32_t>(off), size                                    \
-  }
-#define FOLD(T, f)                                                             \
-  StoreFieldDesc {                                                             \
-    kFFoldStr, offsetof(T, f), sizeof(T::f)                                    \
-  }
-#define BYTES(T, f)                                                            \
-  StoreFieldDesc {                                                             \
-    kFBytes, offsetof(T, f), sizeof(T::f)                                      \
-  }
-#define PTRSTR(T, f, size)                                                     \
-  StoreFieldDesc {                                                             \
-    kFPtrStr, offsetof(T, f), size                                             \
-  }
+#define NUM(T, f) NumField<decltype(T::f)>(offsetof(T, f), #f)
+#define STR(T, f) Field(kFStr, offsetof(T, f), sizeof(T::f), #f)
+#define FOLD(T, f) Field(kFFoldStr, offsetof(T, f), sizeof(T::f), #f)
+#define BYTES(T, f) Field(kFBytes, offsetof(T, f), sizeof(T::f), #f)
+#define PTRSTR(T, f, size) Field(kFPtrStr, offsetof(T, f), size, #f)
 #define ENTRIES(T, f, desc)                                                    \
-  StoreFieldDesc {                                                             \
-    kFEntries, offsetof(T, f), kListEntries, &desc                             \
-  }
-#define PTRENTRIES(T, f, desc)                                                 \
-  StoreFieldDesc {                                                             \
-    kFPtrEntries, offsetof(T, f), 0, &desc                                     \
-  }
+  Field(kFEntries, offsetof(T, f), kListEntries, #f, &desc)
+#define PTRENTRIES(T, f, desc) Field(kFPtrEntries, offsetof(T, f), 0, #f, &desc)
 
 #define COUNT(a) static_cast<int>(sizeof(a) / sizeof((a)[0]))
 
@@ -130,12 +127,6 @@ const StoreFieldDesc kCas2EntryFields[] = {
 const StoreEntryDesc kCas2Entry{sizeof(Cas2Symptom), kCas2EntryFields,
                                 COUNT(kCas2EntryFields), Cas2IsLast,
                                 Cas2SetLast};
-
-void FillEntries(void *arr, int from, int room, const StoreEntryDesc &e) {
-  for (int i = from; i < room; ++i)
-    e.setLast(static_cast<uint8_t *>(arr) +
-              static_cast<size_t>(i) * e.entrySize);
-}
 
 // ---------------------------------------------------------------- Symptom
 
@@ -217,29 +208,42 @@ const StoreKeyDesc kAuthorKeys[] = {
 
 // ---------------------------------------------------------------- Catalog
 
+// The two blocks of a catalogue entry, a sub-object each in the text form;
+// the paths are a list there.
 constexpr size_t kKeyBlk = offsetof(Catalog, KeynoteBlock);
 constexpr size_t kRepBlk = offsetof(Catalog, RepertoryBlock);
-constexpr size_t RepPath(int i) {
-  return kRepBlk + offsetof(CatalogRepertoryBlock, Paths) +
-         static_cast<size_t>(i) * 101;
-}
+#define KEYNOTE(f)                                                             \
+  InGroup("KeynoteBlock",                                                      \
+          Field(kFStr, kKeyBlk + offsetof(CatalogKeynoteBlock, f),             \
+                sizeof(CatalogKeynoteBlock::f), #f))
+#define REPPATH(i)                                                             \
+  InGroup("RepertoryBlock",                                                    \
+          Shown(kFormElement,                                                  \
+                Field(kFStr,                                                   \
+                      kRepBlk + offsetof(CatalogRepertoryBlock, Paths) +       \
+                          (i) * sizeof(CatalogRepertoryBlock::Paths[0]),       \
+                      sizeof(CatalogRepertoryBlock::Paths[0]), "Paths")))
 const StoreFieldDesc kCatalogFields[] = {
     NUM(Catalog, Status),
     NUM(Catalog, Id),
     NUM(Catalog, Kind),
     STR(Catalog, Abbrev),
-    STRAT(kKeyBlk + offsetof(CatalogKeynoteBlock, Title), 72),
-    STRAT(kKeyBlk + offsetof(CatalogKeynoteBlock, Folder), 101),
-    STRAT(kRepBlk + offsetof(CatalogRepertoryBlock, Title), 65),
-    NUMAT(CatalogRepertoryBlock, RefStyle,
-          kRepBlk + offsetof(CatalogRepertoryBlock, RefStyle)),
-    STRAT(RepPath(0), 101),
-    STRAT(RepPath(1), 101),
-    STRAT(RepPath(2), 101),
-    STRAT(RepPath(3), 101),
-    STRAT(RepPath(4), 101),
-    STRAT(RepPath(5), 101),
-    STRAT(RepPath(6), 101)};
+    KEYNOTE(Title),
+    KEYNOTE(Folder),
+    InGroup("RepertoryBlock",
+            Field(kFStr, kRepBlk + offsetof(CatalogRepertoryBlock, Title),
+                  sizeof(CatalogRepertoryBlock::Title), "Title")),
+    InGroup(
+        "RepertoryBlock",
+        NumField<decltype(CatalogRepertoryBlock::RefStyle)>(
+            kRepBlk + offsetof(CatalogRepertoryBlock, RefStyle), "RefStyle")),
+    REPPATH(0),
+    REPPATH(1),
+    REPPATH(2),
+    REPPATH(3),
+    REPPATH(4),
+    REPPATH(5),
+    REPPATH(6)};
 static_assert(kCatPathCount == 7);
 const StoreKeyDesc kCatalogKeys[] = {
     {0, true, false, 2, {NUM(Catalog, Kind), NUM(Catalog, Id)}},
@@ -346,8 +350,9 @@ const StoreKeyDesc kLinkKeys[] = {
 // ---------------------------------------------------------------- View, At,
 // HistoId
 
-const StoreFieldDesc kViewFields[] = {NUM(View, Status), NUM(View, ViewNumber),
-                                      BYTES(View, AuthorBits)};
+const StoreFieldDesc kViewFields[] = {
+    NUM(View, Status), NUM(View, ViewNumber),
+    Shown(kFormBits, BYTES(View, AuthorBits))};
 const StoreKeyDesc kViewKeys[] = {
     {1, true, false, 1, {NUM(View, ViewNumber)}},
 };
@@ -382,13 +387,9 @@ const StoreKeyDesc kHistoIdKeys[] = {
 // ---------------------------------------------------------------- cases
 
 #define CAS1VALUE(i)                                                           \
-  StoreFieldDesc {                                                             \
-    kFU16, offsetof(Cas1, Values) + (i)*2, 2                                   \
-  }
+  Shown(kFormElement, Field(kFU16, offsetof(Cas1, Values) + (i)*2, 2, "Values"))
 #define CAS1TEXT(i)                                                            \
-  StoreFieldDesc {                                                             \
-    kFStr, offsetof(Cas1, Texts) + (i)*26, 26                                  \
-  }
+  Shown(kFormElement, Field(kFStr, offsetof(Cas1, Texts) + (i)*26, 26, "Texts"))
 const StoreFieldDesc kCas1Fields[] = {
     NUM(Cas1, Status),  NUM(Cas1, CaseId), NUM(Cas1, Created),
     NUM(Cas1, Changed), CAS1VALUE(0),      CAS1VALUE(1),
@@ -425,9 +426,11 @@ const StoreKeyDesc kCas2Keys[] = {
 // ---------------------------------------------------------------- messages,
 // generic records
 
+// The message table is read by number and language only; its Status is
+// always 0 and is left out of the text form.
 const StoreFieldDesc kMsgFields[] = {
-    NUM(MsgRecord, Status), NUM(MsgRecord, Number), NUM(MsgRecord, Language),
-    STR(MsgRecord, Text)};
+    Shown(kFormHidden, NUM(MsgRecord, Status)), NUM(MsgRecord, Number),
+    NUM(MsgRecord, Language), STR(MsgRecord, Text)};
 const StoreKeyDesc kMsgKeys[] = {
     {0, true, false, 2, {NUM(MsgRecord, Number), NUM(MsgRecord, Language)}},
 };
@@ -438,16 +441,37 @@ const StoreFieldDesc kGenericFields[] = {
 const StoreKeyDesc kGenericKeys[] = {
     {0, true, false, 1, {NUM(GenericRecord, Id)}},
 };
+// Readers trust Length as the bytes of Data in use.
+int GenericCheck(const void *rec) {
+  return static_cast<const GenericRecord *>(rec)->Length >
+                 sizeof(GenericRecord::Data)
+             ? kErrTooLarge
+             : 0;
+}
+
+// The offset of a record's CursorState, -1 for a record without one.
+template <typename T> constexpr int GuardOf() {
+  if constexpr (requires { T::CursorState; })
+    return static_cast<int>(offsetof(T, CursorState));
+  else
+    return -1;
+}
 
 #define FAMILY(name, code, dat, idx, T, fields, keys)                          \
   StoreFamily {                                                                \
-    name, code, dat, idx, sizeof(T), fields, COUNT(fields), keys, COUNT(keys), \
-        nullptr, 0                                                             \
+    name, code, dat, idx, sizeof(T), GuardOf<T>(), fields, COUNT(fields),      \
+        keys, COUNT(keys), nullptr, 0                                          \
   }
 #define FAMILY_ALIASED(name, code, dat, idx, T, fields, keys, aliases)         \
   StoreFamily {                                                                \
-    name, code, dat, idx, sizeof(T), fields, COUNT(fields), keys, COUNT(keys), \
-        aliases, COUNT(aliases)                                                \
+    name, code, dat, idx, sizeof(T), GuardOf<T>(), fields, COUNT(fields),      \
+        keys, COUNT(keys), aliases, COUNT(aliases)                             \
+  }
+#define FAMILY_GENERIC(name, code, dat, idx)                                   \
+  StoreFamily {                                                                \
+    name, code, dat, idx, sizeof(GenericRecord), GuardOf<GenericRecord>(),     \
+        kGenericFields, COUNT(kGenericFields), kGenericKeys,                   \
+        COUNT(kGenericKeys), nullptr, 0, GenericCheck                          \
   }
 
 } // namespace
@@ -486,19 +510,13 @@ const StoreFamily kFamCas2 =
     FAMILY("Cas2", 15, ".da2", ".id2", Cas2, kCas2Fields, kCas2Keys);
 const StoreFamily kFamMessage =
     FAMILY("Message", 16, ".dat", ".idx", MsgRecord, kMsgFields, kMsgKeys);
-const StoreFamily kFamKeynote = FAMILY(
-    "Keynote", 17, ".dat", ".idx", GenericRecord, kGenericFields, kGenericKeys);
-const StoreFamily kFamPatient = FAMILY(
-    "Patient", 18, ".da3", ".id3", GenericRecord, kGenericFields, kGenericKeys);
+const StoreFamily kFamKeynote = FAMILY_GENERIC("Keynote", 17, ".dat", ".idx");
+const StoreFamily kFamPatient = FAMILY_GENERIC("Patient", 18, ".da3", ".id3");
 const StoreFamily kFamConsultation =
-    FAMILY("Consultation", 19, ".da4", ".id4", GenericRecord, kGenericFields,
-           kGenericKeys);
-const StoreFamily kFamDiag = FAMILY("Diag", 20, ".da5", ".id5", GenericRecord,
-                                    kGenericFields, kGenericKeys);
-const StoreFamily kFamPrem = FAMILY("Prem", 21, ".da6", ".id6", GenericRecord,
-                                    kGenericFields, kGenericKeys);
-const StoreFamily kFamDefDiag = FAMILY(
-    "DefDiag", 22, ".dat", ".idx", GenericRecord, kGenericFields, kGenericKeys);
+    FAMILY_GENERIC("Consultation", 19, ".da4", ".id4");
+const StoreFamily kFamDiag = FAMILY_GENERIC("Diag", 20, ".da5", ".id5");
+const StoreFamily kFamPrem = FAMILY_GENERIC("Prem", 21, ".da6", ".id6");
+const StoreFamily kFamDefDiag = FAMILY_GENERIC("DefDiag", 22, ".dat", ".idx");
 
 // ---------------------------------------------------------------- Symptom
 
@@ -535,7 +553,7 @@ void TblClearSymptom(Symptom *rec) {
   ClearKeepingGuard(rec);
   rec->Remedies = arr;
   if (arr != nullptr)
-    FillEntries(arr, 0, TblSymptomRemedRoom(arr), kRemedyEntry);
+    StoreFillEntries(arr, 0, TblSymptomRemedRoom(arr), kRemedyEntry);
 }
 int TblIsLastSymptomRemed(const SymptomRemedy *entry) {
   return entry == nullptr || RemedyIsLast(entry) ? 2 : 1;
@@ -543,7 +561,7 @@ int TblIsLastSymptomRemed(const SymptomRemedy *entry) {
 SymptomRemedy *TblAllocSymptomRemed(int count) {
   void *arr = StoreAllocEntries(count, sizeof(SymptomRemedy));
   if (arr != nullptr)
-    FillEntries(arr, 0, StoreEntriesRoom(arr), kRemedyEntry);
+    StoreFillEntries(arr, 0, StoreEntriesRoom(arr), kRemedyEntry);
   return static_cast<SymptomRemedy *>(arr);
 }
 void TblFreeSymptomRemed(Symptom *rec) {
@@ -689,7 +707,7 @@ void TblClearExtract(Extract *rec) {
   if (rec == nullptr)
     return;
   ClearKeepingGuard(rec);
-  FillEntries(rec->Entries, 0, kListEntries, kExtractEntry);
+  StoreFillEntries(rec->Entries, 0, kListEntries, kExtractEntry);
 }
 int TblIsLastExtractSymptom(const ExtractEntry *entry) {
   return entry == nullptr || ExtractIsLast(entry) ? 2 : 1;
@@ -724,7 +742,7 @@ void TblClearExSp(ExSp *rec) {
   if (rec == nullptr)
     return;
   ClearKeepingGuard(rec);
-  FillEntries(rec->Entries, 0, kListEntries, kExSpEntry);
+  StoreFillEntries(rec->Entries, 0, kListEntries, kExSpEntry);
 }
 int TblIsLastExSpSymptom(const ExSpEntry *entry) {
   return entry == nullptr || ExSpIsLast(entry) ? 2 : 1;
@@ -759,7 +777,7 @@ void TblClearWord(Word *rec) {
   if (rec == nullptr)
     return;
   ClearKeepingGuard(rec);
-  FillEntries(rec->Entries, 0, kListEntries, kWordEntry);
+  StoreFillEntries(rec->Entries, 0, kListEntries, kWordEntry);
 }
 int TblIsLastWordSymptom(const WordEntry *entry) {
   return entry == nullptr || WordIsLast(entry) ? 2 : 1;
@@ -937,7 +955,7 @@ void TblClearCas2(Cas2 *rec) {
   ClearKeepingGuard(rec);
   rec->Symptoms = arr;
   if (arr != nullptr)
-    FillEntries(arr, 0, StoreEntriesRoom(arr), kCas2Entry);
+    StoreFillEntries(arr, 0, StoreEntriesRoom(arr), kCas2Entry);
 }
 int TblIsLastCas2SymptomRemed(const Cas2Symptom *entry) {
   return entry == nullptr || Cas2IsLast(entry) ? 2 : 1;
@@ -1004,8 +1022,6 @@ int TblSaveGeneric(TblHandle h, GenericRecord *rec, int mode) {
   const StoreFamily *fam = FamilyOfHandle(h);
   if (fam == nullptr)
     return OrvixError = kErrNotOpen;
-  if (rec != nullptr && rec->Length > sizeof rec->Data)
-    return OrvixError = kErrTooLarge;
   return EngineSave(h, *fam, rec, mode);
 }
 int TblDeleteGeneric(TblHandle h) {

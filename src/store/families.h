@@ -1,4 +1,5 @@
-// The descriptions of the table families, for the store's own sources.
+// The descriptions of the table families (families.cpp): the store's own
+// sources and tbltool's JSON Lines form work from these.
 #pragma once
 
 #include "store/codec.h"

@@ -1,16 +1,11 @@
 #include "store/index.h"
 
+#include "store/bytes.h"
+
 #include <cstring>
 #include <new>
 
 namespace {
-
-inline uint64_t LoadBE64(const uint8_t *b) {
-  uint64_t v = 0;
-  for (int i = 0; i < 8; ++i)
-    v = (v << 8) | b[i];
-  return v;
-}
 
 IdxPos EndPos(const SortedIndex &ix) {
   return IdxPos{ix.chunks.size(), 0};
@@ -128,8 +123,15 @@ IdxPos IdxUpperBound(const SortedIndex &ix, const IdxProbe &p,
   return Bound(ix, p, src, true);
 }
 
+int IdxInsertsBeforeFailure = 0;
+
 bool IdxInsert(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
                const IdxSource &src) {
+  if (IdxInsertsBeforeFailure > 0 && --IdxInsertsBeforeFailure == 0)
+    return false;
+  // Room in both vectors first, so that a failure changes nothing.
+  if (!IdxRoomForOne(ix.chunks) || !IdxRoomForOne(ix.lasts))
+    return false;
   IdxEntry e = IdxMakeEntry(p, rid);
   ++ix.gen;
   if (ix.chunks.empty()) {

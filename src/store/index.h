@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <vector>
 
 struct __attribute__((packed)) IdxEntry {
@@ -73,9 +74,14 @@ IdxPos IdxLowerBound(const SortedIndex &ix, const IdxProbe &p,
                      const IdxSource &src); // first entry >= p
 IdxPos IdxUpperBound(const SortedIndex &ix, const IdxProbe &p,
                      const IdxSource &src); // first entry > p
-// Inserts the entry for composite key p; answers false when memory fails.
+// Inserts the entry for composite key p; answers false when memory fails,
+// and then the index is as it was.
 bool IdxInsert(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
                const IdxSource &src);
+// For tests of what a failed allocation leaves: while above 0, each insert
+// counts it down, and the insert that brings it to 0 fails as though memory
+// had run out. 0 (the default) leaves inserts alone.
+extern int IdxInsertsBeforeFailure;
 // Removes the entry of record rid whose composite key is p.
 bool IdxErase(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
               const IdxSource &src);
@@ -93,3 +99,16 @@ IdxPos IdxPrev(const SortedIndex &ix, IdxPos pos); // invalid before first
 // Compares probe p with an entry: <0, 0, >0.
 int IdxCompare(const SortedIndex &ix, const IdxProbe &p, const IdxEntry &e,
                const IdxSource &src);
+
+// Makes room for one more element of a vector without throwing: false when
+// memory cannot be had. Growth stays geometric, as push_back's would.
+template <typename V> bool IdxRoomForOne(V &v) {
+  if (v.size() < v.capacity())
+    return true;
+  try {
+    v.reserve(v.size() + v.size() / 2 + 8);
+  } catch (const std::bad_alloc &) {
+    return false;
+  }
+  return true;
+}

@@ -12,11 +12,6 @@
 #include <QTest>
 #include <sys/stat.h>
 
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::internal::CaptureStderr;
-using ::testing::internal::GetCapturedStderr;
-
 namespace {
 
 QMessageBox *Box() {

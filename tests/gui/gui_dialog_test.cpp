@@ -13,8 +13,6 @@
 #include <QRadioButton>
 #include <QTest>
 
-using ::testing::ElementsAre;
-
 namespace {
 
 WINDOW Every() {

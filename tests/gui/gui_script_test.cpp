@@ -5,11 +5,6 @@
 #include <QCheckBox>
 #include <QLineEdit>
 
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::internal::CaptureStderr;
-using ::testing::internal::GetCapturedStderr;
-
 namespace {
 
 TEST_F(GuiTest, AScriptFillsADialogThroughItsWidgets) {

@@ -4,11 +4,11 @@
 // control.
 #pragma once
 
+#include "../test_toolkit.h"
 #include "gui/qt_backend.h"
 #include "platform/strutil.h"
 #include "platform/xvt_model.h"
 #include "shell/menu.h"
-#include "../test_toolkit.h"
 
 #include <QApplication>
 #include <QKeyEvent>

@@ -10,9 +10,6 @@
 #include <QTest>
 #include <sys/wait.h>
 
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-
 namespace {
 
 QMenuBar *Bar() {

@@ -74,6 +74,27 @@ bool PrepareFolder(const fs::path &root) {
   return true;
 }
 
+// The copy program of backups, built beside mkdemo, goes where the demo's
+// configuration names it: BackupApp=orvcopy in the folder "backup" of bin.
+bool InstallCopyProgram(const char *argv0) {
+  std::error_code ec;
+  fs::path exe = fs::canonical("/proc/self/exe", ec);
+  if (ec)
+    exe = fs::absolute(argv0, ec);
+  fs::path from = exe.parent_path() / "orvcopy";
+  fs::create_directories("backup", ec);
+  fs::copy_file(from, "backup/orvcopy", fs::copy_options::overwrite_existing,
+                ec);
+  if (ec) {
+    fprintf(stderr,
+            "mkdemo: cannot install the copy program %s: %s (build the "
+            "target orvcopy)\n",
+            from.c_str(), ec.message().c_str());
+    return false;
+  }
+  return true;
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -122,6 +143,8 @@ int main(int argc, char **argv) {
   }
   int r = DemoBuild(sources.string());
   DbTerminate("A-Mantrel");
+  if (r == 0 && !InstallCopyProgram(argv[0]))
+    r = 1;
   if (r != 0) {
     fprintf(stderr, "mkdemo: the installation in %s is incomplete\n",
             root.c_str());

@@ -13,7 +13,7 @@
 #include "ops/verify.h"
 #include "platform/cp1252.h"
 #include "store/store.h"
-#include "store/tbljson.h"
+#include "tbljson.h"
 
 #include <cstdio>
 #include <cstring>
