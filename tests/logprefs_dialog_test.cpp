@@ -282,6 +282,7 @@ TEST_F(LogPrefsTest, OwnLogAsksWhetherToRunWithoutTheBackup) {
 }
 
 TEST_F(LogPrefsTest, TextFileRunAsksTheCommentAndStarts) {
+  RunOptions.BackupLog = RunOptions.BackupRepertory = 0;
   StrCopy(LogPath, "no-such-text.txt");
   Script("click 1\ntext for additions\n");
   testing::internal::CaptureStderr();

@@ -146,7 +146,7 @@ TEST_F(MenuTest, UpdateRowsSetTheirDefaultsThenOpenThePreferences) {
   // 1037: chooser, dialog, comment, and the text-file run starts (the
   // chooser was cancelled: there is no file to read); Cancel in the dialog
   // says nothing.
-  Script("cancel\nclick 1\ntext\n");
+  Script("cancel\nclick 1\ntext\nanswer 2\n"); // on without the backup
   testing::internal::CaptureStderr();
   MenuCommand(1037);
   err = testing::internal::GetCapturedStderr();
