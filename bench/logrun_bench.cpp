@@ -7,13 +7,21 @@
 // options of /RUN, the own log kept) with no Progress window; times the
 // replay, checks the repertory with VerifyRepertory, and removes its files.
 //
-//   logrun_bench [--count N] [--entries N] [--keep]
+//   logrun_bench [--count N] [--entries N] [--keep] [--text] [--notes N]
+//
+// With --text the log is written in its text form, the reader is timed on
+// it alone, and the text is run with LogRunText instead of the table with
+// LogRunTable. With --notes N a note text file of N lines is uploaded with
+// the notes upload of /NOTES instead of any run.
 //
 // Build in Release for figures worth quoting; docs/performance.md holds them.
 #include "bench_repertory.h"
 #include "listings/statistics.h"
 #include "logentry/logentry.h"
+#include "logentry/logread.h"
+#include "logentry/logtext.h"
 #include "logrun/logrun.h"
+#include "logrun/logruntext.h"
 #include "ops/verify.h"
 #include "platform/files.h"
 #include "platform/process.h"
@@ -27,9 +35,11 @@
 #include "shell/app.h"
 #include "shell/chooser.h"
 #include "shell/menu.h"
+#include "store/sptpath.h"
 #include "store/store.h"
 #include "store/strdate.h"
 #include "transfers/extractbuild.h"
+#include "transfers/notes.h"
 
 #include <algorithm>
 #include <chrono>
@@ -39,6 +49,7 @@
 #include <ctime>
 #include <filesystem>
 #include <string>
+#include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
 
@@ -292,14 +303,97 @@ void CountFault(const char *fault, void *ctx) {
     fprintf(stderr, "  fault: %s\n", fault);
 }
 
+long PeakKb() {
+  rusage u;
+  getrusage(RUSAGE_SELF, &u);
+  return u.ru_maxrss;
+}
+
+// The log in its text form, as a listing writes it.
+bool WriteLogText(const char *path) {
+  TblHandle log = TblOpenRlog("logs\\bench", 1, 1);
+  FILE *out = PlatOpenFile(path, "wb");
+  if (!Check(log != 0 && out != nullptr, "text log"))
+    return false;
+  static char buffer[kLogTextSize];
+  LogEntry e;
+  LogClearEntry(&e, buffer);
+  for (int r = TblFindFullRlog(log, &e, 0, kFindFirst); r == 0;
+       r = TblFindFullRlog(log, &e, 0, kFindNext))
+    LogWriteEntry(out, nullptr, &e, nullptr);
+  DbCloseFile(log);
+  return Check(fclose(out) == 0, "text log close");
+}
+
+// The reader alone over the whole text: answers the entries read.
+long ReadAllText(const char *path, double *wall, double *cpu) {
+  FILE *in = PlatOpenFile(path, "rb");
+  if (in == nullptr)
+    return -1;
+  static char buffer[kLogTextSize];
+  LogEntry e;
+  LogClearEntry(&e, buffer);
+  long n = 0;
+  auto w0 = Clock::now();
+  double c0 = CpuNow();
+  while (LogReadTextEntry(in, nullptr, nullptr, &e) == 1 && OrvixError == 0)
+    ++n;
+  *cpu = CpuNow() - c0;
+  *wall = Seconds(w0);
+  fclose(in);
+  return n;
+}
+
+// A note text file of `lines` lines on planned symptoms: symptom notes,
+// notes on a remedy of the symptom (some with another degree), and one
+// line in twenty on a symptom that is not there.
+bool WriteNotes(const std::vector<Planned> &plan, long lines) {
+  TblHandle sym = TblOpenSymptom("rep\\symptom", 1, 1);
+  FILE *out = PlatOpenFile("notes.txt", "wb");
+  if (!Check(sym != 0 && out != nullptr, "notes file"))
+    return false;
+  static char path[kSptPathSize];
+  for (long n = 0; n < lines; ++n) {
+    size_t i = static_cast<size_t>(Pick(0, static_cast<int>(plan.size()) - 1));
+    const Planned &p = plan[i];
+    GetTextFromSptNum(sym, 2, path, p.at.num, p.at.sub, sizeof path);
+    int r = Pick(0, 19);
+    if (r == 0) {
+      fprintf(out, "1|%s - nirgends|0|0|0|Note %ld on no symptom|Note %ld\n",
+              path, n, n);
+    } else if (r < 8) {
+      fprintf(out, "%d|%s|0|0|0|Symptom note %ld\\second line|Note %ld\n",
+              Pick(1, 3), path, n, n);
+    } else {
+      const SymptomRemedy &x = p.remedies[static_cast<size_t>(
+          Pick(0, static_cast<int>(p.remedies.size()) - 2))];
+      int degree = r < 10 ? x.Degree % 4 + 1 : x.Degree;
+      fprintf(out, "%d|%s|%d|%d|%d|Remedy note %ld|Arzneinotiz %ld\n",
+              Pick(2, 5), path, x.RemedyId, degree, x.AuthorId & kAuthorMask, n,
+              n);
+    }
+  }
+  DbCloseFile(sym);
+  return Check(fclose(out) == 0, "notes file close");
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
   int count = 250000, entries = 10000;
-  bool keep = false;
+  long notes = 0;
+  bool keep = false, text = false;
   for (int i = 1; i < argc; ++i) {
     if (strcmp(argv[i], "--keep") == 0) {
       keep = true;
+      continue;
+    }
+    if (strcmp(argv[i], "--text") == 0) {
+      text = true;
+      continue;
+    }
+    if (strcmp(argv[i], "--notes") == 0 && i + 1 < argc) {
+      notes = std::clamp(strtol(argv[++i], nullptr, 10), 1L, 10000000L);
       continue;
     }
     long v = i + 1 < argc ? strtol(argv[i + 1], nullptr, 10) : 0;
@@ -308,8 +402,8 @@ int main(int argc, char **argv) {
     else if (strcmp(argv[i], "--entries") == 0 && i + 1 < argc)
       entries = static_cast<int>(std::clamp(v, 1L, 10000000L));
     else {
-      fprintf(stderr,
-              "usage: logrun_bench [--count N] [--entries N] [--keep]\n");
+      fprintf(stderr, "usage: logrun_bench [--count N] [--entries N] [--keep] "
+                      "[--text] [--notes N]\n");
       return 2;
     }
     ++i;
@@ -355,6 +449,73 @@ int main(int argc, char **argv) {
     // timed stretch.
     sync();
 
+    if (notes > 0) {
+      if (!WriteNotes(plan, notes))
+        break;
+      sync();
+      long before = PeakKb();
+      auto w0 = Clock::now();
+      double c0 = CpuNow();
+      int r = NotesUpload("rep", "notes.txt");
+      double cpu = CpuNow() - c0, wall = Seconds(w0);
+      printf("notes upload: %ld lines in %.3f s wall (CPU %.3f s): %.0f "
+             "lines/s; added %ld, replaced %ld, refused %ld, degree "
+             "replaced %ld\n",
+             NotesLastUpload.lines, wall, cpu,
+             NotesLastUpload.lines / std::max(wall, 1e-9),
+             NotesLastUpload.added, NotesLastUpload.replaced,
+             NotesLastUpload.refused, NotesLastUpload.degreeChanged);
+      printf("  peak memory: %ld kB before, %ld kB after\n", before, PeakKb());
+      rc = r;
+      break;
+    }
+    if (text) {
+      if (!WriteLogText("logs\\bench.txt"))
+        break;
+      LogTextLabelsLoad();
+      long before = PeakKb();
+      double wall = 0, cpu = 0;
+      long n = ReadAllText("logs\\bench.txt", &wall, &cpu);
+      printf("text reader: %ld entries in %.3f s wall (CPU %.3f s): %.0f "
+             "entries/s wall\n",
+             n, wall, cpu, n / std::max(wall, 1e-9));
+      printf("  peak memory: %ld kB before, %ld kB after\n", before, PeakKb());
+      RunOptionsClear();
+      RunOptions.SameLanguage = 1;
+      RunOptions.KeepInOwnLog = 1;
+      RunOptions.ReplaceNotes = 1;
+      RunOptions.From = 0;
+      RunOptions.To = kRunToLast;
+      RunOptions.BatchMode = 0;
+      StrCopy(RunOptions.TextLogFile, "logs\\bench.edt");
+      StrCopy(RunOptions.ErrorsFile, "logs\\bench.err");
+      StrCopy(RunOptions.StatisticsFile, "logs\\bench.rpt");
+      StrCopy(LogFileDir, "logs");
+      StrCopy(LogPath, "logs\\bench.txt");
+      WorkKeepGoing = 1;
+      before = PeakKb();
+      auto w0 = Clock::now();
+      double c0 = CpuNow();
+      LogRunText(NULL_WIN);
+      cpu = CpuNow() - c0;
+      wall = Seconds(w0);
+      int read = OpRead[kOpTotalRow];
+      printf("text run: %d entries in %.3f s wall (CPU %.3f s): %.0f "
+             "entries/s wall, %.0f entries/s CPU\n",
+             read, wall, cpu, read / std::max(wall, 1e-9),
+             read / std::max(cpu, 1e-9));
+      printf("  done %d, errors %d, warnings %d; peak memory %ld kB before, "
+             "%ld kB after\n",
+             OpDone[kOpTotalRow], OpErrors[kOpTotalRow],
+             OpWarnings[kOpTotalRow], before, PeakKb());
+      w0 = Clock::now();
+      int faults = 0;
+      VerifyRepertory("rep", CountFault, &faults);
+      printf("  verify: %d faults (%.1f s)\n", faults, Seconds(w0));
+      rc = faults == 0 && read == entries ? 0 : 1;
+      break;
+    }
+
     // What /RUN does before the run: a fresh index of the log, the options
     // of its kind, the log path; then the run without a window.
     StrCopy(LogPath, "logs\\bench");
@@ -368,6 +529,7 @@ int main(int argc, char **argv) {
     StrCopy(LogPath, "logs\\bench");
     WorkKeepGoing = 1;
 
+    long before = PeakKb();
     auto w0 = Clock::now();
     double c0 = CpuNow();
     LogRunTable(NULL_WIN);
@@ -378,8 +540,10 @@ int main(int argc, char **argv) {
            "wall, %.0f entries/s CPU\n",
            read, wall, cpu, read / std::max(wall, 1e-9),
            read / std::max(cpu, 1e-9));
-    printf("  done %d, errors %d, warnings %d\n", OpDone[kOpTotalRow],
-           OpErrors[kOpTotalRow], OpWarnings[kOpTotalRow]);
+    printf("  done %d, errors %d, warnings %d; peak memory %ld kB before, "
+           "%ld kB after\n",
+           OpDone[kOpTotalRow], OpErrors[kOpTotalRow], OpWarnings[kOpTotalRow],
+           before, PeakKb());
     if (read != entries) {
       fprintf(stderr, "logrun_bench: the run read %d of %d entries\n", read,
               entries);

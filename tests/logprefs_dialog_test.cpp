@@ -284,14 +284,19 @@ TEST_F(LogPrefsTest, OwnLogAsksWhetherToRunWithoutTheBackup) {
   EXPECT_NE(err.find("cannot be opened"), std::string::npos) << err;
 }
 
-TEST_F(LogPrefsTest, TextFileRunSaysItIsNotBuilt) {
+TEST_F(LogPrefsTest, TextFileRunAsksTheCommentAndStarts) {
+  RunOptions.BackupLog = RunOptions.BackupRepertory = 0;
+  StrCopy(LogPath, "no-such-text.txt");
+  Script("click 1\ntext for additions\n");
   testing::internal::CaptureStderr();
   Open(kLogPrefsTextFile);
   std::string err = testing::internal::GetCapturedStderr();
-  EXPECT_NE(err.find("The update from a text file is not available"),
-            std::string::npos)
+  EXPECT_STREQ(RunOptions.Comment, "for additions");
+  EXPECT_NE(err.find("Enter the comment for additions"), std::string::npos)
       << err;
-  EXPECT_EQ(err.find("cannot be opened"), std::string::npos) << err;
+  // The run itself has started: the text file is not there.
+  EXPECT_NE(err.find("no-such-text.txt cannot be opened"), std::string::npos)
+      << err;
 }
 
 } // namespace

@@ -34,10 +34,10 @@ protected:
     EXPECT_EQ(RunOptions.From, 0);
     EXPECT_EQ(RunOptions.To, 99999999);
   }
-  void ExpectReports(const std::string &base) {
+  void ExpectReports(const std::string &base, const char *textLog = ".txt") {
     EXPECT_EQ(std::string(RunOptions.StatisticsFile), base + ".rpt");
     EXPECT_EQ(std::string(RunOptions.ErrorsFile), base + ".err");
-    EXPECT_EQ(std::string(RunOptions.TextLogFile), base + ".txt");
+    EXPECT_EQ(std::string(RunOptions.TextLogFile), base + textLog);
   }
   void ExpectFlags(int checkDouble, int replace, int keep) {
     EXPECT_EQ(RunOptions.CheckDoubleNotes, checkDouble);
@@ -100,12 +100,14 @@ TEST_F(DefaultsTest, TextFileReportsDropTheExtension) {
   EXPECT_EQ(AppLogDefaults(kRunTextFile), 0);
   std::string folder = TextForm(root_ / "log") + "\\";
   EXPECT_EQ(std::string(LogPath), folder + "x.txt"); // the file itself
-  ExpectReports(folder + "x");
+  // The rejects take ".edt": a text run writes no edit log, and ".txt"
+  // would name the file itself.
+  ExpectReports(folder + "x", ".edt");
   ExpectFlags(0, 1, 1);
 
   Script("file plain\n");
   AppLogDefaults(kRunTextFile);
-  ExpectReports(folder + "plain");
+  ExpectReports(folder + "plain", ".edt");
 }
 
 TEST_F(DefaultsTest, UnknownKindsChangeNothing) {
@@ -141,15 +143,15 @@ TEST_F(MenuTest, UpdateRowsSetTheirDefaultsThenOpenThePreferences) {
   EXPECT_NE(err.find(MsgText(5326)), std::string::npos) << err;
   EXPECT_EQ(err.find("cannot be opened"), std::string::npos) << err;
 
-  // 1037: chooser, dialog, and the text-file run is said to be missing;
-  // Cancel in the dialog says nothing.
-  Script("cancel\nclick 1\n");
+  // 1037: chooser, dialog, comment, and the text-file run starts (the
+  // chooser was cancelled: there is no file to read); Cancel in the dialog
+  // says nothing.
+  Script("cancel\nclick 1\ntext\nanswer 2\n"); // on without the backup
   testing::internal::CaptureStderr();
   MenuCommand(1037);
   err = testing::internal::GetCapturedStderr();
-  EXPECT_NE(err.find("The update from a text file is not available"),
-            std::string::npos)
-      << err;
+  EXPECT_NE(err.find("Enter the comment"), std::string::npos) << err;
+  EXPECT_NE(err.find("cannot be opened"), std::string::npos) << err;
   Script("cancel\nclick 2\n");
   testing::internal::CaptureStderr();
   MenuCommand(1037);

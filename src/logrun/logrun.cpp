@@ -19,6 +19,7 @@
 #include "session/session.h"
 #include "store/sptpath.h"
 #include "transfers/extractbuild.h"
+#include "transfers/notes.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -188,20 +189,20 @@ void ReadAgain(LogEntry *e, bool swapped) {
     LogSwapLanguage(e->text);
 }
 
-void StoreInOwnLog(LogEntry *e, int32_t rememberedId) {
-  TblFindFullRlog(T.log, e, 0, kFindEqual);
-  int32_t number = e->number;
-  e->number = LogRunNextOwnNumber++;
-  if (e->symptomId < -2000000)
-    e->symptomId = 0;
-  if (e->symptomId == 0 && rememberedId > 0)
-    e->symptomId = rememberedId;
-  e->comment[0] = '\0';
-  TblSaveRlog(T.own, e, kSaveAdd);
-  e->number = number;
-  e->operation = 0;
-  TblFindFullRlog(T.log, e, 0, kFindEqual);
-  DbVirtualClose(1);
+// The table run's source: the entry read again from the log (with its
+// language swapped back when the run swaps), and an entry not applied
+// written in its text form to the text log.
+struct TableSource {
+  bool swapped;
+};
+
+void TableReadAgain(LogEntry *e, bool forOwnLog, void *data) {
+  // The own log keeps the source's language digit.
+  ReadAgain(e, !forOwnLog && static_cast<TableSource *>(data)->swapped);
+}
+
+void TableNotApplied(LogEntry *e, void *) {
+  LogWriteEntry(LogRunTextLog, nullptr, e, nullptr);
 }
 
 void ShowResult() {
@@ -318,8 +319,9 @@ void CloseRunTables() {
     CloseHandle(*h);
 }
 
-// The context that every handler of this run gets.
-void FillContext(OpContext *ctx) {
+} // namespace
+
+void LogRunFillContext(OpContext *ctx) {
   *ctx = OpContext{};
   ctx->errors = LogRunErrors;
   ctx->symptoms = T.symptoms;
@@ -339,11 +341,26 @@ void FillContext(OpContext *ctx) {
   ctx->referenceStyle = CurrentCatalog.RepertoryBlock.RefStyle == 5 ? 2 : 1;
 }
 
+namespace {
+
 // Opens what a run needs after its log, in its order: the own log when
 // the run keeps one, the repertory's tables, the partner's, the reports;
 // and fills the context. Answers false when the run cannot start; the
 // failure has been posted and the run's tables are closed again.
 bool OpenRun(OpContext *ctx) {
+  if (!LogRunOpenTables())
+    return false;
+  LogRunTextLog = OpenReport(RunOptions.TextLogFile, ".txt");
+  LogRunEditLog = OpenReport(nullptr, ".edt");
+  LogRunErrors = OpenReport(RunOptions.ErrorsFile, ".err");
+  LogRunWriteMended(LogRunErrors);
+  LogRunFillContext(ctx);
+  return true;
+}
+
+} // namespace
+
+bool LogRunOpenTables() {
   if (RunOptions.AssociationMode != 0) {
     // The translation to a new edition is not part of this version.
     xvt_dm_post_error("The translation of a log to a new edition is not "
@@ -381,25 +398,17 @@ bool OpenRun(OpContext *ctx) {
     return false;
   }
   TakeMended();
-
-  LogRunTextLog = OpenReport(RunOptions.TextLogFile, ".txt");
-  LogRunEditLog = OpenReport(nullptr, ".edt");
-  LogRunErrors = OpenReport(RunOptions.ErrorsFile, ".err");
-  if (LogRunErrors != nullptr)
-    for (const std::string &line : MendedLines)
-      fprintf(LogRunErrors, "%s\n", line.c_str());
-  MendedLines.clear();
-  FillContext(ctx);
   return true;
 }
 
-// After a failure or a warning: the entry in its text form into the text
-// log.
-void AfterFailure(LogEntry *entry, bool swapped) {
-  ReadAgain(entry, swapped);
-  DbVirtualClose(1);
-  LogWriteEntry(LogRunTextLog, nullptr, entry, nullptr);
+void LogRunWriteMended(FILE *errors) {
+  if (errors != nullptr)
+    for (const std::string &line : MendedLines)
+      fprintf(errors, "%s\n", line.c_str());
+  MendedLines.clear();
 }
+
+namespace {
 
 // The counters an entry changes, kept before it so that an entry stopped
 // by a failed write counts as that and nothing else.
@@ -433,36 +442,38 @@ void RestoreCounts(const EntryCounts &c) {
 // The entry at which a failed write stopped the run: counted as an error,
 // its block (with the store's error) in the errors report and the edit
 // log, its text form in the text log.
-void StoppedAt(LogEntry *entry, bool swapped, const EntryCounts &before,
-               int err) {
+void StoppedAt(LogEntry *entry, const LogRunSource &source,
+               const EntryCounts &before, int err) {
   RestoreCounts(before);
   int op = entry->operation;
   if (op >= 1 && op <= kOpCount)
     ++OpErrors[op - 1];
   ++OpErrors[kOpTotalRow];
   ++LogRunErrorCount;
-  ReadAgain(entry, swapped);
+  source.readAgain(entry, false, source.data);
   OrvixError = err; // the block names it
   LogReportEntry(LogRunErrors, kMsgRunStoppedByWrite, entry, nullptr, 1);
   LogTallyReport();
   OrvixError = err;
   LogReportEntry(LogRunEditLog, kMsgRunStoppedByWrite, entry, nullptr, 1);
-  LogWriteEntry(LogRunTextLog, nullptr, entry, nullptr);
+  source.readAgain(entry, false, source.data);
+  source.notApplied(entry, source.data);
 }
 
-// One entry, all or nothing. What its handler and the own log write is
-// committed together after a success, and undone after a refusal or a
-// warning (the entry goes to the text log as not applied), or when a write
-// failed. Answers 0 to go on, or the error of a failed write, which stops
-// the run.
-int ApplyEntry(LogEntry *entry, const OpContext &ctx, bool swapped) {
+} // namespace
+
+int LogRunApplyEntry(LogEntry *entry, const OpContext &ctx,
+                     const LogRunSource &source) {
   int32_t ownNumber = LogRunNextOwnNumber;
   EntryCounts before;
   KeepCounts(before);
   DbEntryBegin();
   int result = LogRunEntry(entry, ctx);
-  if (result == 0 && T.own != 0 && DbEntryError() == 0)
-    StoreInOwnLog(entry, entry->symptomId);
+  if (result == 0 && T.own != 0 && DbEntryError() == 0) {
+    int32_t rememberedId = entry->symptomId;
+    source.readAgain(entry, true, source.data);
+    LogRunKeepInOwnLog(entry, rememberedId);
+  }
   int err;
   if (result == 0) {
     err = DbEntryCommit();
@@ -472,31 +483,26 @@ int ApplyEntry(LogEntry *entry, const OpContext &ctx, bool swapped) {
   }
   if (err != 0) {
     LogRunNextOwnNumber = ownNumber;
-    StoppedAt(entry, swapped, before, err);
+    StoppedAt(entry, source, before, err);
     return err;
   }
   if (result == 0) {
-    ReadAgain(entry, swapped);
+    source.readAgain(entry, false, source.data);
     LogReportEntry(LogRunEditLog, kMsgOperationDone, entry, nullptr, 0);
   } else if (result != kRunEntrySkipped) {
-    AfterFailure(entry, swapped);
+    source.readAgain(entry, false, source.data);
+    DbVirtualClose(1);
+    source.notApplied(entry, source.data);
   }
   return 0;
 }
 
+namespace {
+
 // The end of the run, whatever ended the loop: everything closes, the
 // work that follows a run, the result shown.
 void CloseRun() {
-  // What the run wrote reaches the disk before the reports call it done:
-  // each close syncs its data file and index, then the journal marks the
-  // point and is synced (the partner's tables, still open, are synced by
-  // the mark and written by the journal's close).
-  CloseRunTables();
-  if (DbJournalSync() != 0 || DbJournalClose() != 0)
-    SessionFail(1);
-  OpRemedTable = OpAuthorTable = ViewAuthorTable = 0;
-  LogTextSymptomTable = 0;
-  OpReleaseRecords();
+  LogRunCloseTables();
   CloseFile(LogRunErrors);
   CloseFile(LogRunEditLog);
   CloseFile(LogRunTextLog);
@@ -504,8 +510,7 @@ void CloseRun() {
   WorkClose();
 
   if (RunOptions.CheckDoubleNotes != 0 && LogRunNoteChanged != 0)
-    xvt_dm_post_note("The clean-up of doubled notes is not available in "
-                     "this version of Mantrel.");
+    DoubleNoteCleanup();
   if (RunOptions.BatchMode != 0 && RunExtract != 0)
     ExtractRebuild();
   ShowResult();
@@ -518,6 +523,34 @@ void CloseRun() {
 }
 
 } // namespace
+
+void LogRunCloseTables() {
+  // What the run wrote reaches the disk before the reports call it done:
+  // each close syncs its data file and index, then the journal marks the
+  // point and is synced (the partner's tables, still open, are synced by
+  // the mark and written by the journal's close).
+  CloseRunTables();
+  if (DbJournalSync() != 0 || DbJournalClose() != 0)
+    SessionFail(1);
+  OpRemedTable = OpAuthorTable = ViewAuthorTable = 0;
+  LogTextSymptomTable = 0;
+  OpReleaseRecords();
+}
+
+void LogRunKeepInOwnLog(LogEntry *e, int32_t rememberedId) {
+  if (T.own == 0)
+    return;
+  int32_t number = e->number;
+  e->number = LogRunNextOwnNumber++;
+  if (e->symptomId < -2000000)
+    e->symptomId = 0;
+  if (e->symptomId == 0 && rememberedId > 0)
+    e->symptomId = rememberedId;
+  e->comment[0] = '\0';
+  TblSaveRlog(T.own, e, kSaveAdd);
+  e->number = number;
+  DbVirtualClose(1);
+}
 
 void LogReportPath(char *out, size_t cap, const char *named,
                    const char *extension) {
@@ -638,7 +671,10 @@ void LogRunTable(WINDOW) {
     bool swapped = RunOptions.SameLanguage == 0;
     if (swapped)
       LogSwapLanguage(entry.text);
-    if (ApplyEntry(&entry, ctx, swapped) != 0) {
+    TableSource table{swapped};
+    if (LogRunApplyEntry(
+            &entry, ctx,
+            LogRunSource{TableReadAgain, TableNotApplied, &table}) != 0) {
       // A table could not be written: the run stops, the entry undone.
       RunStopped = true;
       SessionFail(1);

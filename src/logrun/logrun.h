@@ -56,6 +56,48 @@ inline constexpr int kRunEntrySkipped = -1;
 // table and a run of a text file write it differently.
 int LogRunEntry(LogEntry *entry, const OpContext &ctx);
 
+// The opening and closing that a run of a table and a run of a text file
+// share. LogRunOpenTables opens the repertory's own log when the run keeps
+// one, the repertory's tables in their order, the partner's and the run's
+// journal, after showing the run's first progress line; on a failure
+// (posted) everything is closed again and the answer is false. Tables
+// mended while they opened are told by LogRunWriteMended, one line each,
+// at the top of the errors report. LogRunFillContext fills the handlers'
+// context from what stands open, LogRunErrors being the errors report.
+// LogRunCloseTables syncs and closes the journal and the tables.
+bool LogRunOpenTables();
+void LogRunWriteMended(FILE *errors);
+void LogRunFillContext(OpContext *ctx);
+void LogRunCloseTables();
+
+// What differs around the one-entry step between a run of a table and a
+// run of a text file: how the entry is had again as it was read (handlers
+// leave its text split and its fields changed; `forOwnLog` asks for the
+// source's language digit, unswapped), and how an entry that was not
+// applied is kept for a later run (its text form in the text log, or its
+// letters copied to the rejects file).
+struct LogRunSource {
+  void (*readAgain)(LogEntry *entry, bool forOwnLog, void *data);
+  void (*notApplied)(LogEntry *entry, void *data);
+  void *data;
+};
+
+// One entry, all or nothing, through LogRunEntry: what its handler and the
+// own log write is committed together after a success (the success block
+// in the edit log), and undone after a refusal or a warning (the entry is
+// kept as not applied) or when a write failed. Answers 0 to go on, or the
+// error of a failed write, which stops the run: the entry then counts as
+// one error, its block names the store's error in the errors report and
+// the edit log, and it is kept as not applied.
+int LogRunApplyEntry(LogEntry *entry, const OpContext &ctx,
+                     const LogRunSource &source);
+
+// Stores an applied entry in the repertory's own log, when the run keeps
+// one: under the own log's next number, with an empty comment, and with
+// the unique id that the handler found (`rememberedId`) when the entry had
+// none. The entry keeps its own number.
+void LogRunKeepInOwnLog(LogEntry *e, int32_t rememberedId);
+
 // The path of a report: the named file, or the log path with `extension`
 // when the name is empty.
 void LogReportPath(char *out, size_t cap, const char *named,

@@ -15,6 +15,7 @@
 #include "session/runoptions.h"
 #include "shell/chooser.h"
 #include "shell/menu.h"
+#include "transfers/notes.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -293,9 +294,7 @@ void AppDispatchCommandLine() {
   if (strcmp(verb, "/NOTES") == 0) {
     TakeArg(NotesFolder, 2);
     TakeArg(NotesFile, 3);
-    CommandNotAvailable("The notes upload (/NOTES)");
-    SessionFail(1); // the verb's job is not done
-    AppTerminate();
+    DriverNotes();
     return;
   }
   if (strcmp(verb, "/UPGRADERESET") == 0 || strcmp(verb, "/UPGRADE") == 0 ||

@@ -2,6 +2,7 @@
 
 #include "backup/backup.h"
 #include "logrun/logrun.h"
+#include "logrun/logruntext.h"
 #include "logrun/runstart.h"
 #include "platform/paths.h"
 #include "platform/strutil.h"
@@ -324,5 +325,9 @@ void LogStartFromOtherLog() {
 
 void LogStartFromText() {
   RunOptions.Comment[0] = '\0';
-  CommandNotAvailable("The update from a text file");
+  RunOptions.BatchMode = 0;
+  LogAskComment();
+  if (BackupBeforeRun() != 0)
+    return;
+  WorkRun(LogRunText);
 }

@@ -169,8 +169,11 @@ int AppLogDefaults(int kind) {
   StrFormat(RunOptions.StatisticsFile, "%s.rpt", base);
   StrFormat(RunOptions.ErrorsFile, "%s.err", base);
   // The text log holds the entries that were not applied, in their text
-  // form; ".edt" is the edit log of every run, so the text log is ".txt".
-  StrFormat(RunOptions.TextLogFile, "%s.txt", base);
+  // form; ".edt" is the edit log of a table run, so its text log is ".txt".
+  // A text run writes no edit log, and its source may well be a ".txt":
+  // its rejects take ".edt".
+  StrFormat(RunOptions.TextLogFile, kind == kRunTextFile ? "%s.edt" : "%s.txt",
+            base);
   return 0;
 }
 

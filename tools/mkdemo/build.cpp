@@ -946,6 +946,11 @@ int DemoBuild(const std::string &sources) {
   // The list of tables for /BUILD, as an installer would write it.
   if (CopySource(src("rebuild.txt"), "..\\log\\rebuild.txt"))
     return 1;
+  // A text log written elsewhere, with French labels and entries that the
+  // reader refuses; a note text file for /NOTES.
+  if (CopySourceCp1252(src("log-text-fr.txt"), "..\\log\\sample-french.txt") ||
+      CopySourceCp1252(src("notes.txt"), "notes.txt"))
+    return 1;
 
   // Cases, a colleague's cases to merge, the patient file, diagnoses.
   std::vector<DemoCase> cases, merge;
