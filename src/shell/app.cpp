@@ -60,7 +60,10 @@ const char *const kHelpLines[] = {
 // Verbs whose drivers this version does not have: they say so when called.
 // A verb that gets its driver leaves this list, and `mantrel --help` follows.
 const char *const kVerbsNotBuilt[] = {
-    "/AUTREM", "/BUILD", "/NOTES", "/UPGRADERESET", "/UPGRADE", "/UPGRADEASSOC",
+    "/AUTREM",
+    "/UPGRADERESET",
+    "/UPGRADE",
+    "/UPGRADEASSOC",
 };
 
 // What `mantrel --help` adds to the "/?" text for a person at a Linux
