@@ -419,8 +419,11 @@ TEST_F(KillTest, AFullDiskStopsTheRunAtTheFirstFailedWrite) {
   // Room for the log's index, the journal and a few dozen entries, then
   // none: the first append past the limit fails.
   uintmax_t largest = 0;
+  // Tables only: the programs installed in bin (the copy program) are
+  // larger than any of them and are never written by the run.
   for (auto &e : fs::recursive_directory_iterator(demo))
-    if (e.is_regular_file())
+    if (e.is_regular_file() &&
+        e.path().lexically_relative(demo).begin()->string() != "bin")
       largest = std::max<uintmax_t>(largest, e.file_size());
   pid_t pid = fork();
   ASSERT_GE(pid, 0);
