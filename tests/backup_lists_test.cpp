@@ -6,6 +6,7 @@
 #include "session/runoptions.h"
 #include "session/session.h"
 #include "store/strdate.h"
+#include "test_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -32,15 +33,11 @@ bool IsStamp(const std::string &s) {
   return true;
 }
 
-class BackupListsTest : public ::testing::Test {
+class BackupListsTest : public FolderTest {
 protected:
+  BackupListsTest() : FolderTest("lists") {}
   void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-lists-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    root_ = tmpl;
-    fs::create_directories(root_ / "bin");
-    old_ = fs::current_path();
-    fs::current_path(root_ / "bin");
+    Enter("bin");
     parent_ = root_.string();
     std::replace(parent_.begin(), parent_.end(), '/', '\\');
 
@@ -58,11 +55,6 @@ protected:
     RunOptions.BackupRepertory = RunOptions.BackupLog = 1;
     BackupItems = {1, 1, 1, 1, 1, 1, 1};
   }
-  void TearDown() override {
-    fs::current_path(old_);
-    fs::remove_all(root_);
-  }
-
   std::vector<std::string> Lines(int (*write)(FILE *, long), long mode) {
     FILE *f = tmpfile();
     int n = write(f, mode);
@@ -76,7 +68,6 @@ protected:
     return out;
   }
 
-  fs::path root_, old_;
   std::string parent_;
 };
 

@@ -2,6 +2,8 @@
 // program run as people and installers run it: /BACKUP with scripted
 // answers, a restore from the menu, /RUN with its silent backup, and /RUN
 // when the copy program is missing, dies or hangs.
+#include "test_folder.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -17,16 +19,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string Slurp(const fs::path &p) {
-  std::ifstream in(p, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-int System(const std::string &cmd) {
-  int rc = std::system(cmd.c_str());
-  return WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-}
-
 // The dated folders under the installation's backup folder.
 std::vector<fs::path> DatedFolders(const fs::path &demo) {
   std::vector<fs::path> out;
@@ -41,15 +33,14 @@ std::vector<fs::path> DatedFolders(const fs::path &demo) {
 class BackupScenarioTest : public ::testing::Test {
 protected:
   static void SetUpTestSuite() {
-    char tmpl[] = "/tmp/mantrel-backup-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    base_ = tmpl;
-    built_ =
-        System(std::string("\"") + MANTREL_BIN_DIR + "/mkdemo\" --sources \"" +
-               MANTREL_SOURCE_DIR + "/data/demo\" \"" +
-               (base_ / "fresh").string() + "\" >/dev/null 2>&1");
+    folder_ = new ScratchFolder("backup");
+    base_ = folder_->path();
+    built_ = BuildDemo(base_ / "fresh");
   }
-  static void TearDownTestSuite() { fs::remove_all(base_); }
+  static void TearDownTestSuite() {
+    delete folder_;
+    folder_ = nullptr;
+  }
 
   // Each test works on its own copy of the fresh installation.
   void SetUp() override {
@@ -67,19 +58,20 @@ protected:
     std::ofstream(scriptFile) << script;
     fs::path errFile = demo_ / "stderr.txt";
     auto t0 = std::chrono::steady_clock::now();
-    System("cd \"" + (demo_ / "bin").string() +
-           "\" && MANTREL_UI=scripted MANTREL_VIEWER=true MANTREL_SCRIPT=\"" +
-           scriptFile.string() + "\" \"" + MANTREL_BIN_DIR + "/mantrel\" " +
-           words + " >/dev/null 2>\"" + errFile.string() + "\" </dev/null");
+    RunCommand(
+        "cd \"" + (demo_ / "bin").string() +
+        "\" && MANTREL_UI=scripted MANTREL_VIEWER=true MANTREL_SCRIPT=\"" +
+        scriptFile.string() + "\" \"" + MANTREL_BIN_DIR + "/mantrel\" " +
+        words + " >/dev/null 2>\"" + errFile.string() + "\" </dev/null");
     double seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - t0)
             .count();
-    err_ = Slurp(errFile);
+    err_ = SlurpFile(errFile);
     return seconds;
   }
 
   std::string CopyReport() {
-    return Slurp(demo_ / "bin" / "backup" / "backup.rpt");
+    return SlurpFile(demo_ / "bin" / "backup" / "backup.rpt");
   }
 
   // Replaces the copy program by a shell script.
@@ -94,21 +86,23 @@ protected:
   // place, no reports.
   void ExpectUntouched() {
     for (const char *f : {"symptom.dat", "extract.dat", "word1.dat"})
-      EXPECT_EQ(Slurp(demo_ / "data" / "salm2009" / f),
-                Slurp(base_ / "fresh" / "data" / "salm2009" / f))
+      EXPECT_EQ(SlurpFile(demo_ / "data" / "salm2009" / f),
+                SlurpFile(base_ / "fresh" / "data" / "salm2009" / f))
           << f;
-    EXPECT_EQ(Slurp(demo_ / "log" / "SALM2009.dat"),
-              Slurp(base_ / "fresh" / "log" / "SALM2009.dat"));
+    EXPECT_EQ(SlurpFile(demo_ / "log" / "SALM2009.dat"),
+              SlurpFile(base_ / "fresh" / "log" / "SALM2009.dat"));
     EXPECT_TRUE(fs::exists(demo_ / "log" / "sample.dat"));
     EXPECT_FALSE(fs::exists(demo_ / "log" / "done" / "sample.dat"));
     EXPECT_FALSE(fs::exists(demo_ / "log" / "sample.edt"));
   }
 
+  static ScratchFolder *folder_;
   static fs::path base_;
   static int built_;
   fs::path demo_;
   std::string err_;
 };
+ScratchFolder *BackupScenarioTest::folder_ = nullptr;
 fs::path BackupScenarioTest::base_;
 int BackupScenarioTest::built_ = -1;
 
@@ -124,15 +118,15 @@ TEST_F(BackupScenarioTest, BackupVerbCopiesWhatTheDialogChose) {
   ASSERT_EQ(name.size(), 15u) << name;
   EXPECT_EQ(name[8], '_');
 
-  EXPECT_EQ(Slurp(to / "salm2009" / "symptom.dat"),
-            Slurp(demo_ / "data" / "salm2009" / "symptom.dat"));
-  EXPECT_EQ(Slurp(to / "Log" / "SALM2009.dat"),
-            Slurp(demo_ / "log" / "SALM2009.dat"));
+  EXPECT_EQ(SlurpFile(to / "salm2009" / "symptom.dat"),
+            SlurpFile(demo_ / "data" / "salm2009" / "symptom.dat"));
+  EXPECT_EQ(SlurpFile(to / "Log" / "SALM2009.dat"),
+            SlurpFile(demo_ / "log" / "SALM2009.dat"));
   EXPECT_TRUE(fs::exists(to / "Cases" / "repert.da1"));
   EXPECT_TRUE(fs::exists(to / "Cases" / "colleague.da1"));
   EXPECT_TRUE(fs::exists(to / "Patient"));
   EXPECT_TRUE(fs::exists(to / "System" / "remed.dat"));
-  EXPECT_EQ(Slurp(to / "backup.txt"), "Orvix backup...");
+  EXPECT_EQ(SlurpFile(to / "backup.txt"), "Orvix backup...");
   // Unticked items stay out, and so does what the list never named.
   EXPECT_FALSE(fs::exists(to / "Keynotes"));
   EXPECT_FALSE(fs::exists(to / "Bin"));
@@ -153,7 +147,7 @@ TEST_F(BackupScenarioTest, BackupVerbCopiesWhatTheDialogChose) {
   EXPECT_FALSE(fs::exists(demo_ / "bin" / "backup" / "backup.txt"));
 
   // The date of the backup is kept in the configuration.
-  std::string ini = Slurp(demo_ / "bin" / "orvix.ini");
+  std::string ini = SlurpFile(demo_ / "bin" / "orvix.ini");
   EXPECT_NE(ini.find("BackupDate="), std::string::npos);
   EXPECT_EQ(err_.find("error:"), std::string::npos) << err_;
 }
@@ -162,15 +156,15 @@ TEST_F(BackupScenarioTest, RestoreBringsBackOnlyWhatWasPicked) {
   Mantrel("/backup", "enter\nenter\nanswer ok\nexit\n");
   std::vector<fs::path> dated = DatedFolders(demo_);
   ASSERT_EQ(dated.size(), 1u) << err_;
-  std::string ini = Slurp(demo_ / "bin" / "orvix.ini");
+  std::string ini = SlurpFile(demo_ / "bin" / "orvix.ini");
 
   // Since then: the cases file and a colleague's file are lost, the log
   // has changed.
-  std::string cases = Slurp(demo_ / "cases" / "repert.da1");
+  std::string cases = SlurpFile(demo_ / "cases" / "repert.da1");
   fs::remove(demo_ / "cases" / "repert.da1");
   fs::remove(demo_ / "cases" / "colleague.da1");
   std::ofstream(demo_ / "log" / "SALM2009.dat", std::ios::app) << "changed";
-  std::string changedLog = Slurp(demo_ / "log" / "SALM2009.dat");
+  std::string changedLog = SlurpFile(demo_ / "log" / "SALM2009.dat");
 
   // Restore, cases only, from the folder of that backup.
   std::string folder = dated[0].string();
@@ -179,34 +173,34 @@ TEST_F(BackupScenarioTest, RestoreBringsBackOnlyWhatWasPicked) {
       c = '\\';
   Mantrel("", "enter\nmenu 1043\nclick 8\nclick 4\nfolder " + folder +
                   "\nenter\nexit\n");
-  EXPECT_EQ(Slurp(demo_ / "cases" / "repert.da1"), cases) << err_;
+  EXPECT_EQ(SlurpFile(demo_ / "cases" / "repert.da1"), cases) << err_;
   // Only the configured cases file comes back, and nothing else moves.
   EXPECT_FALSE(fs::exists(demo_ / "cases" / "colleague.da1"));
-  EXPECT_EQ(Slurp(demo_ / "log" / "SALM2009.dat"), changedLog);
+  EXPECT_EQ(SlurpFile(demo_ / "log" / "SALM2009.dat"), changedLog);
   // A restore writes no date.
-  EXPECT_EQ(Slurp(demo_ / "bin" / "orvix.ini"), ini);
+  EXPECT_EQ(SlurpFile(demo_ / "bin" / "orvix.ini"), ini);
   EXPECT_EQ(DatedFolders(demo_).size(), 1u);
 }
 
 TEST_F(BackupScenarioTest, RunMakesItsSilentBackupFirst) {
-  std::string symptom = Slurp(demo_ / "data" / "salm2009" / "symptom.dat");
-  std::string sample = Slurp(demo_ / "log" / "sample.dat");
-  std::string ini = Slurp(demo_ / "bin" / "orvix.ini");
+  std::string symptom = SlurpFile(demo_ / "data" / "salm2009" / "symptom.dat");
+  std::string sample = SlurpFile(demo_ / "log" / "sample.dat");
+  std::string ini = SlurpFile(demo_ / "bin" / "orvix.ini");
   Mantrel("/RUN '..\\log\\sample' 1");
   std::vector<fs::path> dated = DatedFolders(demo_);
   ASSERT_EQ(dated.size(), 1u) << err_;
   // The copies are of the tables before the run changed them.
-  EXPECT_EQ(Slurp(dated[0] / "salm2009" / "symptom.dat"), symptom);
+  EXPECT_EQ(SlurpFile(dated[0] / "salm2009" / "symptom.dat"), symptom);
   // (The run rebuilt the log's index first, which stamps its header.)
-  std::string saved = Slurp(dated[0] / "Log" / "sample.dat");
+  std::string saved = SlurpFile(dated[0] / "Log" / "sample.dat");
   ASSERT_NE(saved.find("FRM1"), std::string::npos);
   EXPECT_EQ(saved.substr(saved.find("FRM1")),
             sample.substr(sample.find("FRM1")));
   EXPECT_TRUE(fs::exists(dated[0] / "Log" / "SALM2009.dat"));
-  EXPECT_NE(Slurp(demo_ / "data" / "salm2009" / "symptom.dat"), symptom)
+  EXPECT_NE(SlurpFile(demo_ / "data" / "salm2009" / "symptom.dat"), symptom)
       << "the run went on after the backup";
   EXPECT_TRUE(fs::exists(demo_ / "log" / "done" / "sample.dat"));
-  EXPECT_EQ(Slurp(demo_ / "bin" / "orvix.ini"), ini)
+  EXPECT_EQ(SlurpFile(demo_ / "bin" / "orvix.ini"), ini)
       << "a silent backup writes no BackupDate";
 }
 
@@ -247,7 +241,7 @@ TEST_F(BackupScenarioTest, RunStopsWhenTheCopyProgramDiesOrHangs) {
 
   // One that never ends is stopped at the configured limit.
   FakeCopyProgram("exec sleep 120");
-  std::string ini = Slurp(demo_ / "bin" / "orvix.ini");
+  std::string ini = SlurpFile(demo_ / "bin" / "orvix.ini");
   ini.replace(ini.find("[System section]\n"), 17,
               "[System section]\nBackupWaitLimit=1\n");
   std::ofstream(demo_ / "bin" / "orvix.ini", std::ios::binary) << ini;

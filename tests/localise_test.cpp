@@ -5,6 +5,7 @@
 // catalogue record or key and nothing else.
 #include "platform/strutil.h"
 #include "store/store.h"
+#include "test_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -21,11 +22,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string Slurp(const fs::path &p) {
-  std::ifstream in(p, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
 
 std::vector<std::string> Lines(const std::string &text) {
   std::vector<std::string> out;
@@ -70,34 +66,22 @@ std::map<std::pair<int, int>, Catalog> ReadCatalog(const fs::path &bin) {
   return out;
 }
 
-class LocaliseTest : public ::testing::Test {
+class LocaliseTest : public FolderTest {
 protected:
-  void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-localise-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    root_ = tmpl;
-    demo_ = root_ / "demo";
-    ASSERT_EQ(
-        std::system((std::string("\"") + MANTREL_BIN_DIR +
-                     "/mkdemo\" --sources \"" + MANTREL_SOURCE_DIR +
-                     "/data/demo\" \"" + demo_.string() + "\" >/dev/null 2>&1")
-                        .c_str()),
-        0);
-  }
-  void TearDown() override { fs::remove_all(root_); }
+  LocaliseTest() : FolderTest("localise") {}
+  void SetUp() override { ASSERT_EQ(BuildDemo(demo_), 0); }
 
   void Mantrel(const std::string &script) {
     std::ofstream(root_ / "script.txt") << script;
-    std::system(("cd \"" + (demo_ / "bin").string() +
-                 "\" && MANTREL_UI=scripted MANTREL_SCRIPT=\"" +
-                 (root_ / "script.txt").string() + "\" \"" + MANTREL_BIN_DIR +
-                 "/mantrel\" >/dev/null 2>\"" + (root_ / "err.txt").string() +
-                 "\" </dev/null")
-                    .c_str());
-    err_ = Slurp(root_ / "err.txt");
+    RunCommand("cd \"" + (demo_ / "bin").string() +
+               "\" && MANTREL_UI=scripted MANTREL_SCRIPT=\"" +
+               (root_ / "script.txt").string() + "\" \"" + MANTREL_BIN_DIR +
+               "/mantrel\" >/dev/null 2>\"" + (root_ / "err.txt").string() +
+               "\" </dev/null");
+    err_ = SlurpFile(root_ / "err.txt");
   }
 
-  fs::path root_, demo_;
+  const fs::path demo_ = root_ / "demo";
   std::string err_;
 };
 
@@ -119,7 +103,7 @@ TEST_F(LocaliseTest, EachChoiceRewritesItsRecordOrKeyAndNothingElse) {
   std::ofstream(root_ / "Elsewhere" / "junk.dat") << "not a table";
 
   auto before = ReadCatalog(demo_ / "bin");
-  std::string iniBefore = Slurp(demo_ / "bin" / "orvix.ini");
+  std::string iniBefore = SlurpFile(demo_ / "bin" / "orvix.ini");
   ASSERT_FALSE(before.empty());
 
   Mantrel("enter\n"
@@ -176,7 +160,7 @@ TEST_F(LocaliseTest, EachChoiceRewritesItsRecordOrKeyAndNothingElse) {
 
   // The configuration: the two keys changed in place, every other line of
   // the file still there, and what was added lies in its own section.
-  std::string ini = Slurp(demo_ / "bin" / "orvix.ini");
+  std::string ini = SlurpFile(demo_ / "bin" / "orvix.ini");
   EXPECT_NE(ini.find("\nCasesCatalogName=..\\moved\\cases\\repert\n"),
             std::string::npos)
       << ini;
@@ -190,7 +174,7 @@ TEST_F(LocaliseTest, EachChoiceRewritesItsRecordOrKeyAndNothingElse) {
   }
   // The next start finds every key in its section.
   Mantrel("enter\nexit\n");
-  EXPECT_EQ(Slurp(demo_ / "bin" / "orvixerror.txt"), "");
+  EXPECT_EQ(SlurpFile(demo_ / "bin" / "orvixerror.txt"), "");
 }
 
 } // namespace

@@ -2,6 +2,8 @@
 // "source|target" lines, the program started on it in a scratch bin
 // folder, and what it leaves behind: the files, its report, and the list
 // deleted only when everything could be copied.
+#include "test_folder.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -24,11 +26,6 @@ extern char **environ;
 
 namespace {
 
-std::string Slurp(const fs::path &p) {
-  std::ifstream in(p, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 void Write(const fs::path &p, const std::string &text) {
   fs::create_directories(p.parent_path());
   std::ofstream(p, std::ios::binary) << text;
@@ -42,19 +39,12 @@ std::set<std::string> Names(const fs::path &folder) {
   return out;
 }
 
-class OrvcopyTest : public ::testing::Test {
+class OrvcopyTest : public FolderTest {
 protected:
+  OrvcopyTest() : FolderTest("orvcopy") {}
   void SetUp() override {
-    char tmpl[] = "/tmp/mantrel-orvcopy-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    root_ = tmpl;
     fs::create_directories(root_ / "bin" / "backup");
     list_ = root_ / "bin" / "backup" / "backup.txt";
-  }
-  void TearDown() override {
-    std::error_code ec;
-    fs::permissions(root_, fs::perms::owner_all, fs::perm_options::add, ec);
-    fs::remove_all(root_, ec);
   }
 
   // Writes the list and runs the program from bin, the list named as
@@ -67,8 +57,7 @@ protected:
     std::string cmd = "cd \"" + (root_ / "bin").string() + "\" && \"" +
                       MANTREL_BIN_DIR + "/orvcopy\" '" + listArg +
                       "' 2>/dev/null";
-    int rc = std::system(cmd.c_str());
-    return WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+    return RunCommand(cmd);
   }
   static std::string BackslashPath(const fs::path &p) {
     std::string s = p.string();
@@ -78,10 +67,10 @@ protected:
     return s;
   }
   std::string Report() {
-    return Slurp(root_ / "bin" / "backup" / "backup.rpt");
+    return SlurpFile(root_ / "bin" / "backup" / "backup.rpt");
   }
 
-  fs::path root_, list_;
+  fs::path list_;
 };
 
 TEST_F(OrvcopyTest, WildcardsCopyFilesOfAFolderOrOfOneStem) {
@@ -96,12 +85,12 @@ TEST_F(OrvcopyTest, WildcardsCopyFilesOfAFolderOrOfOneStem) {
       << Report();
   EXPECT_EQ(Names(root_ / "out" / "all"),
             (std::set<std::string>{"symptom.dat", "symptom.idx", "word1.dat"}));
-  EXPECT_EQ(Slurp(root_ / "out" / "all" / "symptom.idx"), "S-IDX");
+  EXPECT_EQ(SlurpFile(root_ / "out" / "all" / "symptom.idx"), "S-IDX");
   // "stem.*" to "other.*" keeps each extension under the new stem.
   EXPECT_EQ(Names(root_ / "out" / "renamed"),
             (std::set<std::string>{"other.dat", "other.idx"}));
-  EXPECT_EQ(Slurp(root_ / "out" / "renamed" / "other.dat"), "S-DATA");
-  EXPECT_EQ(Slurp(root_ / "out" / "one" / "word1.dat"), "W1");
+  EXPECT_EQ(SlurpFile(root_ / "out" / "renamed" / "other.dat"), "S-DATA");
+  EXPECT_EQ(SlurpFile(root_ / "out" / "one" / "word1.dat"), "W1");
   EXPECT_FALSE(fs::exists(list_)) << "the list is the end signal";
   EXPECT_NE(Report().find("6 files, 26 bytes copied; 0 sources missing; 0 "
                           "failures"),
@@ -127,7 +116,7 @@ TEST_F(OrvcopyTest, MissingSourcesAreToldAndPassedOver) {
   EXPECT_NE(report.find("1 files, 1 bytes copied; 4 sources missing"),
             std::string::npos)
       << report;
-  EXPECT_EQ(Slurp(root_ / "out" / "w" / "a.txt"), "A");
+  EXPECT_EQ(SlurpFile(root_ / "out" / "w" / "a.txt"), "A");
   EXPECT_FALSE(fs::exists(root_ / "out" / "x"));
   EXPECT_FALSE(fs::exists(list_));
 }
@@ -151,7 +140,7 @@ TEST_F(OrvcopyTest, PathsAreFoundWithoutRegardToLetterCase) {
       << Report();
   EXPECT_EQ(Names(root_ / "Data" / "SALM"),
             (std::set<std::string>{"Symptom.DAT", "symptom.IDX"}));
-  EXPECT_EQ(Slurp(root_ / "Data" / "SALM" / "Symptom.DAT"), "saved");
+  EXPECT_EQ(SlurpFile(root_ / "Data" / "SALM" / "Symptom.DAT"), "saved");
 }
 
 TEST_F(OrvcopyTest, DriveLettersGoThroughTheEnvironment) {
@@ -164,7 +153,7 @@ TEST_F(OrvcopyTest, DriveLettersGoThroughTheEnvironment) {
   unsetenv("MANTREL_DRIVE_Q");
   unsetenv("MANTREL_DRIVE_R");
   ASSERT_EQ(rc, 0) << Report();
-  EXPECT_EQ(Slurp(r / "save" / "Zentrix" / "p1.zx"), "P1");
+  EXPECT_EQ(SlurpFile(r / "save" / "Zentrix" / "p1.zx"), "P1");
 }
 
 TEST_F(OrvcopyTest, AFailedCopyKeepsTheListAndEndsWithStatusOne) {
@@ -229,7 +218,7 @@ TEST_F(OrvcopyTest, AKillInTheMiddleLeavesNoPartialFileUnderAFinalName) {
   waitpid(pid, &status, 0);
   close(w);
 
-  EXPECT_EQ(Slurp(root_ / "out" / "first.dat"), "complete before the kill");
+  EXPECT_EQ(SlurpFile(root_ / "out" / "first.dat"), "complete before the kill");
   EXPECT_FALSE(fs::exists(root_ / "out" / "second.dat"));
   for (const std::string &name : Names(root_ / "out"))
     EXPECT_TRUE(name == "first.dat" || name[0] == '.') << name;
