@@ -86,7 +86,12 @@ std::vector<std::string> Contents(const char *path) {
     TblClearCas1(&head);
     for (int rc = TblFindFullCas1(h1, &head, -1, kFindFirst); rc == 0;
          rc = TblFindFullCas1(h1, &head, -1, kFindNext)) {
-      std::string s = "case " + std::to_string(head.CaseId) + " " + head.Name;
+      // Built by appends: GCC 12's -O3 flags "literal + string" with a false
+      // -Wrestrict.
+      std::string s = "case ";
+      s += std::to_string(head.CaseId);
+      s += ' ';
+      s += head.Name;
       for (uint16_t v : head.Values)
         s += " " + std::to_string(v);
       out.push_back(s);
