@@ -478,9 +478,22 @@ TEST_F(DemoTest, TheOwnLogTellsTheUserMarksOfTheRepertory) {
   static char text[kLogTextSize];
   memset(&e, 0, sizeof e);
   e.text = text;
+  // The marked remedies come first in the log, one entry each; the entries
+  // behind them show a transfer to the next edition.
+  int marks = 0;
+  static Symptom all;
+  all.CursorState = 0xff;
+  TblClearSymptom(&all);
+  for (int r = TblFindFullSymptom(sym, &all, 0, kFindFirst);
+       r == 0 && OrvixError == 0;
+       r = TblFindFullSymptom(sym, &all, 0, kFindNext))
+    for (int i = 0; TblIsLastSymptomRemed(&all.Remedies[i]) != 2; ++i)
+      marks += (all.Remedies[i].AuthorId & kAuthorUserBit) != 0;
+  TblFreeSymptomRemed(&all);
   int entries = 0;
   for (int r = TblFindFullRlog(log, &e, 0, kFindFirst);
-       r == 0 && OrvixError == 0; r = TblFindFullRlog(log, &e, 0, kFindNext)) {
+       r == 0 && OrvixError == 0 && e.number <= marks;
+       r = TblFindFullRlog(log, &e, 0, kFindNext)) {
     ++entries;
     ASSERT_TRUE(e.operation == 1 || e.operation == 3);
     std::vector<std::string> f = Fields(e.text);
@@ -504,6 +517,7 @@ TEST_F(DemoTest, TheOwnLogTellsTheUserMarksOfTheRepertory) {
     TblFreeSymptomRemed(&s);
   }
   EXPECT_GT(entries, 10);
+  EXPECT_EQ(entries, marks);
   DbCloseFile(log);
   DbCloseFile(sym);
   DbCloseFile(remed);

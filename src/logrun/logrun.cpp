@@ -6,6 +6,8 @@
 #include "logentry/report.h"
 #include "logentry/reportcodes.h"
 #include "logentry/tally.h"
+#include "logrun/levels.h"
+#include "logrun/translate.h"
 #include "ops/dispatch.h"
 #include "ops/subject.h"
 #include "ops/views.h"
@@ -59,6 +61,10 @@ std::vector<std::string> MendedLines;
 
 // A failed write stopped the run: the log has entries still to run.
 bool RunStopped = false;
+
+// A translated run: the association tables and the rename lists.
+AtTables Assoc;
+AssociationLists Lists;
 
 void NoteMended(int message, const char *path) {
   char line[600];
@@ -194,11 +200,50 @@ void ReadAgain(LogEntry *e, bool swapped) {
 // written in its text form to the text log.
 struct TableSource {
   bool swapped;
+  // A translated run: the entry as translated and its operation, which the
+  // own log keeps.
+  char *translated;
+  int operation;
 };
 
 void TableReadAgain(LogEntry *e, bool forOwnLog, void *data) {
   // The own log keeps the source's language digit.
-  ReadAgain(e, !forOwnLog && static_cast<TableSource *>(data)->swapped);
+  auto *source = static_cast<TableSource *>(data);
+  ReadAgain(e, !forOwnLog && source->swapped);
+  if (forOwnLog && source->translated != nullptr) {
+    StrCopy(e->text, kLogTextSize, source->translated);
+    e->operation = static_cast<uint16_t>(source->operation);
+  }
+}
+
+// The translation of an entry to the new edition, then the search for its
+// symptom when it has no unique id. The first call is quiet; when it fails
+// the entry is tried again with reports on, through the older step first
+// when there is one. An entry with a unique id goes on to its handler even
+// when its translation failed: the handler finds it by the id.
+int TableTranslate(LogEntry *e, const OpContext &ctx, void *data) {
+  auto *source = static_cast<TableSource *>(data);
+  source->translated = nullptr;
+  if (LogHasNoPath(e->text))
+    return 0;
+  bool second = e->text[0] == '1' && Assoc.Second != 0;
+  TblHandle first = second ? Assoc.Second : Assoc.First;
+  TblHandle older = second ? Assoc.OlderSecond : Assoc.OlderFirst;
+  int r = LogTranslateEntry(T.symptoms, first, e, LogRunErrors, 0, Lists);
+  if (r != 0) {
+    if (older != 0)
+      LogTranslateEntry(0, older, e, LogRunErrors, 1, Lists);
+    r = LogTranslateEntry(T.symptoms, first, e, LogRunErrors, 1, Lists);
+  }
+  static char translated[kLogTextSize];
+  StrCopy(translated, e->text);
+  source->translated = translated;
+  source->operation = e->operation;
+  if (e->symptomId != 0)
+    return 0;
+  if (r != 0)
+    return 1;
+  return LogCheckSymptom(e, ctx, T.own, &LogRunNextOwnNumber) ? 0 : 1;
 }
 
 void TableNotApplied(LogEntry *e, void *) {
@@ -360,16 +405,41 @@ bool OpenRun(OpContext *ctx) {
 
 } // namespace
 
+namespace {
+
+// Opens the association tables from the old edition to the current
+// repertory and loads the rename lists; posts why not (5537, 5538, 5539).
+bool OpenAssociation() {
+  AtLoadAssociationLists(&Lists);
+  char failed[300] = "";
+  int message = AtOpenTables("..\\data\\at\\", CurrentCatalog.Abbrev,
+                             UpgradeOldAbbrev, &Assoc, failed, sizeof failed);
+  if (message == 0)
+    return true;
+  int err = OrvixError; // before the message lookup changes it
+  if (message == kMsgAssociationTable)
+    xvt_dm_post_error(MsgText(message), err, failed);
+  else
+    xvt_dm_post_error("%s", MsgText(message));
+  AtFreeAssociationLists(&Lists);
+  return false;
+}
+
+void CloseAssociation() {
+  AtCloseTables(&Assoc);
+  AtFreeAssociationLists(&Lists);
+}
+
+} // namespace
+
 bool LogRunOpenTables() {
-  if (RunOptions.AssociationMode != 0) {
-    // The translation to a new edition is not part of this version.
-    xvt_dm_post_error("The translation of a log to a new edition is not "
-                      "available in this version of Mantrel.");
+  if (RunOptions.AssociationMode != 0 && !OpenAssociation()) {
     CloseRunTables();
     return false;
   }
   if (RunOptions.KeepInOwnLog != 0 && !OpenOwnLog()) {
     CloseRunTables();
+    CloseAssociation();
     return false;
   }
   WorkProgress(0, 100, MsgText(3150) + (strlen(MsgText(3150)) > 5 ? 5 : 0),
@@ -378,6 +448,7 @@ bool LogRunOpenTables() {
     // What stands open would stay open, as a failed start has always left
     // it; the handles are given back here so that nothing leaks.
     CloseRunTables();
+    CloseAssociation();
     return false;
   }
   OpRemedTable = T.remed;
@@ -395,6 +466,7 @@ bool LogRunOpenTables() {
     int err = OrvixError;
     xvt_dm_post_error(MsgText(5394), journal, err);
     CloseRunTables();
+    CloseAssociation();
     return false;
   }
   TakeMended();
@@ -468,7 +540,23 @@ int LogRunApplyEntry(LogEntry *entry, const OpContext &ctx,
   EntryCounts before;
   KeepCounts(before);
   DbEntryBegin();
-  int result = LogRunEntry(entry, ctx);
+  int result;
+  if (source.check != nullptr &&
+      source.check(entry, ctx, source.data) != 0) {
+    int op = entry->operation;
+    if (op >= 1 && op <= kOpCount)
+      ++OpRead[op - 1];
+    ++OpRead[kOpTotalRow];
+    LogTallyReport();
+    int32_t *counts = LogLastSeverity == 1 ? OpErrors : OpWarnings;
+    if (op >= 1 && op <= kOpCount)
+      ++counts[op - 1];
+    ++counts[kOpTotalRow];
+    ++(LogLastSeverity == 1 ? LogRunErrorCount : LogRunWarningCount);
+    result = LogLastSeverity == 1 ? 1 : 2;
+  } else {
+    result = LogRunEntry(entry, ctx);
+  }
   if (result == 0 && T.own != 0 && DbEntryError() == 0) {
     int32_t rememberedId = entry->symptomId;
     source.readAgain(entry, true, source.data);
@@ -535,6 +623,7 @@ void LogRunCloseTables() {
   OpRemedTable = OpAuthorTable = ViewAuthorTable = 0;
   LogTextSymptomTable = 0;
   OpReleaseRecords();
+  CloseAssociation();
 }
 
 void LogRunKeepInOwnLog(LogEntry *e, int32_t rememberedId) {
@@ -671,10 +760,12 @@ void LogRunTable(WINDOW) {
     bool swapped = RunOptions.SameLanguage == 0;
     if (swapped)
       LogSwapLanguage(entry.text);
-    TableSource table{swapped};
+    TableSource table{swapped, nullptr, 0};
     if (LogRunApplyEntry(
             &entry, ctx,
-            LogRunSource{TableReadAgain, TableNotApplied, &table}) != 0) {
+            LogRunSource{TableReadAgain, TableNotApplied, &table,
+                         RunOptions.AssociationMode != 0 ? TableTranslate
+                                                         : nullptr}) != 0) {
       // A table could not be written: the run stops, the entry undone.
       RunStopped = true;
       SessionFail(1);

@@ -221,7 +221,7 @@ void LogRunText(WINDOW) {
       memcpy(kept.get(), entry.text, text.length + 1);
       if (LogRunApplyEntry(
               &entry, ctx,
-              LogRunSource{TextReadAgain, TextNotApplied, &text}) != 0) {
+              LogRunSource{TextReadAgain, TextNotApplied, &text, nullptr}) != 0) {
         // A table could not be written: the run stops, the entry undone.
         SessionFail(1);
         break;

@@ -11,24 +11,15 @@
 #include "session/runoptions.h"
 #include "session/session.h"
 #include "store/store.h"
+#include "transfers/userremedies.h"
 
 #include <cstring>
 
-namespace {
-
-void NotInThisVersion(const char *what) {
-  xvt_dm_post_note("%s is not available in this version of Mantrel; the run "
-                   "goes on without it.",
-                   what);
-}
-
-} // namespace
-
 void UpdateRepertoryRun(int id, int batch) {
   if (RunRemedyLog[0] != '\0')
-    NotInThisVersion("Loading the remedies given to the run");
+    LoadRemedies();
   if (RunAuthorLog[0] != '\0')
-    NotInThisVersion("Loading the authors given to the run");
+    LoadAuthors();
   TblHandle cat = TblOpenCatalog(CatalogCatalogName, 1, 1);
   if (OrvixError != 0 || cat == 0) {
     int err = OrvixError; // before the message lookup changes it

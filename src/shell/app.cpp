@@ -2,6 +2,7 @@
 
 #include "backup/backup.h"
 #include "listings/listings.h"
+#include "logrun/upgrade.h"
 #include "platform/cp1252.h"
 #include "platform/files.h"
 #include "platform/paths.h"
@@ -16,7 +17,9 @@
 #include "shell/chooser.h"
 #include "shell/menu.h"
 #include "transfers/notes.h"
+#include "transfers/userremedies.h"
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -59,12 +62,8 @@ const char *const kHelpLines[] = {
 
 // Verbs whose drivers this version does not have: they say so when called.
 // A verb that gets its driver leaves this list, and `mantrel --help` follows.
-const char *const kVerbsNotBuilt[] = {
-    "/AUTREM",
-    "/UPGRADERESET",
-    "/UPGRADE",
-    "/UPGRADEASSOC",
-};
+// None at present.
+constexpr std::array<const char *, 0> kVerbsNotBuilt{};
 
 // What `mantrel --help` adds to the "/?" text for a person at a Linux
 // terminal.
@@ -154,6 +153,30 @@ void VerbRun() {
     RunExtract = 1;
   AppLogDefaults(kRunVerb);
   DriverRunLog(LogPath, RunLanguage);
+}
+
+// The three transfer verbs: their arguments, the defaults of their kind of
+// run, then the driver, which ends the program.
+void VerbUpgrade(const char *verb) {
+  TakeArg(UpgradeLog, 2);
+  if (strcmp(verb, "/UPGRADERESET") == 0) {
+    TakeArg(UpgradeNewAbbrev, 3);
+    UpgradeOldAbbrev[0] = '\0';
+    AppLogDefaults(kRunOwnLog);
+    DriverUpgradeReset();
+    return;
+  }
+  TakeArg(UpgradeOldAbbrev, 3);
+  TakeArg(UpgradeNewAbbrev, 4);
+  TakeArg(UpgradeAssocTable, 5);
+  if (strcmp(verb, "/UPGRADE") == 0) {
+    AppLogDefaults(kRunUpgrade);
+    DriverUpgrade();
+    return;
+  }
+  AppLogDefaults(kRunAssociation);
+  RunOptions.AssociationMode = 1;
+  DriverUpgradeAssoc();
 }
 
 } // namespace
@@ -278,9 +301,7 @@ void AppDispatchCommandLine() {
   if (strcmp(verb, "/AUTREM") == 0) {
     TakeArg(RunRemedyLog, 2);
     TakeArg(RunAuthorLog, 3);
-    CommandNotAvailable("Loading user-defined remedies and authors (/AUTREM)");
-    SessionFail(1); // the verb's job is not done
-    AppTerminate();
+    DriverAutRem();
     return;
   }
   if (strcmp(verb, "/BUILD") == 0) {
@@ -302,10 +323,7 @@ void AppDispatchCommandLine() {
   }
   if (strcmp(verb, "/UPGRADERESET") == 0 || strcmp(verb, "/UPGRADE") == 0 ||
       strcmp(verb, "/UPGRADEASSOC") == 0) {
-    TakeArg(UpgradeLog, 2);
-    CommandNotAvailable("The transfer to a new repertory (/UPGRADE...)");
-    SessionFail(1); // the verb's job is not done
-    AppTerminate();
+    VerbUpgrade(verb);
     return;
   }
   // A sole word that is no verb names the new network base: any word without

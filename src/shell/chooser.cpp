@@ -1,5 +1,6 @@
 #include "shell/chooser.h"
 
+#include "logrun/logrun.h"
 #include "logrun/runstart.h"
 
 #include "platform/cp1252.h"
@@ -10,8 +11,12 @@
 #include "services/help.h"
 #include "services/messages.h"
 #include "services/paths.h"
+#include "services/work.h"
+#include "session/runoptions.h"
 #include "shell/app.h"
+#include "shell/logprefs.h"
 #include "shell/menu.h"
+#include "transfers/userremedies.h"
 
 #include <cctype>
 #include <cstdlib>
@@ -326,10 +331,35 @@ void TransferStart(WINDOW win) {
   if (h != 0)
     DbCloseFile(h);
   xvt_vobj_destroy(win);
-  CommandNotAvailable("The transfer of additions to a new repertory");
+  TransferAdditions();
 }
 
 } // namespace
+
+// ---------------------------------------------------------------- transfer
+
+void TransferAdditions() {
+  // The dialog's own range runs one digit further than a prompted one.
+  RunOptions.From = 0;
+  RunOptions.To = kTransferToLast;
+  RunOptions.KeepInOwnLog = 1;
+  RunOptions.AssociationMode = 1;
+  RunOptions.SameLanguage = 1;
+  RunOptions.AddMissing = 0;
+  if (LogPath[0] == '+') {
+    memmove(LogPath, LogPath + 1, strlen(LogPath));
+    if (!LogAskRange())
+      return;
+  }
+  RunOptions.ReplaceNotes = 1;
+  RunOptions.Comment[0] = '\0';
+  RunOptions.BatchMode = 0;
+  RunOptions.StatisticsFile[0] = RunOptions.ErrorsFile[0] = '\0';
+  RunOptions.TextLogFile[0] = '\0';
+  UpdateRemedies(0);
+  UpdateAuthors(0);
+  WorkRun(LogRunTable);
+}
 
 // ---------------------------------------------------------------- orders
 

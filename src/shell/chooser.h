@@ -79,6 +79,15 @@ bool RepEligibleForRun(const Catalog &entry, bool *tooOld);
 long RepNoticeEvent(WINDOW win, EVENT *ev);
 long TransferEvent(WINDOW win, EVENT *ev);
 
+// The end of a log path's range from dialog 110 when none is asked for.
+inline constexpr int32_t kTransferToLast = 999999999;
+
+// The start of dialog 110's road once the dialog has set LogPath,
+// UpgradeOldAbbrev and the new repertory as CurrentCatalog: the log of the
+// old edition is replayed on the new one, each entry translated; a log
+// path that begins with "+" asks for the range of log numbers first.
+void TransferAdditions();
+
 // The /RUN verb after its arguments: rebuilds the log's index, opens the
 // catalogue and puts up the chooser in batch mode.
 void DriverRunLog(const char *log, int language);

@@ -15,6 +15,7 @@
 #include "transfers/localise.h"
 #include "shell/repairdlg.h"
 #include "transfers/mergecases.h"
+#include "transfers/userremedies.h"
 
 #include <cstring>
 
@@ -204,11 +205,18 @@ void RunFromText() {
   LogPrefsOpen(kLogPrefsTextFile);
 }
 
-void TransferAdditions() {
+void TransferOpenDialog() {
   RepRegisterResources();
   if (xvt_dlg_create_res(WD_MODAL, kTransferRes, -1, TransferEvent, 0) ==
       NULL_WIN)
     xvt_dm_post_error("%s", MsgText(23));
+}
+
+void UpdateRemediesFromMenu() {
+  UpdateRemedies(1);
+}
+void UpdateAuthorsFromMenu() {
+  UpdateAuthors(1);
 }
 
 // The catalogue is opened here and stays open while window 109 lives.
@@ -257,9 +265,9 @@ const MenuRow kMenuRows[] = {
     {1031, RunFromOwnLog, nullptr},
     {1033, RunFromOtherLog, nullptr},
     {1037, RunFromText, nullptr},
-    {1040, TransferAdditions, nullptr},
-    {1030, nullptr, "The update of user-defined remedies"},
-    {1032, nullptr, "The update of user-defined authors"},
+    {1040, TransferOpenDialog, nullptr},
+    {1030, UpdateRemediesFromMenu, nullptr},
+    {1032, UpdateAuthorsFromMenu, nullptr},
     {1045, MergeCases, nullptr},
     {1046, RepairDialog, nullptr},
     {1006, Repair<kRepairSymptom>, nullptr},

@@ -414,7 +414,14 @@ ADDITIONS = [  # parent path in 2012, English, French, remedies
     ("Skin > eruptions", "eczema", "eczéma", "Graph.3 Mez.2 Sulph.2 Petr.1"),
     ("Generalities", "obesity", "obésité", "Calc.3 Graph.2 Caps.1 Ferr.1"),
     ("Sleep > dreams", "water, of", "eau, d'", "Ars.1 Merc.1 Ferr.1"),
+    # The target of the pointer "forgetful" has always had (EXTRAS).
+    ("Mind", "memory, weakness of", "mémoire, faiblesse de la", "Anac.2 Bar-c.2 Lyc.2"),
 ]
+# Synonyms of the new edition only, by their 2012 paths: a pointer that
+# names two symptoms, which a transfer cannot follow.
+EXTRAS_2012 = {
+    "Sleep > sleepiness, drowsiness": [("syn1", "2dreams / 2sleeplessness")],
+}
 DEGREE_CHANGES = [  # path, remedy, new degree
     ("Mind > anxiety > future, about", "Anac.", 2),
     ("Head > pain > occiput", "Gels.", 4),
@@ -430,8 +437,11 @@ def second_edition(next_uid):
     for n in root.walk():
         if n.level:
             n.uid = copy_uids_from[tuple(n._path)]
-            # A published edition carries no user marks.
-            n.rems = [(r, d, a, False) for r, d, a, _u in n.rems]
+            # A published edition carries none of the user's changes: an
+            # addition is not there, a changed degree has its old value.
+            n.rems = [(r, d - 1 if u and user_op(n, r, d, a) == 1 else d, a, False)
+                      for r, d, a, u in n.rems
+                      if not u or user_op(n, r, d, a) == 1]
     for path, rem, deg in DEGREE_CHANGES:
         n = find(root, path)
         n.rems = [(r, deg if r == rem else d, a, u) for r, d, a, u in n.rems]
@@ -459,6 +469,7 @@ def second_edition(next_uid):
         p.kids.append(n)
         p.kids.sort(key=kid_key)
     set_paths(root)
+    apply_extras(root, EXTRAS_2012)
     check_siblings(root)
     return root
 
@@ -573,14 +584,54 @@ def write_own_log(root, name):
                 date = "%02d.%02d.2010" % (day, month)
                 time = "%02d:%02d:%02d" % (8 + number % 10, (number * 13) % 60, (number * 29) % 60)
                 p = " - ".join(n._path)
-                w = h(p, rem, auth, "op")
-                if w % 3 == 0 and deg > 1:
+                if user_op(n, rem, deg, auth) == 1:
                     f.write("%d|1|%s|%s|%d|0|0|%s|%s|%s|%d|%d\n"
                             % (number, date, time, n.uid, p, rem, auth, deg - 1, deg))
                 else:
                     f.write("%d|3|%s|%s|%d|0|0|%s|%s|%s|%d\n"
                             % (number, date, time, n.uid, p, rem, auth, deg))
+        for line in OWN_LOG_2009:
+            number += 1
+            f.write("%d|%s\n" % (number, line))
     return number
+
+
+def user_op(n, rem, deg, auth):
+    """The operation of the own log that made a marked remedy: 1 changed
+    its degree (from one less), 3 added it."""
+    w = h(" - ".join(n._path), rem, auth, "op")
+    return 1 if w % 3 == 0 and deg > 1 else 3
+
+
+# Entries of the own log beyond the marked remedies, as a user's work on the
+# 2009 edition leaves them: each meets what the 2012 edition changed, for a
+# transfer to show ("=" takes the symptom's id, "0" is an entry without).
+OWN_LOG_2009 = [
+    # renamed, no id; the new symptom is a pointer to "memory, weakness of"
+    "3|22.04.2010|11:00:00|0|0|0|Mind - forgetful|Sulph.|Kent|2",
+    "3|01.05.2010|11:05:00|=|0|0|Mind - irritability - questioned, when|Lyc.|Hering|2",
+    # below a renamed level, an old author abbreviation
+    "3|08.05.2010|11:10:00|0|0|0|Mind - irritability - questioned, when - afternoon|Lyc.|K.|1",
+    "3|15.05.2010|11:15:00|0|0|0|Head - hair, falling|Lyc.|Kent|2",
+    # moved a level deeper, an old remedy abbreviation
+    "3|22.05.2010|11:20:00|0|0|0|Vertigo - closing the eyes - morning|Nat-mur.|Kent|2",
+    "3|01.06.2010|11:25:00|=|0|0|Chest - constriction|Kali-carb.|Hg.|2",
+    "3|08.06.2010|11:30:00|0|0|0|Sleep - yawning|Ign.|Kent|2",
+    # deleted from the new edition, without and with an id
+    "3|15.06.2010|11:35:00|0|0|0|Mind - delusions - glass, that she is made of|Thuj.|Kent|3",
+    "3|22.06.2010|11:40:00|=|0|0|Ear - noises - roaring|Puls.|Kent|1",
+    # a user-defined remedy and author by their reserved names
+    "3|01.07.2010|11:45:00|0|0|0|Mind - anxiety|rmd12|aut3|2",
+    # references to a symptom kept, one moved, one moved a level deeper
+    "5|08.07.2010|11:50:00|0|0|0|Mind - anxiety|0||2fear\\n2jealousy\\n1Vertigo - closing the eyes",
+    # beside a symptom that moved a level deeper
+    "8|15.07.2010|11:55:00|0|0|0|Vertigo - heights, on|0|heights, on, looking down|1|hauteurs, en regardant en bas",
+    # a level of the user's own below a moved symptom, then a remedy on it
+    "9|22.07.2010|12:00:00|0|0|0|Mind - jealousy|0|night|1|nuit",
+    "3|01.08.2010|12:05:00|0|0|0|Mind - jealousy - night|Hyos.|Kent|2",
+    # the new symptom points to two others
+    "3|08.08.2010|12:10:00|0|0|0|Sleep - sleepiness|Nux-v.|Kent|3",
+]
 
 
 first_uids = {}
