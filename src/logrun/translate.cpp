@@ -169,6 +169,12 @@ RenamePair *AtLoadRenameList(const char *path) {
   FILE *f = PlatOpenFile(path, "rb");
   if (f == nullptr)
     return nullptr;
+  RenamePair *list = AtReadRenameList(f);
+  fclose(f);
+  return list;
+}
+
+RenamePair *AtReadRenameList(FILE *f) {
   std::vector<RenamePair> rows;
   char line[256];
   while (fgets(line, sizeof line, f) != nullptr) {
@@ -184,7 +190,6 @@ RenamePair *AtLoadRenameList(const char *path) {
     if (AtParseRenameLine(line, &p))
       rows.push_back(p);
   }
-  fclose(f);
   RenamePair *list = new (std::nothrow) RenamePair[rows.size() + 1];
   if (list == nullptr)
     return nullptr;

@@ -50,6 +50,8 @@ bool AtParseRenameLine(const char *line, RenamePair *pair);
 // else an array ended by an empty row, to be given to AtFreeRenameList.
 RenamePair *AtLoadRenameList(const char *path);
 void AtFreeRenameList(RenamePair *list);
+// The same from an open file, read to its end.
+RenamePair *AtReadRenameList(FILE *f);
 
 // Loads both lists from ..\data\at\ (remed.txt, author.txt) and frees them.
 void AtLoadAssociationLists(AssociationLists *lists);

@@ -18,13 +18,11 @@
 namespace {
 
 // Lines of a list file are read up to this many characters; a load file's
-// up to kLoadLineSize - 1.
-constexpr int kListLineSize = 255;
-constexpr int kLoadLineSize = 1024;
+// up to kUdefLoadLineSize - 1.
 
-// Reads a line of at most size - 1 characters without its line end; the
-// rest of a longer line is passed over, never taken for a line of its own.
-bool ReadLine(FILE *f, char *buf, int size) {
+} // namespace
+
+bool UdefReadLine(FILE *f, char *buf, int size) {
   if (fgets(buf, size, f) == nullptr)
     return false;
   size_t n = strlen(buf);
@@ -36,6 +34,8 @@ bool ReadLine(FILE *f, char *buf, int size) {
   buf[strcspn(buf, "\r\n")] = '\0';
   return true;
 }
+
+namespace {
 
 std::string Column(const char *line, size_t from, size_t width) {
   size_t n = strlen(line);
@@ -176,9 +176,9 @@ template <typename K> void Update(int showDone) {
   }
   rewind(f);
   Told told;
-  char line[kListLineSize];
+  char line[kUdefLineSize];
   int number = 0;
-  while (ReadLine(f, line, sizeof line)) {
+  while (UdefReadLine(f, line, sizeof line)) {
     ++number;
     UdefLine u;
     if (h == 0 || !UdefParseLine(line, K::abbrevWidth, K::nameWidth, &u))
@@ -242,8 +242,8 @@ template <typename K> void Load() {
   }
   static Rec rec, found, held;
   Told told;
-  char line[kLoadLineSize];
-  while (ReadLine(f, line, sizeof line)) {
+  char line[kUdefLoadLineSize];
+  while (UdefReadLine(f, line, sizeof line)) {
     K::Clear(&rec);
     if (!K::Parse(line, &rec))
       continue;
@@ -323,7 +323,7 @@ bool UdefParseLine(const char *line, size_t abbrevWidth, size_t nameWidth,
   out->Key = Column(line, 0, kUdefKeyColumns);
   out->Abbrev =
       Cut(Column(line, kUdefKeyColumns, kUdefKeyColumns), abbrevWidth);
-  out->Name = Cut(Column(line, 2 * kUdefKeyColumns, kListLineSize), nameWidth);
+  out->Name = Cut(Column(line, 2 * kUdefKeyColumns, kUdefLineSize), nameWidth);
   return !out->Key.empty();
 }
 

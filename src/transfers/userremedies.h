@@ -17,6 +17,7 @@
 #include "store/records.h"
 
 #include <cstddef>
+#include <cstdio>
 #include <string>
 
 inline constexpr int kUserRemedyFirst = 3161;
@@ -33,6 +34,16 @@ inline constexpr size_t kUdefNameColumns = 60;
 // records hold them.
 inline constexpr size_t kUdefRemedyAbbrev = 15, kUdefRemedyName = 50;
 inline constexpr size_t kUdefAuthorAbbrev = 20, kUdefAuthorName = 70;
+
+// Lines of a list file are read up to this many characters less one; a
+// load file's likewise up to kUdefLoadLineSize.
+inline constexpr int kUdefLineSize = 255;
+inline constexpr int kUdefLoadLineSize = 1024;
+
+// Reads a line of at most size - 1 characters without its line end; the
+// rest of a longer line is passed over, never taken for a line of its own.
+// Answers false at the end of the file.
+bool UdefReadLine(FILE *f, char *buf, int size);
 
 struct UdefLine {
   std::string Key, Abbrev, Name;
