@@ -1,0 +1,470 @@
+// How fast a user's log moves to a new edition: builds in a scratch folder
+// a new edition of 250,000 symptoms (bench_repertory.h), the association
+// table of the old edition beside it (one row a symptom; one symptom in ten
+// had another text in the old edition, one in a hundred another parent
+// level text), an index, and rename lists of 500 remedies and 100 authors;
+// writes an old-edition log of 10,000 remedy operations without unique ids,
+// with old paths and, for one entry in five, old abbreviations. Then times
+// the translation alone (LogTranslateEntry over every entry, in memory) and
+// the run that /UPGRADEASSOC starts after its backup: the user-defined
+// lists, and LogRunTable in association mode keeping the own log of the new
+// edition, with no Progress window. The backup itself is the copy
+// program's and is timed by backup_bench.
+//
+//   upgrade_bench [--count N] [--entries N] [--keep]
+//
+// Build in Release for figures worth quoting; docs/performance.md holds them.
+#include "bench_repertory.h"
+#include "logentry/logentry.h"
+#include "logentry/tally.h"
+#include "logrun/logrun.h"
+#include "logrun/translate.h"
+#include "ops/subject.h"
+#include "ops/verify.h"
+#include "platform/files.h"
+#include "platform/process.h"
+#include "platform/strutil.h"
+#include "platform/xvt_model.h"
+#include "services/config.h"
+#include "services/messages.h"
+#include "services/work.h"
+#include "session/runoptions.h"
+#include "session/session.h"
+#include "shell/menu.h"
+#include "store/records.h"
+#include "store/store.h"
+#include "store/strdate.h"
+#include "transfers/extractbuild.h"
+#include "transfers/userremedies.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <sys/resource.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using namespace bench;
+
+bool Check(bool ok, const char *what) {
+  if (!ok)
+    fprintf(stderr, "upgrade_bench: %s failed (%d)\n", what, OrvixError);
+  return ok;
+}
+
+long PeakKb() {
+  rusage u;
+  getrusage(RUSAGE_SELF, &u);
+  return u.ru_maxrss;
+}
+
+double LoadAverage() {
+  double load[1] = {0};
+  return getloadavg(load, 1) == 1 ? load[0] : -1;
+}
+
+void RemedyAbbrev(char *out, size_t cap, int id) {
+  StrFormat(out, cap, "R%d.", id);
+}
+void AuthorAbbrev(char *out, size_t cap, int id) {
+  StrFormat(out, cap, "A%d", id);
+}
+
+bool BuildCatalogues() {
+  TblHandle r = TblCreateRemed("..\\system\\rem", 1, 1);
+  TblHandle a = TblCreateAuthor("..\\system\\aut", 1, 1);
+  if (!Check(r != 0 && a != 0, "Remed and Author tables"))
+    return false;
+  for (int id = 1; id <= kRemedyIds; ++id) {
+    Remed x;
+    memset(&x, 0, sizeof x);
+    x.CursorState = 0xff;
+    x.Id = static_cast<uint16_t>(id);
+    RemedyAbbrev(x.Abbrev, sizeof x.Abbrev, id);
+    if (!Check(TblSaveRemed(r, &x, kSaveAdd) == 0, "remedy"))
+      return false;
+  }
+  for (int id = 1; id <= kAuthorIds; ++id) {
+    Author x;
+    memset(&x, 0, sizeof x);
+    x.CursorState = 0xff;
+    x.Id = static_cast<uint16_t>(id);
+    AuthorAbbrev(x.Abbrev, sizeof x.Abbrev, id);
+    if (!Check(TblSaveAuthor(a, &x, kSaveAdd) == 0, "author"))
+      return false;
+  }
+  DbCloseFile(r);
+  DbCloseFile(a);
+
+  TblHandle cat = TblCreateCatalog("..\\system\\cat", 1, 1);
+  if (!Check(cat != 0, "catalogue"))
+    return false;
+  Catalog old;
+  memset(&old, 0, sizeof old);
+  old.CursorState = 0xff;
+  old.Kind = 1;
+  old.Id = 1;
+  StrCopy(old.Abbrev, "BREP2009");
+  StrCopy(old.RepertoryBlock.Title, "Repertorium 2009");
+  memset(&CurrentCatalog, 0, sizeof CurrentCatalog);
+  CurrentCatalog.CursorState = 0xff;
+  CurrentCatalog.Kind = 1;
+  CurrentCatalog.Id = 2;
+  StrCopy(CurrentCatalog.Abbrev, "BREP2012");
+  StrCopy(CurrentCatalog.RepertoryBlock.Title, "Repertorium 2012");
+  const char *tables[] = {"symptom", "chapter", "extract", "word1",
+                          "word2",   "view",    ""};
+  for (int i = 0; i < kCatPathCount; ++i)
+    StrFormat(CurrentCatalog.RepertoryBlock.Paths[i], "..\\data\\rep\\%s",
+              tables[i]);
+  bool ok = TblSaveCatalog(cat, &old, kSaveAdd) == 0 &&
+            TblSaveCatalog(cat, &CurrentCatalog, kSaveAdd) == 0;
+  DbCloseFile(cat);
+  return Check(ok, "catalogue entries");
+}
+
+bool BuildRepertory(const std::vector<Planned> &plan) {
+  TblHandle h = TblCreateSymptom("..\\data\\rep\\symptom", 1, 1);
+  if (!Check(h != 0, "Symptom table"))
+    return false;
+  Symptom s;
+  SymptomRemedy *arr = TblAllocSymptomRemed(64);
+  for (const Planned &p : plan) {
+    memset(static_cast<void *>(&s), 0, sizeof s);
+    s.CursorState = 0xff;
+    s.Remedies = arr;
+    s.Num = p.at.num;
+    s.Sub = p.at.sub;
+    s.ParentNum = p.parent.num;
+    s.ParentSub = p.parent.sub;
+    s.Level = p.level;
+    s.Chapter = p.chapter;
+    s.UniqueId = p.uniqueId;
+    StrCopy(s.Text1, p.text1);
+    StrCopy(s.Text2, p.text2);
+    s.RemedyCount = static_cast<uint16_t>(p.remedies.size() - 1);
+    std::copy(p.remedies.begin(), p.remedies.end(), arr);
+    if (!Check(TblSaveSymptom(h, &s, kSaveAdd) == 0, "symptom"))
+      return false;
+  }
+  TblFreeSymptomRemed(&s);
+  DbCloseFile(h);
+  ExtractBuildHooks hooks{nullptr, nullptr, nullptr, nullptr};
+  if (!Check(ExtractBuild("..\\data\\rep\\symptom", "..\\data\\rep\\extract",
+                          "..\\system\\rem", "..\\data\\rep\\",
+                          hooks) == kExtractOk,
+             "Extract build"))
+    return false;
+  for (const char *w : {"..\\data\\rep\\word1", "..\\data\\rep\\word2"})
+    DbCloseFile(TblCreateWord(w, 1, 1));
+  DbCloseFile(TblCreateNote("..\\data\\rep\\Note", 1, 1));
+  DbCloseFile(TblCreateLink("..\\data\\rep\\Link", 1, 1));
+  DbCloseFile(TblCreateView("..\\data\\rep\\View", 1, 1));
+  return true;
+}
+
+size_t IndexOf(const Numbered &n) {
+  return (n.num - 1) * 1000 + n.sub;
+}
+
+// The old edition's text of a level: one symptom in ten was called
+// otherwise.
+std::string OldText(const std::vector<Planned> &plan, size_t i) {
+  std::string t = plan[i].text1;
+  return i % 10 == 3 ? "einst " + t : t;
+}
+
+// A path of planned symptom i, old or new, joined by `sep`.
+std::string PathOf(const std::vector<Planned> &plan, size_t i, bool old,
+                   const char *sep) {
+  std::vector<std::string> levels;
+  for (;;) {
+    levels.push_back(old ? OldText(plan, i) : std::string(plan[i].text1));
+    if (plan[i].parent.num == 0)
+      break;
+    i = IndexOf(plan[i].parent);
+  }
+  std::string path;
+  for (size_t k = levels.size(); k-- > 0;) {
+    if (!path.empty())
+      path += sep;
+    path += levels[k];
+  }
+  return path;
+}
+
+bool BuildAssociation(const std::vector<Planned> &plan) {
+  TblHandle h = TblCreateAt("..\\data\\at\\atbench", 1, 1);
+  if (!Check(h != 0, "association table"))
+    return false;
+  static At rec;
+  for (size_t i = 0; i < plan.size(); ++i) {
+    const Planned &p = plan[i];
+    rec.CursorState = 0xff;
+    TblClearAt(&rec);
+    rec.Num = p.at.num;
+    rec.Sub = p.at.sub;
+    rec.ParentNum = p.parent.num;
+    rec.ParentSub = p.parent.sub;
+    StrCopy(rec.Text, OldText(plan, i).c_str());
+    StrCopy(rec.NewPath, PathOf(plan, i, false, " - ").c_str());
+    if (!Check(TblSaveAt(h, &rec, kSaveAdd) == 0, "association row"))
+      return false;
+  }
+  DbCloseFile(h);
+  FILE *f = PlatOpenFile("..\\data\\at\\index.txt", "wb");
+  FILE *rem = PlatOpenFile("..\\data\\at\\remed.txt", "wb");
+  FILE *aut = PlatOpenFile("..\\data\\at\\author.txt", "wb");
+  if (!Check(f && rem && aut, "association lists"))
+    return false;
+  fputs("BREP2012|BREP2009|BREP2009|atbench|\n", f);
+  for (int id = 1; id <= 500; ++id)
+    fprintf(rem, "Old%d.|R%d.\n", id, id);
+  for (int id = 1; id <= 100; ++id)
+    fprintf(aut, "old%d|A%d\n", id, id);
+  fclose(f);
+  fclose(rem);
+  fclose(aut);
+  return true;
+}
+
+// The old edition's log: remedy operations on distinct symptoms, by their
+// old paths, without unique ids; one in five names its remedy and author
+// as the old edition did.
+bool WriteLog(const std::vector<Planned> &plan, int entries) {
+  TblHandle log = TblCreateRlog("..\\log\\BREP2009", 0, 1, 3);
+  if (!Check(log != 0, "log"))
+    return false;
+  std::vector<size_t> order(plan.size());
+  for (size_t i = 0; i < order.size(); ++i)
+    order[i] = i;
+  std::shuffle(order.begin(), order.end(), gRandom);
+  long date = 0;
+  DateYMDToLong(2010, 3, 15, &date);
+  static char buffer[kLogTextSize];
+  for (int n = 0; n < entries; ++n) {
+    size_t i = order[static_cast<size_t>(n) % order.size()];
+    const Planned &p = plan[i];
+    int present = static_cast<int>(p.remedies.size()) - 1;
+    const SymptomRemedy &old =
+        p.remedies[static_cast<size_t>(Pick(0, present - 1))];
+    char rem[32], aut[32];
+    int op, r = Pick(0, 99);
+    std::string tail;
+    if (r < 50) {
+      op = OpAddRemedy;
+      int id;
+      do
+        id = Pick(1, 500);
+      while (std::any_of(
+          p.remedies.begin(), p.remedies.end(),
+          [&](const SymptomRemedy &x) { return x.RemedyId == id; }));
+      if (n % 5 == 0) {
+        StrFormat(rem, sizeof rem, "Old%d.", id);
+        StrFormat(aut, sizeof aut, "old%d", Pick(1, 100));
+      } else {
+        RemedyAbbrev(rem, sizeof rem, id);
+        AuthorAbbrev(aut, sizeof aut, Pick(1, kAuthorIds));
+      }
+      tail = std::to_string(Pick(1, 4));
+    } else {
+      op = OpChangeDegree;
+      RemedyAbbrev(rem, sizeof rem, old.RemedyId);
+      AuthorAbbrev(aut, sizeof aut, old.AuthorId);
+      tail = std::to_string(old.Degree) + kLogFieldSep +
+             std::to_string(old.Degree % 4 + 1);
+    }
+    std::string text = std::string("0") + kLogFieldSep +
+                       PathOf(plan, i, true, " \x02 ") + kLogFieldSep + rem +
+                       kLogFieldSep + aut + kLogFieldSep + tail;
+    LogEntry e;
+    LogClearEntry(&e, buffer);
+    StrCopy(buffer, kLogTextSize, text.c_str());
+    e.number = n + 1;
+    e.operation = static_cast<uint16_t>(op);
+    e.date = static_cast<uint32_t>(date);
+    e.time = static_cast<uint32_t>(36000 + n);
+    if (!Check(TblSaveRlog(log, &e, kSaveAdd) == 0, "log entry"))
+      return false;
+  }
+  return Check(DbCloseFile(log) == 0, "log close");
+}
+
+// The translation alone: every entry of the log, read into memory first.
+bool TimeTranslation(int entries) {
+  TblHandle log = TblOpenRlog("..\\log\\BREP2009", 1, 1);
+  TblHandle sym = TblOpenSymptom("..\\data\\rep\\symptom", 1, 1);
+  OpRemedTable = TblOpenRemed("..\\system\\rem", 1, 1);
+  OpAuthorTable = TblOpenAuthor("..\\system\\aut", 1, 1);
+  AtTables at;
+  char failed[300];
+  if (!Check(log && sym && OpRemedTable && OpAuthorTable, "tables") ||
+      !Check(AtOpenTables("..\\data\\at\\", "BREP2012", "BREP2009", &at,
+                          failed, sizeof failed) == 0,
+             "association tables"))
+    return false;
+  AssociationLists lists;
+  AtLoadAssociationLists(&lists);
+  std::vector<std::string> texts;
+  std::vector<uint16_t> ops;
+  static char buffer[kLogTextSize];
+  LogEntry e;
+  LogClearEntry(&e, buffer);
+  for (int r = TblFindFullRlog(log, &e, 0, kFindFirst); r == 0;
+       r = TblFindFullRlog(log, &e, 0, kFindNext)) {
+    texts.push_back(buffer);
+    ops.push_back(e.operation);
+  }
+  FILE *errors = PlatOpenFile("translate.err", "wb");
+  long before = PeakKb();
+  int refused = 0;
+  auto w0 = Clock::now();
+  double c0 = CpuNow();
+  for (size_t i = 0; i < texts.size(); ++i) {
+    StrCopy(buffer, kLogTextSize, texts[i].c_str());
+    e.operation = ops[i];
+    e.symptomId = 0;
+    refused += LogTranslateEntry(sym, at.First, &e, errors, 1, lists);
+  }
+  double cpu = CpuNow() - c0, wall = Seconds(w0);
+  double n = static_cast<double>(texts.size());
+  printf("translation: %zu entries in %.3f s wall (CPU %.3f s): %.0f "
+         "entries/s wall, %.0f entries/s CPU; %d refused\n",
+         texts.size(), wall, cpu, n / std::max(wall, 1e-9),
+         n / std::max(cpu, 1e-9), refused);
+  printf("  peak memory: %ld kB before, %ld kB after\n", before, PeakKb());
+  if (errors != nullptr)
+    fclose(errors);
+  AtFreeAssociationLists(&lists);
+  AtCloseTables(&at);
+  DbCloseFile(OpAuthorTable);
+  DbCloseFile(OpRemedTable);
+  OpRemedTable = OpAuthorTable = 0;
+  OpReleaseRecords();
+  DbCloseFile(sym);
+  DbCloseFile(log);
+  return static_cast<int>(texts.size()) == entries;
+}
+
+void CountFault(const char *fault, void *ctx) {
+  int &n = *static_cast<int *>(ctx);
+  if (n++ < 10)
+    fprintf(stderr, "  fault: %s\n", fault);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+  int count = 250000, entries = 10000;
+  bool keep = false;
+  for (int i = 1; i < argc; ++i) {
+    if (strcmp(argv[i], "--keep") == 0) {
+      keep = true;
+      continue;
+    }
+    long v = i + 1 < argc ? strtol(argv[i + 1], nullptr, 10) : 0;
+    if (strcmp(argv[i], "--count") == 0 && i + 1 < argc)
+      count = static_cast<int>(std::clamp(v, 1000L, 5000000L));
+    else if (strcmp(argv[i], "--entries") == 0 && i + 1 < argc)
+      entries = static_cast<int>(std::clamp(v, 1L, 10000000L));
+    else {
+      fprintf(stderr,
+              "usage: upgrade_bench [--count N] [--entries N] [--keep]\n");
+      return 2;
+    }
+    ++i;
+  }
+
+  char dir[] = "/tmp/mantrel-upgrade-bench-XXXXXX";
+  if (mkdtemp(dir) == nullptr) {
+    perror("upgrade_bench: mkdtemp");
+    return 1;
+  }
+  std::filesystem::path old = std::filesystem::current_path();
+  std::filesystem::path root = dir;
+  for (const char *sub : {"bin", "system", "data/rep", "data/at", "log"})
+    std::filesystem::create_directories(root / sub);
+  std::filesystem::current_path(root / "bin");
+  if (DbInitialize(50, 90, 4, "A-Mantrel", "", 0) != 0)
+    return 1;
+  XvtReset();
+  setenv("MANTREL_UI", "scripted", 1);
+  unsetenv("MANTREL_SCRIPT");
+  StrCopy(PlatViewerProgram, "true");
+  StrCopy(RemedyCatalogName, "..\\system\\rem");
+  StrCopy(AuthorCatalogName, "..\\system\\aut");
+  StrCopy(CatalogCatalogName, "..\\system\\cat");
+  StrCopy(LogFileDir, "..\\log");
+  StrCopy(NetLogFileDir, "..\\log");
+  StrCopy(DateFormat, "dd.mm.yyyy");
+  Language = 1;
+
+  int rc = 1;
+  do {
+    auto t0 = Clock::now();
+    fprintf(stderr, "planning %d symptoms, building them in %s\n", count, dir);
+    std::vector<Planned> plan = Plan(count);
+    if (!BuildCatalogues() || !BuildRepertory(plan) ||
+        !BuildAssociation(plan) || !WriteLog(plan, entries))
+      break;
+    fprintf(stderr, "built in %.1f s\n", Seconds(t0));
+    sync();
+    printf("machine load (1 min) at the start: %.2f\n", LoadAverage());
+
+    if (!TimeTranslation(entries))
+      break;
+
+    // What /UPGRADEASSOC does once the backup is made: the user-defined
+    // lists, then the translated run keeping the new edition's own log.
+    RunOptionsClear();
+    AppLogDefaults(kRunAssociation);
+    RunOptions.AssociationMode = 1;
+    RunOptions.BatchMode = 0;
+    StrCopy(UpgradeOldAbbrev, "BREP2009");
+    StrCopy(LogPath, "..\\log\\BREP2009");
+    StrCopy(RunOptions.TextLogFile, "..\\log\\BREP2012.txt");
+    StrCopy(RunOptions.ErrorsFile, "..\\log\\BREP2012.err");
+    StrCopy(RunOptions.StatisticsFile, "..\\log\\BREP2012.rpt");
+    WorkKeepGoing = 1;
+    long before = PeakKb();
+    auto w0 = Clock::now();
+    double c0 = CpuNow();
+    UpdateRemedies(0);
+    UpdateAuthors(0);
+    LogRunTable(NULL_WIN);
+    double cpu = CpuNow() - c0, wall = Seconds(w0);
+    int read = OpRead[kOpTotalRow];
+    printf("translated run: %d entries in %.3f s wall (CPU %.3f s): %.0f "
+           "entries/s wall\n",
+           read, wall, cpu, read / std::max(wall, 1e-9));
+    printf("  done %d, errors %d, warnings %d; peak memory %ld kB before, "
+           "%ld kB after\n",
+           OpDone[kOpTotalRow], OpErrors[kOpTotalRow], OpWarnings[kOpTotalRow],
+           before, PeakKb());
+    printf("machine load (1 min) at the end: %.2f\n", LoadAverage());
+    if (read != entries) {
+      fprintf(stderr, "upgrade_bench: the run read %d of %d entries\n", read,
+              entries);
+      break;
+    }
+    w0 = Clock::now();
+    int faults = 0;
+    VerifyRepertory("..\\data\\rep", CountFault, &faults);
+    printf("  verify: %d faults (%.1f s)\n", faults, Seconds(w0));
+    rc = faults == 0 ? 0 : 1;
+  } while (false);
+
+  DbTerminate("A-Mantrel");
+  std::filesystem::current_path(old);
+  std::error_code ec;
+  if (keep)
+    fprintf(stderr, "files kept in %s\n", dir);
+  else
+    std::filesystem::remove_all(dir, ec);
+  return rc;
+}
