@@ -304,8 +304,8 @@ bool TimeTranslation(int entries) {
   AtTables at;
   char failed[300];
   if (!Check(log && sym && OpRemedTable && OpAuthorTable, "tables") ||
-      !Check(AtOpenTables("..\\data\\at\\", "BREP2012", "BREP2009", &at,
-                          failed, sizeof failed) == 0,
+      !Check(AtOpenTables("..\\data\\at\\", "BREP2012", "BREP2009", &at, failed,
+                          sizeof failed) == 0,
              "association tables"))
     return false;
   AssociationLists lists;

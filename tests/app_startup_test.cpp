@@ -75,8 +75,8 @@ TEST_F(StartupTest, HelpWordsPrintTheVerbsAnywhere) {
     EXPECT_EQ(r.status, 0) << word;
     // The "/?" text first, then what a person at a Linux terminal needs.
     EXPECT_EQ(r.out.rfind(kHelp, 0), 0u) << word;
-    for (const char *part : {"MANTREL_SCRIPT", "MANTREL_DRIVE_x", "tbltool",
-                             "BackupApp"})
+    for (const char *part :
+         {"MANTREL_SCRIPT", "MANTREL_DRIVE_x", "tbltool", "BackupApp"})
       EXPECT_NE(r.out.find(part), std::string::npos) << part;
   }
   RunResult v = Run("--version");

@@ -123,8 +123,8 @@ protected:
     StrCopy(text_, t.c_str());
     e.operation = static_cast<uint16_t>(op);
     e.symptomId = id;
-    int r = LogTranslateEntry(withSymptoms ? sym_ : 0, at_, &e, errors_, 1,
-                              lists_);
+    int r =
+        LogTranslateEntry(withSymptoms ? sym_ : 0, at_, &e, errors_, 1, lists_);
     std::string out = text_;
     for (char &c : out)
       if (c == kLogFieldSep)
@@ -180,15 +180,15 @@ TEST_F(TranslateTest, WalkFindsEachLevelAmongTheChildrenOfTheOneBefore) {
   uint32_t pn = 9, n = 9;
   uint16_t ps = 9, s = 9;
   char text[101];
-  ASSERT_EQ(AtFindPath(at_, "Vertigo - clos", &pn, &ps, text, sizeof text, &n,
-                       &s),
-            0);
+  ASSERT_EQ(
+      AtFindPath(at_, "Vertigo - clos", &pn, &ps, text, sizeof text, &n, &s),
+      0);
   EXPECT_EQ(pn, 20u);
   EXPECT_EQ(n, 21u);
   EXPECT_STREQ(text, "closing the eyes");
-  EXPECT_EQ(AtFindPath(at_, "Vertigo - open", &pn, &ps, text, sizeof text, &n,
-                       &s),
-            2);
+  EXPECT_EQ(
+      AtFindPath(at_, "Vertigo - open", &pn, &ps, text, sizeof text, &n, &s),
+      2);
 }
 
 TEST_F(TranslateTest, LevelsAndCutsCountTheSeparatorsOfTheWalk) {
@@ -230,9 +230,11 @@ TEST_F(TranslateTest, EntriesTakeTheWordsOfTheNewEdition) {
        "0|Mind ^ memory|Sulph.|Kent|2"},
       {OpAddRemedy, "0|Mind - jealousy - night|Sulph.|Kent|2", 0, OpAddRemedy,
        "0|Mind ^ delusions ^ jealousy ^ night|Sulph.|Kent|2"},
-      {OpAddRemedy, "0|Vertigo \x02 closing the eyes \x02 morning|Sulph.|Kent|1",
-       0, OpAddRemedy, "0|Vertigo ^ vertigo ^ closing the eyes ^ morning|Sulph.|"
-                       "Kent|1"},
+      {OpAddRemedy,
+       "0|Vertigo \x02 closing the eyes \x02 morning|Sulph.|Kent|1", 0,
+       OpAddRemedy,
+       "0|Vertigo ^ vertigo ^ closing the eyes ^ morning|Sulph.|"
+       "Kent|1"},
       // Gone from the new edition, or no new path: the entry as it was.
       {OpAddRemedy, "0|Mind - glass|Sulph.|Kent|2", 0, OpAddRemedy,
        "0|Mind - glass|Sulph.|Kent|2"},
@@ -332,8 +334,8 @@ TEST_F(TranslateTest, RenameListsAndTheIndexAreReadLineByLine) {
   EXPECT_EQ(AtLoadRenameList("missing.txt"), nullptr);
 
   AtIndexLine line;
-  ASSERT_TRUE(AtParseIndexLine("SALM2012|SALM2006|SALM2009|at0912e|at0912f  ",
-                               &line));
+  ASSERT_TRUE(
+      AtParseIndexLine("SALM2012|SALM2006|SALM2009|at0912e|at0912f  ", &line));
   EXPECT_STREQ(line.Key, "SALM2012");
   EXPECT_STREQ(line.Older, "SALM2006");
   EXPECT_STREQ(line.First, "at0912e");
@@ -341,11 +343,11 @@ TEST_F(TranslateTest, RenameListsAndTheIndexAreReadLineByLine) {
   ASSERT_TRUE(AtParseIndexLine("N|O|t1|", &line));
   EXPECT_STREQ(line.Second, "");
   EXPECT_FALSE(AtParseIndexLine("N|t1", &line));
-  EXPECT_TRUE(AtIndexLineMatches("salm2012|x|SALM2009|a|b", "SALM2012",
-                                 "SALM2009"));
+  EXPECT_TRUE(
+      AtIndexLineMatches("salm2012|x|SALM2009|a|b", "SALM2012", "SALM2009"));
   EXPECT_FALSE(AtIndexLineMatches("SALM2012|x|a|b", "SALM2012", "SALM2009"));
-  EXPECT_FALSE(AtIndexLineMatches("CALM2012|SALM2009|a|b", "SALM2012",
-                                  "SALM2009"));
+  EXPECT_FALSE(
+      AtIndexLineMatches("CALM2012|SALM2009|a|b", "SALM2012", "SALM2009"));
 }
 
 TEST_F(TranslateTest, TablesOpenThroughTheIndexWithTheirOlderStep) {

@@ -46,8 +46,9 @@ protected:
                "' && MANTREL_UI=scripted MANTREL_VIEWER=true "
                "MANTREL_SCRIPT='" +
                (root_ / "script.txt").string() + "' " +
-               BuiltProgram("mantrel") + " " + args + " </dev/null >/dev/null 2>'" +
-               (root_ / "err.txt").string() + "'");
+               BuiltProgram("mantrel") + " " + args +
+               " </dev/null >/dev/null 2>'" + (root_ / "err.txt").string() +
+               "'");
     return Slurp("err.txt");
   }
 
@@ -73,7 +74,8 @@ protected:
     fs::rename(copy, Bin() / "backup" / "orvcopy.real");
     Spit("demo/bin/backup/orvcopy",
          "#!/bin/sh\nls '" + (root_ / "demo" / "log").string() + "' > '" +
-             (root_ / "atbackup.txt").string() + "'\nexec \"$(dirname \"$0\")"
+             (root_ / "atbackup.txt").string() +
+             "'\nexec \"$(dirname \"$0\")"
              "/orvcopy.real\" \"$@\"\n");
     fs::permissions(copy, fs::perms::owner_all);
   }
@@ -92,9 +94,9 @@ TEST_F(UpgradeDemo, TranslatedTransferTakesEveryEntryOrTellsWhyNot) {
   }
   Spit("demo/system/rem_udef.lst", udef);
   NoteLogFolderAtBackup();
-  std::string err = Mantrel(
-      "/UPGRADEASSOC '..\\log\\whatever' salm2009 SALM2012 at0912e",
-      "answer OK\nanswer OK\n");
+  std::string err =
+      Mantrel("/UPGRADEASSOC '..\\log\\whatever' salm2009 SALM2012 at0912e",
+              "answer OK\nanswer OK\n");
   EXPECT_NE(err.find("translated and transferred to Almanacum 2012"),
             std::string::npos)
       << err;
@@ -125,14 +127,14 @@ TEST_F(UpgradeDemo, TranslatedTransferTakesEveryEntryOrTellsWhyNot) {
   // (and the levels re-created for them, ahead of each).
   EXPECT_GE(Count(own, "\"number\":"), static_cast<int>(applied.size()));
   for (const char *words :
-       {"Mind \\u0002 memory, weakness of\\u0001Sulph.",       // renamed, pointer
+       {"Mind \\u0002 memory, weakness of\\u0001Sulph.", // renamed, pointer
         "questioned, when answering \\u0002 afternoon\\u0001Lyc.\\u0001Kent",
         "Vertigo \\u0002 vertigo \\u0002 closing the eyes \\u0002 morning"
-        "\\u0001Nat-m.",                                       // moved deeper
+        "\\u0001Nat-m.", // moved deeper
         "Chest \\u0002 oppression \\u0002 constriction\\u0001Kali-c.\\u0001"
-        "Hering",                                              // moved, by id
-        "Head \\u0002 hair, falling out",                      // renamed
-        "Mind \\u0002 anxiety\\u0001Orvix-u."})                // reserved id
+        "Hering",                               // moved, by id
+        "Head \\u0002 hair, falling out",       // renamed
+        "Mind \\u0002 anxiety\\u0001Orvix-u."}) // reserved id
     EXPECT_NE(own.find(words), std::string::npos) << words;
   // The entry on a pointer to two symptoms, and the one on a deleted
   // symptom with an id, are told.
@@ -175,8 +177,8 @@ TEST_F(UpgradeDemo, PlainTransferAndResetNameTheirLogsAndReports) {
 }
 
 TEST_F(UpgradeDemo, CancelAndAnUnknownRepertoryRunNothing) {
-  std::string err = Mantrel("/UPGRADEASSOC x SALM2009 SALM2012 y",
-                            "answer Cancel\n");
+  std::string err =
+      Mantrel("/UPGRADEASSOC x SALM2009 SALM2012 y", "answer Cancel\n");
   EXPECT_NE(err.find("Go on?"), std::string::npos) << err;
   EXPECT_FALSE(fs::exists(Log("SALM2012.err")));
   EXPECT_FALSE(fs::exists(Log("running.log")));
@@ -204,13 +206,15 @@ TEST_F(UpgradeDemo, DialogStartWithAPlusAsksForTheRange) {
   std::set<int> refused = EntryNumbers(Slurp("demo/log/SALM2009.txt"));
   seen.insert(refused.begin(), refused.end());
   EXPECT_EQ(seen, (std::set<int>{60, 61, 62, 63, 64, 65}));
-  EXPECT_NE(Dump("rlog", "..\\log\\SALM2012").find("questioned, when answering"),
-            std::string::npos);
+  EXPECT_NE(
+      Dump("rlog", "..\\log\\SALM2012").find("questioned, when answering"),
+      std::string::npos);
 
   // Cancel at the range prompt: nothing runs.
   fs::remove(Log("SALM2009.edt"));
-  err = Mantrel("", "select 5 1\nclick 1\nmenu 1040\nclick 11\nselect 5 0\n"
-                    "click 1\nset 6 +..\\log\\SALM2009\nclick 1\ncancel\nexit\n");
+  err =
+      Mantrel("", "select 5 1\nclick 1\nmenu 1040\nclick 11\nselect 5 0\n"
+                  "click 1\nset 6 +..\\log\\SALM2009\nclick 1\ncancel\nexit\n");
   EXPECT_FALSE(fs::exists(Log("SALM2009.edt")));
 }
 
@@ -260,8 +264,8 @@ TEST_F(UpgradeDemo, LoadFilesOfARunResolveCollisions) {
        "x\n"
        "3210|Orvix-n.|Orvixia nova|0|0|0|0\n");
   Spit("demo/bin/authors.txt", "950|Orvix|The Orvix school|a|b|c|3|1\n");
-  std::string err = Mantrel("/RUN ..\\log\\sample 1 remedies.txt authors.txt",
-                            "answer 2\n");
+  std::string err =
+      Mantrel("/RUN ..\\log\\sample 1 remedies.txt authors.txt", "answer 2\n");
   std::string remed = Dump("remed", "..\\system\\remed");
   // A published remedy keeps its id; the line's id is dropped.
   EXPECT_EQ(Count(remed, "\"Abbrev\":\"Sulph.\""), 1) << remed;

@@ -541,8 +541,7 @@ int LogRunApplyEntry(LogEntry *entry, const OpContext &ctx,
   KeepCounts(before);
   DbEntryBegin();
   int result;
-  if (source.check != nullptr &&
-      source.check(entry, ctx, source.data) != 0) {
+  if (source.check != nullptr && source.check(entry, ctx, source.data) != 0) {
     int op = entry->operation;
     if (op >= 1 && op <= kOpCount)
       ++OpRead[op - 1];
@@ -761,11 +760,11 @@ void LogRunTable(WINDOW) {
     if (swapped)
       LogSwapLanguage(entry.text);
     TableSource table{swapped, nullptr, 0};
-    if (LogRunApplyEntry(
-            &entry, ctx,
-            LogRunSource{TableReadAgain, TableNotApplied, &table,
-                         RunOptions.AssociationMode != 0 ? TableTranslate
-                                                         : nullptr}) != 0) {
+    if (LogRunApplyEntry(&entry, ctx,
+                         LogRunSource{TableReadAgain, TableNotApplied, &table,
+                                      RunOptions.AssociationMode != 0
+                                          ? TableTranslate
+                                          : nullptr}) != 0) {
       // A table could not be written: the run stops, the entry undone.
       RunStopped = true;
       SessionFail(1);

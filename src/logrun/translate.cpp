@@ -247,8 +247,7 @@ bool AtIndexLineMatches(const char *line, const char *newAbbrev,
   char upper[kAtIndexLineSize];
   StrCopy(upper, line);
   DbToUpper(upper);
-  if (newAbbrev[0] == '\0' ||
-      strncmp(upper, newAbbrev, strlen(newAbbrev)) != 0)
+  if (newAbbrev[0] == '\0' || strncmp(upper, newAbbrev, strlen(newAbbrev)) != 0)
     return false;
   return strstr(upper, oldAbbrev) != nullptr;
 }
@@ -274,8 +273,7 @@ bool FindIndexLine(FILE *f, Match match, AtIndexLine *out) {
   return false;
 }
 
-TblHandle OpenAt(const char *folder, const char *name, char *path,
-                 size_t cap) {
+TblHandle OpenAt(const char *folder, const char *name, char *path, size_t cap) {
   StrFormat(path, cap, "%s%s", folder, name);
   TblHandle h = TblOpenAt(path, 0, 1);
   if (OrvixError != 0 || h == 0) {
@@ -452,9 +450,8 @@ bool RenameAbbrev(const char *abbrev, const char *prefix, int offset,
   }
   if (list == nullptr)
     return false;
-  for (const RenamePair *p = list; stopAtEmptyNew ? p->New[0] != '\0'
-                                                  : p->Old[0] != '\0';
-       ++p) {
+  for (const RenamePair *p = list;
+       stopAtEmptyNew ? p->New[0] != '\0' : p->Old[0] != '\0'; ++p) {
     if (strcmp(p->Old, abbrev) == 0 && find(p->New, &rec) == 0) {
       *out = rec.Abbrev;
       return true;
@@ -560,9 +557,8 @@ std::string TranslateReferences(TblHandle symptoms, TblHandle assoc,
     wanted += line.substr(1);
     uint32_t num, pnum;
     uint16_t sub, psub;
-    if (symptoms != 0 &&
-        GetSptNumFromText(symptoms, language, wanted.c_str(), &num, &sub) ==
-            0) {
+    if (symptoms != 0 && GetSptNumFromText(symptoms, language, wanted.c_str(),
+                                           &num, &sub) == 0) {
       out += line + "\n";
       continue;
     }
@@ -706,8 +702,7 @@ int LogTranslateEntry(TblHandle symptoms, TblHandle assoc, LogEntry *entry,
       w.Set(rf, v);
     if (LogHasField(offsets, af) &&
         RenameAbbrev<Author>(LogField(text, offsets, af), "aut", 885,
-                             lists.Authors, true, OpFindAuthor, AuthorById,
-                             &v))
+                             lists.Authors, true, OpFindAuthor, AuthorById, &v))
       w.Set(af, v);
   }
 

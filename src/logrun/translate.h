@@ -144,4 +144,5 @@ void AtStorePath(char *path);
 // refused; with `reportOn` the reason goes to `errors`. The text is one
 // string again on return.
 int LogTranslateEntry(TblHandle symptoms, TblHandle assoc, LogEntry *entry,
-                      FILE *errors, int reportOn, const AssociationLists &lists);
+                      FILE *errors, int reportOn,
+                      const AssociationLists &lists);

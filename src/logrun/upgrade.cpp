@@ -41,8 +41,7 @@ void Upgrade(UpgradeKind kind) {
   // The log is always the one of the log folder named by the abbreviation;
   // the reports are named after the target.
   StrFormat(LogPath, "%s\\%s", LogFileDir, logAbbrev);
-  StrFormat(RunOptions.TextLogFile, "%s\\%s.txt", LogFileDir,
-            UpgradeNewAbbrev);
+  StrFormat(RunOptions.TextLogFile, "%s\\%s.txt", LogFileDir, UpgradeNewAbbrev);
   StrFormat(RunOptions.ErrorsFile, "%s\\%s.err", LogFileDir, UpgradeNewAbbrev);
   StrFormat(RunOptions.StatisticsFile, "%s\\%s.rpt", LogFileDir,
             UpgradeNewAbbrev);

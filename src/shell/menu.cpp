@@ -12,8 +12,8 @@
 #include "shell/app.h"
 #include "shell/chooser.h"
 #include "shell/logprefs.h"
-#include "transfers/localise.h"
 #include "shell/repairdlg.h"
+#include "transfers/localise.h"
 #include "transfers/mergecases.h"
 #include "transfers/userremedies.h"
 
