@@ -125,8 +125,9 @@ bool LogCheckSymptom(LogEntry *entry, const OpContext &ctx, TblHandle ownLog,
         wanted = cut == std::string::npos ? std::string()
                                           : wanted.substr(0, cut + 1) + " ";
       }
-      int field = op == OpRenameSymptom ? RenameFields::kNewText
-                                        : AddSymptomFields::kText;
+      int field = op == OpRenameSymptom
+                      ? static_cast<int>(RenameFields::kNewText)
+                      : static_cast<int>(AddSymptomFields::kText);
       const char *added = LogField(entry->text, offsets, field);
       bool same = op == OpRenameSymptom &&
                   strcmp(added, LogField(entry->text, offsets,

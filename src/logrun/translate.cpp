@@ -692,8 +692,10 @@ int LogTranslateEntry(TblHandle symptoms, TblHandle assoc, LogEntry *entry,
   // Remedy and author abbreviations.
   if (op == OpChangeDegree || op == OpDeleteRemedy || op == OpAddRemedy ||
       op == OpChangeNote || op == OpAddLink || op == OpDeleteLink) {
-    int rf = op == OpChangeNote ? NoteFields::kRemedy : RemedyFields::kRemedy;
-    int af = op == OpChangeNote ? NoteFields::kAuthor : RemedyFields::kAuthor;
+    int rf = op == OpChangeNote ? static_cast<int>(NoteFields::kRemedy)
+                                : static_cast<int>(RemedyFields::kRemedy);
+    int af = op == OpChangeNote ? static_cast<int>(NoteFields::kAuthor)
+                                : static_cast<int>(RemedyFields::kAuthor);
     std::string v;
     if (LogHasField(offsets, rf) &&
         RenameAbbrev<Remed>(LogField(text, offsets, rf), "rmd", 3160,
