@@ -5,6 +5,8 @@
 // index and rename lists of ..\data\at\.
 #include "logrun/translate.h"
 
+#include "logrun/levels.h"
+
 #include "logentry/logentry.h"
 #include "logentry/report.h"
 #include "ops/subject.h"
@@ -371,6 +373,56 @@ TEST_F(TranslateTest, TablesOpenThroughTheIndexWithTheirOlderStep) {
   AtCloseTables(&t);
   EXPECT_EQ(t.First, 0);
   EXPECT_EQ(t.OlderFirst, 0);
+}
+
+} // namespace
+
+namespace {
+
+// The search for the symptom of an entry without a unique id in a
+// translated run, where it does not depend on the handlers of symptoms.
+TEST_F(TranslateTest, TheSymptomOfAnEntryIsLookedForInTheNewEdition) {
+  OpContext ctx;
+  ctx.symptoms = sym_;
+  ctx.errors = errors_;
+  int32_t next = 7;
+  struct Case {
+    int op;
+    const char *in;
+    bool goesOn;
+    int message, severity;
+  } cases[] = {
+      // Found, and creating nothing.
+      {OpAddRemedy, "0|Mind \x02 anxiety|Sulph.|Kent|2", true, 0, 0},
+      // A text that exists already is not created twice.
+      {OpAddSymptomBelow, "0|Mind|0|anxiety|1|", false, 2762, 2},
+      {OpAddSymptomAfter, "0|Mind \x02 fear|0|anxiety|1|", false, 2762, 2},
+      {OpRenameSymptom, "0|Mind \x02 fear|0|fear|anxiety|1||", false, 2762, 2},
+      // Renamed to itself: nothing to tell.
+      {OpRenameSymptom, "0|Mind \x02 fear|0|fear|fear|1||", true, 0, 0},
+      {OpAddSymptomBelow, "0|Mind|0|hope|1|", true, 0, 0},
+      // A second-language path that is missing goes on to its handler.
+      {OpAddRemedy, "1|Psychisme \x02 rien|Sulph.|Kent|2", true, 2628, 1},
+      // A symptom that is gone is not re-created to be deleted.
+      {OpDeleteSymptom, "0|Mind \x02 gone away", true, 0, 0},
+  };
+  for (const Case &c : cases) {
+    std::string t = c.in;
+    for (char &ch : t)
+      if (ch == '|')
+        ch = kLogFieldSep;
+    LogEntry e;
+    LogClearEntry(&e, text_);
+    StrCopy(text_, t.c_str());
+    e.operation = static_cast<uint16_t>(c.op);
+    LogLastMessage = LogLastSeverity = 0;
+    EXPECT_EQ(LogCheckSymptom(&e, ctx, 0, &next), c.goesOn) << c.in;
+    EXPECT_EQ(LogLastMessage, c.message) << c.in;
+    EXPECT_EQ(LogLastSeverity, c.severity) << c.in;
+    // The text is one string again, as it came.
+    EXPECT_EQ(std::string(text_), t) << c.in;
+  }
+  EXPECT_EQ(next, 7);
 }
 
 } // namespace

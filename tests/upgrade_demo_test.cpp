@@ -7,7 +7,7 @@
 // collisions, and /AUTREM.
 #include "test_folder.h"
 
-#include <regex>
+#include <cstdlib>
 #include <set>
 #include <sstream>
 
@@ -23,10 +23,11 @@ int Count(const std::string &text, const std::string &what) {
 // The log numbers of the report blocks and text-form entries of a file.
 std::set<int> EntryNumbers(const std::string &text) {
   std::set<int> out;
-  std::regex number("Log entry number: (\\d+)");
-  for (std::sregex_iterator it(text.begin(), text.end(), number), end;
-       it != end; ++it)
-    out.insert(std::stoi((*it)[1]));
+  const std::string label = "Log entry number: ";
+  for (size_t at = 0; (at = text.find(label, at)) != std::string::npos;) {
+    at += label.size();
+    out.insert(atoi(text.c_str() + at));
+  }
   return out;
 }
 

@@ -146,7 +146,9 @@ bool LogCheckSymptom(LogEntry *entry, const OpContext &ctx, TblHandle ownLog,
   LogJoinFields(entry->text, length);
   // A symptom that is gone needs no levels to be deleted again: its
   // handler tells that it is not there.
-  if (language == 1 && op != OpDeleteSymptom) {
+  if (op == OpDeleteSymptom)
+    return true;
+  if (language == 1) {
     if (LogRebuildLevels(entry, ctx, ownLog, nextOwn) != 0) {
       LogReportEntry(ctx.errors, kMsgPathNotRecreated, entry, nullptr, 2);
       LogJoinFields(entry->text, length);

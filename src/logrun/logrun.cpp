@@ -387,7 +387,8 @@ void LogRunFillContext(OpContext *ctx) {
   ctx->partnerSymptoms = LogPartnerSymptoms;
   ctx->concepts = LogPartnerExSp;
   ctx->onConceptSide = LogRunOnConceptSide;
-  ctx->assoc = 0; // a run without association tables
+  // A handler runs on behalf of a transfer when it sees the table.
+  ctx->assoc = RunOptions.AssociationMode != 0 ? Assoc.First : 0;
   ctx->silent = 1;
   ctx->replaceNotes = RunOptions.ReplaceNotes;
   OpSetComment(ctx, RunOptions.Comment);

@@ -360,6 +360,8 @@ void TransferAdditions() {
   UpdateRemedies(0);
   UpdateAuthors(0);
   WorkRun(LogRunTable);
+  // The runs of the Update menu that follow replay logs as they stand.
+  RunOptions.AssociationMode = 0;
 }
 
 // ---------------------------------------------------------------- orders
