@@ -133,9 +133,12 @@ TEST_F(UpgradeDemo, TranslatedTransferTakesEveryEntryOrTellsWhyNot) {
         "Vertigo \\u0002 vertigo \\u0002 closing the eyes \\u0002 morning"
         "\\u0001Nat-m.", // moved deeper
         "Chest \\u0002 oppression \\u0002 constriction\\u0001Kali-c.\\u0001"
-        "Hering",                               // moved, by id
-        "Head \\u0002 hair, falling out",       // renamed
-        "Mind \\u0002 anxiety\\u0001Orvix-u."}) // reserved id
+        "Hering",                              // moved, by id
+        "Head \\u0002 hair, falling out",      // renamed
+        "Mind \\u0002 anxiety\\u0001Orvix-u.", // reserved id
+        // old texts alike over 59 characters, one longer than the field
+        "anxiety \\u0002 waiting, when\\u0001Lyc.",
+        "fear \\u0002 examination, before an\\u0001Sil."})
     EXPECT_NE(own.find(words), std::string::npos) << words;
   // The entry on a pointer to two symptoms, and the one on a deleted
   // symptom with an id, are told.

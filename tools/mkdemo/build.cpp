@@ -566,6 +566,38 @@ int BuildAssociation(const DemoRepertory &oldRep, const DemoRepertory &newRep,
   return 0;
 }
 
+// Rows of the first language's table for old symptoms that the old
+// edition's source no longer holds, numbered from 90000 on.
+int AddAssociationExtras(const DemoRepertory &oldRep,
+                         const std::vector<DemoAssocExtra> &extras,
+                         const char *path) {
+  Table t;
+  t.h = TblOpenAt(path, 1, 1);
+  if (t.h == 0)
+    return Fail("cannot open", path);
+  static At rec;
+  uint32_t num = 90000;
+  for (const DemoAssocExtra &x : extras) {
+    const DemoSymptom *parent = nullptr;
+    for (const DemoSymptom &s : oldRep.Symptoms)
+      if (s.Path1 == x.Parent)
+        parent = &s;
+    if (parent == nullptr)
+      return Fail("no old symptom", x.Parent);
+    rec.CursorState = 0xff;
+    TblClearAt(&rec);
+    rec.Num = num++;
+    rec.ParentNum = parent->Num;
+    rec.ParentSub = parent->Sub;
+    // A text longer than the field keeps what the field holds.
+    StrCopy(rec.Text, x.Text.c_str());
+    StrCopy(rec.NewPath, x.NewPath.c_str());
+    if (TblSaveAt(t.h, &rec, kSaveAdd) != 0 || OrvixError != 0)
+      return Fail("cannot add to", path);
+  }
+  return 0;
+}
+
 // The ids the new edition retired, in the history beside its tables.
 int BuildHistory(const DemoRepertory &oldRep, const DemoRepertory &newRep,
                  const char *path, long date) {
@@ -925,7 +957,10 @@ int DemoBuild(const std::string &sources) {
 
   // The newer edition: association data and the history of retired ids.
   const DemoRepertory &oldRep = reps["SALM2009"], &newRep = reps["SALM2012"];
-  if (BuildAssociation(oldRep, newRep, "..\\data\\at\\at0912e", 1) ||
+  std::vector<DemoAssocExtra> extras;
+  if (DemoReadAssocExtras(src("at/extra.txt"), extras) ||
+      BuildAssociation(oldRep, newRep, "..\\data\\at\\at0912e", 1) ||
+      AddAssociationExtras(oldRep, extras, "..\\data\\at\\at0912e") ||
       BuildAssociation(oldRep, newRep, "..\\data\\at\\at0912f", 2) ||
       BuildHistory(oldRep, newRep, "..\\data\\salm2012\\histoid",
                    DemoDate("01.09.2012")) ||

@@ -96,6 +96,16 @@ int DemoReadLog(const std::string &path, std::vector<DemoLogEntry> &out);
 int DemoReadCases(const std::string &path, std::vector<DemoCase> &out);
 int DemoReadKeynotes(const std::string &path, std::vector<DemoKeynote> &out);
 
+// A row of the association data beyond what the two editions give: a
+// symptom of the old edition that its table kept no more (the parent's
+// path in the old edition, levels joined by " - "; the old text; the new
+// path).
+struct DemoAssocExtra {
+  std::string Parent, Text, NewPath;
+};
+int DemoReadAssocExtras(const std::string &path,
+                        std::vector<DemoAssocExtra> &out);
+
 // A field list of one line, split at every "|".
 std::vector<std::string> DemoSplit(const std::string &line);
 // A date "dd.mm.yyyy" or a time "hh:mm:ss" as the store keeps it; -1 when

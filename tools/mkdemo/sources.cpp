@@ -332,6 +332,19 @@ int DemoReadCases(const std::string &path, std::vector<DemoCase> &out) {
   return f.ok ? 0 : 1;
 }
 
+int DemoReadAssocExtras(const std::string &path,
+                        std::vector<DemoAssocExtra> &out) {
+  SourceFile f(path);
+  std::string line;
+  while (f.Next(line)) {
+    std::vector<std::string> v = DemoSplit(line);
+    if (v.size() != 3 || v[0].empty() || v[1].empty())
+      return f.Fail("expected parent path|old text|new path");
+    out.push_back(DemoAssocExtra{v[0], v[1], v[2]});
+  }
+  return f.ok ? 0 : 1;
+}
+
 int DemoReadKeynotes(const std::string &path, std::vector<DemoKeynote> &out) {
   SourceFile f(path);
   std::string line;

@@ -631,6 +631,13 @@ OWN_LOG_2009 = [
     "3|01.08.2010|12:05:00|0|0|0|Mind - jealousy - night|Hyos.|Kent|2",
     # the new symptom points to two others
     "3|08.08.2010|12:10:00|0|0|0|Sleep - sleepiness|Nux-v.|Kent|3",
+    # two old texts alike over the 59 characters compared, the first longer
+    # than the association table's field (at/extra.txt)
+    "3|15.08.2010|12:15:00|0|0|0|Mind - anxiety - anticipation of an ordeal, "
+    "before an examination or a journey, with diarrhoea, trembling and a weak, "
+    "empty feeling in the stomach|Lyc.|Kent|1",
+    "3|22.08.2010|12:20:00|0|0|0|Mind - anxiety - anticipation of an ordeal, "
+    "before an examination or a journey, without fear|Sil.|Kent|2",
 ]
 
 
