@@ -224,6 +224,7 @@ void TableReadAgain(LogEntry *e, bool forOwnLog, void *data) {
 int TableTranslate(LogEntry *e, const OpContext &ctx, void *data) {
   auto *source = static_cast<TableSource *>(data);
   source->translated = nullptr;
+  LogLastMessage = LogLastSeverity = 0;
   if (LogHasNoPath(e->text))
     return 0;
   bool second = e->text[0] == '1' && Assoc.Second != 0;
@@ -556,12 +557,14 @@ int LogRunApplyEntry(LogEntry *entry, const OpContext &ctx,
       ++OpRead[op - 1];
     ++OpRead[kOpTotalRow];
     LogTallyReport();
-    int32_t *counts = LogLastSeverity == 1 ? OpErrors : OpWarnings;
+    // A refusal told as a warning counts as one; any other as an error.
+    bool warning = LogLastSeverity == 2;
+    int32_t *counts = warning ? OpWarnings : OpErrors;
     if (op >= 1 && op <= kOpCount)
       ++counts[op - 1];
     ++counts[kOpTotalRow];
-    ++(LogLastSeverity == 1 ? LogRunErrorCount : LogRunWarningCount);
-    result = LogLastSeverity == 1 ? 1 : 2;
+    ++(warning ? LogRunWarningCount : LogRunErrorCount);
+    result = warning ? 2 : 1;
   } else {
     result = LogRunEntry(entry, ctx);
   }
