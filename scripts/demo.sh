@@ -41,3 +41,11 @@ if [ -x "$bin/tbltool" ]; then
   echo "== tbltool verify ..\\data\\salm2009"
   "$bin/tbltool" verify '..\data\salm2009' || true
 fi
+# The 2012 edition writes its references in the second style: a small log
+# of reference changes on it.
+echo "== mantrel /RUN ..\\log\\sample2012 3 (Almanacum 2012)"
+MANTREL_UI=scripted MANTREL_VIEWER=true "$bin/mantrel" /RUN '..\log\sample2012' 3 || true
+if [ -x "$bin/tbltool" ]; then
+  echo "== tbltool verify ..\\data\\salm2012"
+  "$bin/tbltool" verify '..\data\salm2012' || true
+fi
