@@ -99,27 +99,29 @@ protected:
 
 TEST_F(OpsTest, NotesAreAddedAppendedReplacedAndDeleted) {
   ASSERT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "0", "", "first"}), 0);
-  EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1), std::make_pair(std::string("first"),
-                                                     std::string("")));
+  EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1),
+            std::make_pair(std::string("first"), std::string("")));
   // Appended behind the rule when the old text is not the note's.
   ASSERT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "0", "", "second"}), 0);
-  EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1).first,
-            "first\n-----------------\nsecond");
+  EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1).first, "first\n-----------------\nsecond");
   // The old text equal to the note replaces it, even when appending.
   ASSERT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "0",
-                  "first\n-----------------\nsecond", "third"}),
+                        "first\n-----------------\nsecond", "third"}),
             0);
   EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1).first, "third");
   // The second language beside it; the run's option replaces.
-  ASSERT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "1", "", "troisi\xe8me"}), 0);
-  ASSERT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "0", "x", "fourth"}, 1), 0);
+  ASSERT_EQ(
+      ChangeNote({"0", kFear, "1", "0", "0", "0", "1", "", "troisi\xe8me"}), 0);
+  ASSERT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "0", "x", "fourth"}, 1),
+            0);
   EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1),
             std::make_pair(std::string("fourth"), std::string("troisi\xe8me")));
   // An empty text empties one language; the other keeps the note.
   ASSERT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "0", "fourth", ""}), 0);
   EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1).second, "troisi\xe8me");
   // Both empty: the note goes. An empty text for no note makes none.
-  ASSERT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "1", "troisi\xe8me", ""}), 0);
+  ASSERT_EQ(
+      ChangeNote({"0", kFear, "1", "0", "0", "0", "1", "troisi\xe8me", ""}), 0);
   EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1).first, "-");
   ASSERT_EQ(ChangeNote({"0", kFear, "2", "0", "0", "0", "0", "", ""}), 0);
   EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 2).first, "-");
@@ -128,24 +130,30 @@ TEST_F(OpsTest, NotesAreAddedAppendedReplacedAndDeleted) {
 
 TEST_F(OpsTest, NotesOfARemedyNeedItsPairAndDegree) {
   // The author's entry of the remedy, its degree; the note keeps it.
-  ASSERT_EQ(ChangeNote({"0", kFear, "2", "Bell.", "Boer", "1", "0", "", "Boer's"}),
-            0);
+  ASSERT_EQ(
+      ChangeNote({"0", kFear, "2", "Bell.", "Boer", "1", "0", "", "Boer's"}),
+      0);
   EXPECT_EQ(NoteOf(1, 1, kBell, kBoer, 1, 2).first, "Boer's");
   // Found again whatever degree the entry names (it is compared to the
   // symptom's first): a degree that differs is a warning.
-  EXPECT_EQ(ChangeNote({"0", kFear, "2", "Bell.", "Boer", "3", "0", "", "x"}), 2);
+  EXPECT_EQ(ChangeNote({"0", kFear, "2", "Bell.", "Boer", "3", "0", "", "x"}),
+            2);
   EXPECT_EQ(LogLastMessage, kMsgDegreeDiffers);
   EXPECT_EQ(LogLastSeverity, 2);
   // A pair that the symptom lacks: 2738, a warning with result 1.
-  EXPECT_EQ(ChangeNote({"0", kFear, "2", "Nux-v.", "Kent", "2", "0", "", "x"}), 1);
+  EXPECT_EQ(ChangeNote({"0", kFear, "2", "Nux-v.", "Kent", "2", "0", "", "x"}),
+            1);
   EXPECT_EQ(LogLastMessage, kMsgPairNotInSymptom);
   EXPECT_EQ(LogLastSeverity, 2);
-  EXPECT_EQ(ChangeNote({"0", kFear, "2", "Xanth.", "Kent", "2", "0", "", "x"}), 1);
-  EXPECT_EQ(LogLastMessage, kMsgRemedyNotFound);
-  EXPECT_EQ(ChangeNote({"0", kFear, "2", "Bell.", "Nobody", "2", "0", "", "x"}), 1);
-  EXPECT_EQ(LogLastMessage, kMsgAuthorNotFound);
-  EXPECT_EQ(ChangeNote({"0", "Mind \x02 fright", "2", "0", "0", "0", "0", "", "x"}),
+  EXPECT_EQ(ChangeNote({"0", kFear, "2", "Xanth.", "Kent", "2", "0", "", "x"}),
             1);
+  EXPECT_EQ(LogLastMessage, kMsgRemedyNotFound);
+  EXPECT_EQ(ChangeNote({"0", kFear, "2", "Bell.", "Nobody", "2", "0", "", "x"}),
+            1);
+  EXPECT_EQ(LogLastMessage, kMsgAuthorNotFound);
+  EXPECT_EQ(
+      ChangeNote({"0", "Mind \x02 fright", "2", "0", "0", "0", "0", "", "x"}),
+      1);
   EXPECT_EQ(LogLastMessage, kMsgSymptomNotFound);
   EXPECT_EQ(NoteOf(1, 1, kBell, kBoer, 1, 2).first, "Boer's");
   ExpectAllConsistent();
@@ -158,8 +166,8 @@ TEST_F(OpsTest, AnAppendAtTheLimitStartsTheNoteAnew) {
     std::string expected;
   } cases[] = {
       // stored + 21 + new = 4096: the rule and the text follow.
-      {4096 - 21 - 80, std::string(4096 - 21 - 80, 's') +
-                           "\n-----------------\n" + nw},
+      {4096 - 21 - 80,
+       std::string(4096 - 21 - 80, 's') + "\n-----------------\n" + nw},
       // One more: the note starts from the new text, which then follows
       // behind the rule once more.
       {4096 - 20 - 80, nw + "\n-----------------\n" + nw},
@@ -178,7 +186,8 @@ TEST_F(OpsTest, AnAppendAtTheLimitStartsTheNoteAnew) {
   // Through the handler: 4096 characters go in, 4097 are refused.
   ASSERT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "0", "", full}), 0);
   EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1).first, full);
-  EXPECT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "0", "", full + "g"}), 1);
+  EXPECT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "0", "", full + "g"}),
+            1);
   EXPECT_EQ(LogLastMessage, kMsgTextTooLong);
   EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1).first, full);
   ExpectAllConsistent();
@@ -263,8 +272,8 @@ TEST_F(OpsTest, ManyEntriesUpToTheCount) {
   // new one makes 255, the next is refused.
   std::string stored;
   for (int i = 1; i <= 254; ++i)
-    stored += (stored.empty() ? "" : " / ") + std::string("2x") +
-              std::to_string(i);
+    stored +=
+        (stored.empty() ? "" : " / ") + std::string("2x") + std::to_string(i);
   Symptom s = Read(1, 1);
   s.Remedies = nullptr;
   TblFindFullSymptom(sym_, &s, 0, kFindEqual);
@@ -442,6 +451,57 @@ TEST_F(OpsTest, SymptomTypesAreTwoDigits) {
             1);
   EXPECT_EQ(LogLastMessage, kMsgSymptomNotFound);
   ExpectAllConsistent();
+}
+
+} // namespace
+
+namespace {
+
+// What the check finds when the tables these operations keep in step do
+// not agree: a word of a synonym that the index lacks, a concept link in
+// one direction only, a concept record naming a symptom that is not there.
+TEST_F(OpsTest, VerifyTellsWhatTheseOperationsKeepInStep) {
+  Symptom s = Read(1, 1);
+  TblFindFullSymptom(sym_, &s, 0, kFindEqual);
+  StrCopy(s.Synonym1, "(= lonely)");
+  ASSERT_EQ(TblSaveSymptom(sym_, &s, kSaveReplace), 0);
+  TblFreeSymptomRemed(&s);
+  ExSp x;
+  memset(&x, 0, sizeof x);
+  x.CursorState = 0xff;
+  x.Num = 1;
+  x.Sub = 1;
+  x.Direction = kConceptToSymptoms;
+  x.Entries[0] = ExSpEntry{5, 1, 0, 0};
+  x.Entries[1] = ExSpEntry{9, 9, 0, 0};
+  x.Entries[2] = ExSpEntry{0xffffffffu, 0xffff, 0, 0};
+  ASSERT_EQ(TblSaveExSp(exsp_, &x, kSaveAdd), 0);
+  CloseTables();
+  std::vector<std::string> faults = Verify();
+  int concepts = VerifyConcepts(
+      "rep", "cpt",
+      [](const char *fault, void *ctx) {
+        static_cast<std::vector<std::string> *>(ctx)->push_back(fault);
+      },
+      &faults);
+  EXPECT_EQ(concepts, 3);
+  std::string all;
+  for (const std::string &f : faults)
+    all += f + "\n";
+  EXPECT_NE(all.find("word1 'lonely': symptom 1.1 'fear' has the word in a "
+                     "synonym or reference, the index does not list it"),
+            std::string::npos)
+      << all;
+  EXPECT_NE(all.find("extrspt: symptom 1.1 direction 1 lists 9.9, which the "
+                     "repertory does not hold"),
+            std::string::npos)
+      << all;
+  EXPECT_NE(all.find("extrspt: 1.1 lists 5.1 in direction 1, the reverse "
+                     "link is missing"),
+            std::string::npos)
+      << all;
+  EXPECT_EQ(faults.size(), 4u) << all;
+  OpenTables();
 }
 
 } // namespace

@@ -51,28 +51,29 @@ protected:
   void AddSymptoms() {
     TblHandle s = TblOpenSymptom("rep\\symptom", 0, 1);
     ASSERT_NE(s, 0);
-    SaveRows(s, {
-                    {1, 3, 1, 1, 3, 1, "dark, of", "obscurit\xe9, de l'", 103},
-                    {2, 0, 1, 0, 2, 1, "anxiety", "anxi\xe9t\xe9", 110},
-                    {2, 1, 2, 0, 3, 1, "night", "nuit", 111},
-                    {2, 2, 2, 1, 4, 1, "3 - 5 h", "3 - 5 h", 112},
-                    {5, 2, 5, 1, 3, 2, "pressing (as from - a weight)",
-                     "pressante", 202},
-                    {6, 0, 0, 0, 1, 3, "Generalities", "G\xe9n\xe9ralit\xe9s",
-                     300},
-                    {6, 1, 6, 0, 2, 3, "weakness", "faiblesse", 301},
-                    {6, 2, 6, 0, 2, 3, "\xe9"
-                                       "blouissement",
-                     "\xe9"
-                     "blouissement",
-                     302},
-                    {7, 0, 0, 0, 1, 4, "Deep", "Profond", 400},
-                });
+    SaveRows(
+        s, {
+               {1, 3, 1, 1, 3, 1, "dark, of", "obscurit\xe9, de l'", 103},
+               {2, 0, 1, 0, 2, 1, "anxiety", "anxi\xe9t\xe9", 110},
+               {2, 1, 2, 0, 3, 1, "night", "nuit", 111},
+               {2, 2, 2, 1, 4, 1, "3 - 5 h", "3 - 5 h", 112},
+               {5, 2, 5, 1, 3, 2, "pressing (as from - a weight)", "pressante",
+                202},
+               {6, 0, 0, 0, 1, 3, "Generalities", "G\xe9n\xe9ralit\xe9s", 300},
+               {6, 1, 6, 0, 2, 3, "weakness", "faiblesse", 301},
+               {6, 2, 6, 0, 2, 3,
+                "\xe9"
+                "blouissement",
+                "\xe9"
+                "blouissement",
+                302},
+               {7, 0, 0, 0, 1, 4, "Deep", "Profond", 400},
+           });
     for (uint16_t k = 1; k <= 10; ++k) {
       std::string t = "a" + std::to_string(k + 1);
-      SaveRows(s, {{7, k, 7, static_cast<uint16_t>(k - 1),
-                    static_cast<uint8_t>(k + 1), 4, t.c_str(), t.c_str(),
-                    400 + k}});
+      SaveRows(
+          s, {{7, k, 7, static_cast<uint16_t>(k - 1),
+               static_cast<uint8_t>(k + 1), 4, t.c_str(), t.c_str(), 400 + k}});
     }
     DbCloseFile(s);
   }

@@ -23,8 +23,8 @@ TEST(RefListTest, SplittingTakesEntriesAsAUserTypesThem) {
       {"", {}},
       {" / / ", {}},
       // A " / " inside a level text stays in it: no digit follows.
-      {"2heat / cold, alternating / 1Head", {"2heat / cold, alternating",
-                                             "1Head"}},
+      {"2heat / cold, alternating / 1Head",
+       {"2heat / cold, alternating", "1Head"}},
       // Doubled slashes between entries count as one separator.
       {"2fear // 2night", {"2fear", "2night"}},
       // Every level digit begins an entry.
@@ -43,8 +43,7 @@ TEST(RefListTest, SplittingTakesEntriesAsAUserTypesThem) {
 }
 
 TEST(RefListTest, SortingPutsDeeperLevelsFirstThenTheTextInCapitals) {
-  List l = {"1Head - pain", "2fear", "3night", "2Anxiety", "2\xe9tat",
-            "2zeal"};
+  List l = {"1Head - pain", "2fear", "3night", "2Anxiety", "2\xe9tat", "2zeal"};
   EXPECT_TRUE(RefSortList(&l));
   // 0xC9 (capital E acute) sorts after the plain capitals.
   EXPECT_EQ(l, (List{"3night", "2Anxiety", "2fear", "2zeal", "2\xe9tat",
@@ -105,7 +104,11 @@ TEST_F(RefTreeTest, ResolvingFollowsTheDigitAndTheTree) {
   EXPECT_EQ(Resolve(1, 1, "3night"), "1.2");
   EXPECT_EQ(Resolve(1, 1, "3dark"), "1.3") << "a text that begins a symptom's";
   EXPECT_EQ(Resolve(1, 1, "2FEAR - NIGHT"), "1.2") << "capitals do not count";
-  EXPECT_EQ(Resolve(6, 1, "2\xc9" "BLOUI"), "6.2") << "nor accented capitals";
+  EXPECT_EQ(Resolve(6, 1,
+                    "2\xc9"
+                    "BLOUI"),
+            "6.2")
+      << "nor accented capitals";
   EXPECT_EQ(Resolve(5, 1, "3pressing (as from - a weight)"), "5.2");
   EXPECT_EQ(Resolve(1, 1, "2peur - nuit", 1), "1.2") << "second language";
   // Failures: an empty reference and '0Mind' are syntax; a path that
@@ -119,8 +122,8 @@ TEST_F(RefTreeTest, EveryLevelDigitOnADeepSymptom) {
   // From a11 (7.10, level 11): digit d starts below the ancestor of level
   // d - 1, so "da{d}" names the symptom of level d.
   for (int d = 1; d <= 9; ++d) {
-    std::string ref = std::to_string(d) + (d == 1 ? "Deep" : "a" +
-                                           std::to_string(d));
+    std::string ref =
+        std::to_string(d) + (d == 1 ? "Deep" : "a" + std::to_string(d));
     EXPECT_EQ(Resolve(7, 10, ref.c_str()), "7." + std::to_string(d - 1)) << ref;
   }
   // Normalising drops the shared levels, but a digit stays one digit.
@@ -139,9 +142,8 @@ TEST_F(RefTreeTest, BadDestinationsAreReportedOnceForARunOfTheSameText) {
   EXPECT_NE(RefResolve(sym_, 1, 1, "2fright", 0, f, "xref", &n, &s), 0);
   EXPECT_NE(RefResolve(sym_, 1, 1, "Mind", 0, f, "xref", &n, &s), 0);
   fclose(f);
-  EXPECT_EQ(Slurp("refs.txt"),
-            "Bad destination xref : Mind - fear (2fright)\n"
-            "Syntax of xref   : Mind - fear (Mind)\n");
+  EXPECT_EQ(Slurp("refs.txt"), "Bad destination xref : Mind - fear (2fright)\n"
+                               "Syntax of xref   : Mind - fear (Mind)\n");
 }
 
 TEST_F(RefTreeTest, NormalisingWritesTheTreesTextsAndDropsSharedLevels) {
@@ -152,14 +154,17 @@ TEST_F(RefTreeTest, NormalisingWritesTheTreesTextsAndDropsSharedLevels) {
   } cases[] = {
       // The level texts as the repertory stores them.
       {1, 1, "2ANXIETY - Night", "2anxiety - night"},
-      {1, 1, "1Head - pain - pressing", "1Head - pain - pressing (as from - a "
-                                        "weight)"},
+      {1, 1, "1Head - pain - pressing",
+       "1Head - pain - pressing (as from - a "
+       "weight)"},
       // The source's own level is shared too: "2fear - ..." from fear.
       {1, 1, "2FEAR - Night", "3night"},
       {1, 1, "2fear - dark", "3dark, of"},
       // What the entry shares with the source is not repeated.
       {2, 1, "1Mind - fear", "2fear"},
-      {2, 1, "1Mind - anxiety - night - 3 - 5 h", "4" "3 - 5 h"},
+      {2, 1, "1Mind - anxiety - night - 3 - 5 h",
+       "4"
+       "3 - 5 h"},
       {2, 1, "1mind", "1Mind"},
       // Another chapter keeps its whole path.
       {1, 1, "1head - PAIN", "1Head - pain"},

@@ -36,8 +36,8 @@ ExSp ConceptRecord;
 
 // Finds a path in the entry's language, and in the other one when
 // `otherToo`.
-bool FindPath(TblHandle symptoms, int language, const char *path,
-              bool otherToo, uint32_t *num, uint16_t *sub) {
+bool FindPath(TblHandle symptoms, int language, const char *path, bool otherToo,
+              uint32_t *num, uint16_t *sub) {
   if (GetSptNumFromExactText(symptoms, language, path, num, sub) == 0)
     return true;
   return otherToo &&
@@ -83,8 +83,7 @@ void KeyOf(const ConceptTarget &t, uint8_t direction, ExSp *rec,
 int FindInChain(TblHandle h, ExSp *rec, const ExSpEntry &item) {
   for (int seq = 0; seq <= 255; ++seq) {
     rec->Seq = static_cast<uint8_t>(seq);
-    if (TblFindFullExSp(h, rec, 0, kFindEqual, nullptr) != 0 ||
-        OrvixError != 0)
+    if (TblFindFullExSp(h, rec, 0, kFindEqual, nullptr) != 0 || OrvixError != 0)
       return -1;
     int n = ChainCountExSp(*rec);
     for (int i = 0; i < n; ++i)

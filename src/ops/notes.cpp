@@ -39,8 +39,7 @@ const char *Field(const NoteTarget &t, int n) {
 // masked off; -1 when it is not there.
 int FindPair(const Symptom &s, uint16_t remedyId, uint16_t authorId) {
   for (int i = 0;
-       s.Remedies != nullptr && TblIsLastSymptomRemed(&s.Remedies[i]) != 2;
-       ++i)
+       s.Remedies != nullptr && TblIsLastSymptomRemed(&s.Remedies[i]) != 2; ++i)
     if (s.Remedies[i].RemedyId == remedyId &&
         (s.Remedies[i].AuthorId & kAuthorMask) == authorId)
       return i;

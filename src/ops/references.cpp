@@ -75,8 +75,8 @@ int MergeList(const Symptom &s, const char *stored, const char *added,
     uint16_t sub;
     if (e.size() > kRefEntryLimit)
       return kMsgTextTooLong;
-    if (RefResolve(ctx.symptoms, s.Num, s.Sub, e.c_str(), language,
-                   ctx.errors, label, &num, &sub) != 0)
+    if (RefResolve(ctx.symptoms, s.Num, s.Sub, e.c_str(), language, ctx.errors,
+                   label, &num, &sub) != 0)
       return kMsgReferenceNotFound;
   }
   entries.insert(entries.end(), more.begin(), more.end());
@@ -101,8 +101,8 @@ int ChangeReference(LogEntry *entry, const OpContext &ctx, bool synonym) {
   Symptom &s = SymptomRecord;
   if (OpResolveSubject(entry, ctx.errors, ctx.symptoms, t.off, &s) != 0)
     return 1;
-  bool second = strcmp(LogField(entry->text, t.off, TextFields::kLanguage),
-                       "0") != 0;
+  bool second =
+      strcmp(LogField(entry->text, t.off, TextFields::kLanguage), "0") != 0;
   const char *oldText = LogField(entry->text, t.off, TextFields::kOldText);
   const char *newText = LogField(entry->text, t.off, TextFields::kNewText);
   // The field's own size is the limit: a synonym holds 1024 characters, a
@@ -143,8 +143,7 @@ int ChangeReference(LogEntry *entry, const OpContext &ctx, bool synonym) {
   if (oldWords != newWords) {
     const char *none = nullptr;
     if (!oldWords.empty() &&
-        WordIndexRemove(ctx.word1, ctx.word2,
-                        second ? none : oldWords.c_str(),
+        WordIndexRemove(ctx.word1, ctx.word2, second ? none : oldWords.c_str(),
                         second ? oldWords.c_str() : none, num, sub) != 0)
       return Report(t, kMsgWordIndexNotUpdated, 1, 1);
     if (!newWords.empty() &&

@@ -17,7 +17,9 @@ Symptom &Scratch() {
   return s;
 }
 
-bool IsLevelDigit(char c) { return c >= '1' && c <= '9'; }
+bool IsLevelDigit(char c) {
+  return c >= '1' && c <= '9';
+}
 
 std::string Upper(std::string s) {
   DbToUpper(s.data());
@@ -62,8 +64,7 @@ int LoadSource(TblHandle symptoms, uint32_t num, uint16_t sub, Source *src) {
     TblClearSymptom(&s);
     s.Num = pn;
     s.Sub = ps;
-    if (TblFindFullSymptom(symptoms, &s, 0, kFindEqual) != 0 ||
-        OrvixError != 0)
+    if (TblFindFullSymptom(symptoms, &s, 0, kFindEqual) != 0 || OrvixError != 0)
       return 1;
     --level;
   }
@@ -84,8 +85,7 @@ std::vector<std::string> SplitParts(const char *path) {
   auto push = [&]() {
     size_t b = part.find_first_not_of(' ');
     size_t e = part.find_last_not_of(' ');
-    parts.push_back(b == std::string::npos ? ""
-                                           : part.substr(b, e - b + 1));
+    parts.push_back(b == std::string::npos ? "" : part.substr(b, e - b + 1));
     part.clear();
   };
   for (const char *p = path; *p != '\0'; ++p) {
@@ -122,8 +122,7 @@ bool FindChild(TblHandle symptoms, uint32_t pn, uint16_t ps,
     return false;
   if (s.ParentNum != pn || s.ParentSub != ps)
     return false;
-  return Upper(TextOf(s, language)).compare(0, part.size(), Upper(part)) ==
-         0;
+  return Upper(TextOf(s, language)).compare(0, part.size(), Upper(part)) == 0;
 }
 
 // The level at which an entry with digit d starts below the source: its
@@ -215,8 +214,7 @@ std::string NormalizeEntry(TblHandle symptoms, const Source &src,
   std::vector<std::string> out;
   for (size_t i = 0; i < parts.size(); ++i) {
     int level = parent + 1 + static_cast<int>(i);
-    if (resolving &&
-        FindChild(symptoms, pn, ps, parts[i], language)) {
+    if (resolving && FindChild(symptoms, pn, ps, parts[i], language)) {
       const Symptom &s = Scratch();
       pn = s.Num;
       ps = s.Sub;
@@ -293,7 +291,8 @@ int RefSplitList(const char *list, std::vector<std::string> *entries) {
     std::string e(p, static_cast<size_t>(end - p));
     size_t b = e.find_first_not_of(' ');
     e = b == std::string::npos ? "" : e.substr(b);
-    while (!e.empty() && (e.back() == ' ' || e.back() == '-' || e.back() == '/'))
+    while (!e.empty() &&
+           (e.back() == ' ' || e.back() == '-' || e.back() == '/'))
       e.pop_back();
     if (!e.empty()) {
       ++count;

@@ -58,8 +58,8 @@ struct Checker {
 };
 
 // Directions of the concept table.
-constexpr int kConceptSide = 1;    // key a concept symptom
-constexpr int kRepertorySide = 2;  // key a symptom of the repertory
+constexpr int kConceptSide = 1;   // key a concept symptom
+constexpr int kRepertorySide = 2; // key a symptom of the repertory
 
 struct SymptomInfo {
   uint32_t parentNum;
@@ -382,8 +382,8 @@ struct SymptomCache {
       TblClearSymptom(&s);
       s.Num = num;
       s.Sub = sub;
-      it->second = TblFindFullSymptom(table, &s, 0, kFindEqual) == 0 &&
-                   OrvixError == 0;
+      it->second =
+          TblFindFullSymptom(table, &s, 0, kFindEqual) == 0 && OrvixError == 0;
     }
     return it->second;
   }

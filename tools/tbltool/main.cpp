@@ -18,9 +18,9 @@
 // rename them only at the end, so a stopped command leaves the table as it
 // was. A second Ctrl-C ends the program at once.
 #include "ops/verify.h"
+#include "platform/cp1252.h"
 #include "platform/profile.h"
 #include "platform/strutil.h"
-#include "platform/cp1252.h"
 #include "store/progress.h"
 #include "store/store.h"
 #include "tbljson.h"
@@ -225,7 +225,8 @@ void PrintFault(const char *fault, void *) {
 std::string FolderKey(const char *folder) {
   std::string k = folder;
   for (char &ch : k)
-    ch = ch == '/' ? '\\' : static_cast<char>(toupper(static_cast<unsigned char>(ch)));
+    ch = ch == '/' ? '\\'
+                   : static_cast<char>(toupper(static_cast<unsigned char>(ch)));
   while (!k.empty() && k.back() == '\\')
     k.pop_back();
   return k;
@@ -288,9 +289,8 @@ int Verify(const char *folder, const char *conceptFolder) {
     repertory = folder;
     concepts = conceptFolder;
   }
-  if (faults >= 0 &&
-      (conceptFolder != nullptr ||
-       FindConceptPair(folder, &repertory, &concepts))) {
+  if (faults >= 0 && (conceptFolder != nullptr ||
+                      FindConceptPair(folder, &repertory, &concepts))) {
     int more = VerifyConcepts(repertory.c_str(), concepts.c_str(), PrintFault,
                               nullptr);
     faults = more < 0 ? more : faults + more;
@@ -303,6 +303,9 @@ int Verify(const char *folder, const char *conceptFolder) {
   if (faults > kVerifyMaxReported)
     printf("... %d faults in all\n", faults);
   printf("%s: %s\n", folder, faults == 0 ? "consistent" : "faults found");
+  if (!concepts.empty())
+    printf("  the concept links of %s and %s checked too\n", repertory.c_str(),
+           concepts.c_str());
   return faults == 0 ? 0 : 1;
 }
 
