@@ -567,6 +567,7 @@ bool WriteMixedLog(const std::vector<Planned> &plan, int entries,
       ++mix.synonyms;
     } else if (r < 65) {
       bool remove = r >= 60 && !linked.empty();
+      fail = fail && !remove; // a deletion finds its link, or counts as done
       op = remove ? OpDeleteLink : OpAddLink;
       if (remove) {
         i = linked[static_cast<size_t>(Pick(0, static_cast<int>(linked.size()) - 1))];
@@ -825,9 +826,8 @@ int main(int argc, char **argv) {
     double c0 = CpuNow();
     LogRunTable(NULL_WIN);
     double cpu = CpuNow() - c0, wall = Seconds(w0);
-    if (mixed)
-      printf("  resident memory: %ld kB before the run, %ld kB after\n",
-             residentBefore, ResidentKb());
+    printf("  resident memory: %ld kB before the run, %ld kB after\n",
+           residentBefore, ResidentKb());
 
     int read = OpRead[kOpTotalRow];
     printf("log run: %d entries in %.3f s wall (CPU %.3f s): %.0f entries/s "
