@@ -2,6 +2,7 @@
 // symptom types, on the small repertory: what each changes, what it
 // refuses with which report, and that the tables agree afterwards.
 #include "logentry/report.h"
+#include "logrun/logrun.h"
 #include "ops/concepts.h"
 #include "ops/links.h"
 #include "ops/notes.h"
@@ -502,6 +503,50 @@ TEST_F(OpsTest, VerifyTellsWhatTheseOperationsKeepInStep) {
       << all;
   EXPECT_EQ(faults.size(), 4u) << all;
   OpenTables();
+}
+
+} // namespace
+
+namespace {
+
+void ReadNothing(LogEntry *, bool, void *) {}
+void KeepNothing(LogEntry *, void *) {}
+
+// In a run each entry is all or nothing: a deletion of a concept link that
+// stands in one direction only is refused by the second direction, and the
+// journal puts the first back. A reference that leads nowhere leaves the
+// symptom and the word index as they were.
+TEST_F(OpsTest, ARefusedEntryOfARunLeavesEveryTableAsItWas) {
+  ExSp x;
+  memset(&x, 0, sizeof x);
+  x.CursorState = 0xff;
+  x.Num = 1;
+  x.Sub = 1;
+  x.Direction = kConceptToSymptoms;
+  x.Entries[0] = ExSpEntry{1, 1, 0, 0};
+  x.Entries[1] = ExSpEntry{0xffffffffu, 0xffff, 0, 0};
+  ASSERT_EQ(TblSaveExSp(exsp_, &x, kSaveAdd), 0);
+  ASSERT_EQ(Syn({"0", kFear, "0", "", "fright"}), 0);
+  ASSERT_EQ(DbJournalOpen("rep\\run"), 0);
+  OpContext c = Ctx(errors_);
+  LogRunSource source{ReadNothing, KeepNothing, nullptr};
+  LogEntry *del = Entry(OpDeleteConcept, {"0", "Sensations \x02 Burning", kFear});
+  EXPECT_EQ(LogRunApplyEntry(del, c, source), 0);
+  EXPECT_EQ(LogLastMessage, kMsgConceptLinkNotFound);
+  LogEntry *syn = Entry(OpChangeSynonym, {"0", kFear, "0", "", "2fright"});
+  EXPECT_EQ(LogRunApplyEntry(syn, c, source), 0);
+  EXPECT_EQ(LogLastMessage, kMsgReferenceNotFound);
+  ASSERT_EQ(DbJournalClose(), 0);
+  memset(&x, 0, sizeof x);
+  x.CursorState = 0xff;
+  x.Num = 1;
+  x.Sub = 1;
+  x.Direction = kConceptToSymptoms;
+  ASSERT_EQ(TblFindFullExSp(exsp_, &x, 0, kFindEqual, nullptr), 0);
+  EXPECT_EQ(x.Entries[0].Num, 1u) << "the first direction is back";
+  EXPECT_EQ(x.Entries[0].Sub, 1u);
+  EXPECT_STREQ(Read(1, 1).Synonym1, "(= fright)");
+  EXPECT_EQ(WordLists(word1_, "fright"), (std::vector<std::string>{"1.1"}));
 }
 
 } // namespace
