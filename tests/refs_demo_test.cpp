@@ -134,11 +134,11 @@ TEST_F(RefsDemoTest, TheSampleLogsChangeWhatTheyNameAndNothingElse) {
                   "</dev/null"),
             0);
   // The 2012 edition from the Update menu: its row, another log file,
-  // backups off, no comment, every entry, Cancel to the reports.
+  // backups off, no comment, every entry, Cancel to the reports, exit.
   WriteFile(root_ / "s2012.txt",
             "select 5 1\nclick 1\nmenu 1033\nfile " +
                 (demo_ / "log" / "sample2012.dat").string() +
-                "\nclick 4\nclick 5\nclick 1\ntext\ntext\nanswer 2\nquit\n");
+                "\nclick 4\nclick 5\nclick 1\ntext\ntext\nanswer 2\nexit\n");
   ASSERT_EQ(InBin("MANTREL_UI=scripted MANTREL_VIEWER=true MANTREL_SCRIPT=\"" +
                   (root_ / "s2012.txt").string() + "\" \"" + MANTREL_BIN_DIR +
                   "/mantrel\" >/dev/null 2>&1 </dev/null"),
