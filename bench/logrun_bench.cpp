@@ -393,8 +393,8 @@ bool IndexSynonymWords(const std::vector<Planned> &plan) {
   bool ok = true;
   for (const Planned &p : plan) {
     std::string words = RefWordsOf(p.synonym1.c_str());
-    if (!words.empty() && WordIndexAdd(s, w1, 0, words.c_str(), nullptr,
-                                       p.at.num, p.at.sub) != 0)
+    if (!words.empty() &&
+        WordIndexAdd(s, w1, 0, words.c_str(), nullptr, p.at.num, p.at.sub) != 0)
       ok = false;
   }
   DbCloseFile(s);
@@ -544,8 +544,13 @@ bool WriteMixedLog(const std::vector<Planned> &plan, int entries,
       }
       if (fail)
         StrCopy(rem, "Xq.");
-      f = {std::to_string(Pick(1, 5)), rem, aut, std::to_string(degree),
-           std::to_string(Pick(0, 1)), "", "Notiz " + std::to_string(n)};
+      f = {std::to_string(Pick(1, 5)),
+           rem,
+           aut,
+           std::to_string(degree),
+           std::to_string(Pick(0, 1)),
+           "",
+           "Notiz " + std::to_string(n)};
       ++mix.notes;
     } else if (r < 35) {
       op = OpChangeCrossReference;
@@ -558,9 +563,10 @@ bool WriteMixedLog(const std::vector<Planned> &plan, int entries,
       ++mix.refs;
     } else if (r < 50) {
       op = OpChangeSynonym;
-      std::string text = r < 43 ? std::string(kWords1[Pick(0, kWordCount - 1)]) +
-                                      ", " + kWords1[Pick(0, kWordCount - 1)]
-                                : "1" + other();
+      std::string text = r < 43
+                             ? std::string(kWords1[Pick(0, kWordCount - 1)]) +
+                                   ", " + kWords1[Pick(0, kWordCount - 1)]
+                             : "1" + other();
       if (fail)
         text = "1Nirgends";
       f = {"0", "", text};
@@ -570,11 +576,16 @@ bool WriteMixedLog(const std::vector<Planned> &plan, int entries,
       fail = fail && !remove; // a deletion finds its link, or counts as done
       op = remove ? OpDeleteLink : OpAddLink;
       if (remove) {
-        i = linked[static_cast<size_t>(Pick(0, static_cast<int>(linked.size()) - 1))];
+        i = linked[static_cast<size_t>(
+            Pick(0, static_cast<int>(linked.size()) - 1))];
         p = &plan[i];
         f = {"0", "0", "0", "3"};
       } else {
-        f = {"0", "0", "0", "3", "Bild " + std::to_string(n),
+        f = {"0",
+             "0",
+             "0",
+             "3",
+             "Bild " + std::to_string(n),
              fail ? "photo\\fehlt.svg" : "photo\\bench.svg"};
         if (!fail)
           linked.push_back(i);
@@ -586,8 +597,8 @@ bool WriteMixedLog(const std::vector<Planned> &plan, int entries,
       std::string topic;
       if (remove) {
         // Each link is deleted once.
-        size_t k = static_cast<size_t>(
-            Pick(0, static_cast<int>(paired.size()) - 1));
+        size_t k =
+            static_cast<size_t>(Pick(0, static_cast<int>(paired.size()) - 1));
         topic = paired[k].first;
         i = paired[k].second;
         p = &plan[i];
@@ -597,8 +608,8 @@ bool WriteMixedLog(const std::vector<Planned> &plan, int entries,
         i = pickNamed();
         p = &plan[i];
         topic = fail ? "Konzept 99 \x02 nichts"
-                       : ConceptPath(Pick(1, kConceptChapters),
-                                     Pick(1, kConceptsPerChapter));
+                     : ConceptPath(Pick(1, kConceptChapters),
+                                   Pick(1, kConceptsPerChapter));
         if (!fail)
           paired.emplace_back(topic, i);
       }

@@ -530,7 +530,8 @@ TEST_F(OpsTest, ARefusedEntryOfARunLeavesEveryTableAsItWas) {
   ASSERT_EQ(DbJournalOpen("rep\\run"), 0);
   OpContext c = Ctx(errors_);
   LogRunSource source{ReadNothing, KeepNothing, nullptr};
-  LogEntry *del = Entry(OpDeleteConcept, {"0", "Sensations \x02 Burning", kFear});
+  LogEntry *del =
+      Entry(OpDeleteConcept, {"0", "Sensations \x02 Burning", kFear});
   EXPECT_EQ(LogRunApplyEntry(del, c, source), 0);
   EXPECT_EQ(LogLastMessage, kMsgConceptLinkNotFound);
   LogEntry *syn = Entry(OpChangeSynonym, {"0", kFear, "0", "", "2fright"});

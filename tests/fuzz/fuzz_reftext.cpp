@@ -9,26 +9,55 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <unistd.h>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace {
 
 TblHandle Symptoms = 0;
 
-// Mind 1.0 > fear 1.1 > night 1.2, Mind > anxiety 2.0 > 3 - 5 h 2.1,
-// Head 5.0 > pain (dull - pressing) 5.1, in a scratch folder.
-void BuildTree() {
-  std::filesystem::path dir =
-      std::filesystem::temp_directory_path() /
-      ("mantrel-fuzz-reftext-" + std::to_string(getpid()));
-  std::filesystem::create_directories(dir);
-  std::filesystem::current_path(dir);
-  if (DbInitialize(50, 90, 4, "A-Mantrel", "", 0) != 0)
+// The target works in a folder of its own; the corpus folders and file
+// names given on the command line, and where crashes are written, stay
+// where the caller meant them.
+void AbsoluteArguments(int *argc, char ***argv) {
+  static std::vector<std::string> args;
+  static std::vector<char *> ptrs;
+  char cwd[4096];
+  if (getcwd(cwd, sizeof cwd) == nullptr)
     abort();
+  bool prefix = false;
+  for (int i = 0; i < *argc; ++i) {
+    std::string a = (*argv)[i];
+    if (i > 0 && !a.empty() && a[0] != '-' && a[0] != '/')
+      a = std::string(cwd) + "/" + a;
+    prefix = prefix || a.rfind("-artifact_prefix=", 0) == 0;
+    args.push_back(a);
+  }
+  if (!prefix)
+    args.push_back(std::string("-artifact_prefix=") + cwd + "/");
+  for (std::string &a : args)
+    ptrs.push_back(a.data());
+  ptrs.push_back(nullptr);
+  *argc = static_cast<int>(args.size());
+  *argv = ptrs.data();
+}
+
+// The table and the store are closed before the process ends, so that the
+// leak check at exit sees nothing of them.
+void CloseStore() {
+  if (Symptoms != 0)
+    DbCloseFile(Symptoms);
+  Symptoms = 0;
+  DbTerminate("A-Mantrel");
+}
+
+// Mind 1.0 > fear 1.1 > night 1.2, Mind > anxiety 2.0 > 3 - 5 h 2.1,
+// Head 5.0 > pain (dull - pressing) 5.1.
+void BuildTree() {
   Symptoms = TblCreateSymptom("symptom", 1, 1);
+  if (Symptoms == 0)
+    abort();
   struct Row {
     uint32_t num;
     uint16_t sub;
@@ -66,9 +95,19 @@ void BuildTree() {
 
 } // namespace
 
+extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv) {
+  AbsoluteArguments(argc, argv);
+  char dir[] = "/tmp/mantrel-fuzz-reftext-XXXXXX";
+  if (mkdtemp(dir) == nullptr || chdir(dir) != 0)
+    abort();
+  if (DbInitialize(50, 90, 4, "A-Mantrel", "", 0) != 0)
+    abort();
+  atexit(CloseStore);
+  BuildTree();
+  return 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  if (Symptoms == 0)
-    BuildTree();
   std::string text(reinterpret_cast<const char *>(data), size);
   text = text.substr(0, strnlen(text.c_str(), text.size()));
   if (text.size() > kRefWorkLimit)
