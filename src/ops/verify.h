@@ -14,7 +14,8 @@
 // - notes and links name existing symptoms;
 // - every Word entry names an existing symptom whose text, synonym or
 //   reference in words holds the word (word1 the first language, word2 the
-//   second).
+//   second), and every word of a synonym or reference in words is in the
+//   word table of its language under its symptom;
 //
 // Operations that keep further tables in step extend the check with them.
 #pragma once
@@ -31,6 +32,16 @@ typedef void (*VerifyReport)(const char *fault, void *context);
 // may be missing: a repertory gets them with its first note or link).
 // Answers -1 when the progress hook (store/progress.h) stopped the check.
 int VerifyRepertory(const char *folder, VerifyReport report, void *context);
+
+// The concept links between a repertory (its tables in `folder`) and its
+// concept partner (in `conceptFolder`, which holds the concept table
+// "extrspt"): every record of Direction 2 names a symptom of the
+// repertory and lists symptoms of the partner, every record of Direction 1
+// the reverse, each chain runs Seq 0, 1, ... in (Num, Sub) order, and
+// every link stands in both directions. Answers the number of faults, -1
+// when the progress hook stopped the check.
+int VerifyConcepts(const char *folder, const char *conceptFolder,
+                   VerifyReport report, void *context);
 
 // At most this many faults are named; the count goes on beyond.
 inline constexpr int kVerifyMaxReported = 200;
