@@ -545,13 +545,13 @@ void StoppedAt(LogEntry *entry, const LogRunSource &source,
 } // namespace
 
 int LogRunApplyEntry(LogEntry *entry, const OpContext &ctx,
-                     const LogRunSource &source) {
+                     const LogRunSource &source, LogRunCheck check) {
   int32_t ownNumber = LogRunNextOwnNumber;
   EntryCounts before;
   KeepCounts(before);
   DbEntryBegin();
   int result;
-  if (source.check != nullptr && source.check(entry, ctx, source.data) != 0) {
+  if (check != nullptr && check(entry, ctx, source.data) != 0) {
     int op = entry->operation;
     if (op >= 1 && op <= kOpCount)
       ++OpRead[op - 1];
@@ -772,11 +772,9 @@ void LogRunTable(WINDOW) {
     if (swapped)
       LogSwapLanguage(entry.text);
     TableSource table{swapped, nullptr, 0};
-    if (LogRunApplyEntry(&entry, ctx,
-                         LogRunSource{TableReadAgain, TableNotApplied, &table,
-                                      RunOptions.AssociationMode != 0
-                                          ? TableTranslate
-                                          : nullptr}) != 0) {
+    if (LogRunApplyEntry(
+            &entry, ctx, LogRunSource{TableReadAgain, TableNotApplied, &table},
+            RunOptions.AssociationMode != 0 ? TableTranslate : nullptr) != 0) {
       // A table could not be written: the run stops, the entry undone.
       RunStopped = true;
       SessionFail(1);

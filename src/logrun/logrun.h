@@ -76,17 +76,18 @@ void LogRunCloseTables();
 // source's language digit, unswapped), and how an entry that was not
 // applied is kept for a later run (its text form in the text log, or its
 // letters copied to the rejects file).
+struct LogRunSource {
+  void (*readAgain)(LogEntry *entry, bool forOwnLog, void *data);
+  void (*notApplied)(LogEntry *entry, void *data);
+  void *data;
+};
+
 // A run may also look at an entry before its handler (`check`, null when
 // it does not): a translated run rewrites the entry for the new edition and
 // finds its symptom there. A non-zero answer refuses the entry: it counts
 // as read and, by the severity of its last report, as an error or a
 // warning, and is kept as not applied.
-struct LogRunSource {
-  void (*readAgain)(LogEntry *entry, bool forOwnLog, void *data);
-  void (*notApplied)(LogEntry *entry, void *data);
-  void *data;
-  int (*check)(LogEntry *entry, const OpContext &ctx, void *data);
-};
+using LogRunCheck = int (*)(LogEntry *entry, const OpContext &ctx, void *data);
 
 // One entry, all or nothing, through LogRunEntry: what its handler and the
 // own log write is committed together after a success (the success block
@@ -96,7 +97,7 @@ struct LogRunSource {
 // one error, its block names the store's error in the errors report and
 // the edit log, and it is kept as not applied.
 int LogRunApplyEntry(LogEntry *entry, const OpContext &ctx,
-                     const LogRunSource &source);
+                     const LogRunSource &source, LogRunCheck check = nullptr);
 
 // Stores an applied entry in the repertory's own log, when the run keeps
 // one: under the own log's next number, with an empty comment, and with

@@ -207,9 +207,9 @@ void LogRunText(WINDOW) {
       TextSource text{entry,  kept.get(),        strlen(entry.text),
                       source, LogTextEntryStart, LogTextEntryEnd};
       memcpy(kept.get(), entry.text, text.length + 1);
-      if (LogRunApplyEntry(&entry, ctx,
-                           LogRunSource{TextReadAgain, TextNotApplied, &text,
-                                        nullptr}) != 0) {
+      if (LogRunApplyEntry(
+              &entry, ctx,
+              LogRunSource{TextReadAgain, TextNotApplied, &text}) != 0) {
         // A table could not be written: the run stops, the entry undone.
         SessionFail(1);
         break;
