@@ -6,6 +6,9 @@
 // distinct random symptoms; replays it with LogRunTable as /RUN does (the
 // options of /RUN, the own log kept) with no Progress window; times the
 // replay, checks the repertory with VerifyRepertory, and removes its files.
+// The Extract build, the replay and the check each run in a process of their
+// own (the benchmark runs itself again with --phase), so that the peak
+// resident memory printed for each is its own and not the builder's.
 //
 //   logrun_bench [--count N] [--entries N] [--keep] [--text] [--notes N]
 //
@@ -15,6 +18,7 @@
 // the notes upload of /NOTES instead of any run.
 //
 // Build in Release for figures worth quoting; docs/performance.md holds them.
+#include "bench_measure.h"
 #include "bench_repertory.h"
 #include "listings/statistics.h"
 #include "logentry/logentry.h"
@@ -49,7 +53,6 @@
 #include <ctime>
 #include <filesystem>
 #include <string>
-#include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
 
@@ -93,6 +96,8 @@ void AuthorAbbrev(char *out, size_t cap, int id) {
   StrFormat(out, cap, "A%d", id);
 }
 
+void FillCatalog();
+
 bool BuildCatalogues() {
   TblHandle r = TblCreateRemed("rem", 1, 1);
   if (!Check(r != 0, "Remed table"))
@@ -124,6 +129,14 @@ bool BuildCatalogues() {
   TblHandle cat = TblCreateCatalog("cat", 1, 1);
   if (!Check(cat != 0, "catalogue"))
     return false;
+  FillCatalog();
+  bool ok = TblSaveCatalog(cat, &CurrentCatalog, kSaveAdd) == 0;
+  DbCloseFile(cat);
+  return Check(ok, "catalogue entry");
+}
+
+// The catalogue entry of the bench repertory, in CurrentCatalog.
+void FillCatalog() {
   memset(&CurrentCatalog, 0, sizeof CurrentCatalog);
   CurrentCatalog.CursorState = 0xff;
   CurrentCatalog.Kind = 1;
@@ -134,9 +147,6 @@ bool BuildCatalogues() {
                           "word2",   "view",    ""};
   for (int i = 0; i < kCatPathCount; ++i)
     StrFormat(CurrentCatalog.RepertoryBlock.Paths[i], "rep\\%s", tables[i]);
-  bool ok = TblSaveCatalog(cat, &CurrentCatalog, kSaveAdd) == 0;
-  DbCloseFile(cat);
-  return Check(ok, "catalogue entry");
 }
 
 bool BuildRepertory(const std::vector<Planned> &plan) {
@@ -170,11 +180,6 @@ bool BuildRepertory(const std::vector<Planned> &plan) {
   if (!Check(DbCloseFile(h) == 0, "Symptom close"))
     return false;
 
-  ExtractBuildHooks hooks{nullptr, nullptr, nullptr, nullptr};
-  if (!Check(ExtractBuild("rep\\symptom", "rep\\extract", "rem", "rep\\",
-                          hooks) == kExtractOk,
-             "Extract build"))
-    return false;
   for (const char *w : {"rep\\word1", "rep\\word2"})
     DbCloseFile(TblCreateWord(w, 1, 1));
   DbCloseFile(TblCreateNote("rep\\Note", 1, 1));
@@ -303,12 +308,6 @@ void CountFault(const char *fault, void *ctx) {
     fprintf(stderr, "  fault: %s\n", fault);
 }
 
-long PeakKb() {
-  rusage u;
-  getrusage(RUSAGE_SELF, &u);
-  return u.ru_maxrss;
-}
-
 // The log in its text form, as a listing writes it.
 bool WriteLogText(const char *path) {
   TblHandle log = TblOpenRlog("logs\\bench", 1, 1);
@@ -377,9 +376,99 @@ bool WriteNotes(const std::vector<Planned> &plan, long lines) {
   return Check(fclose(out) == 0, "notes file close");
 }
 
+// The settings every process of the benchmark starts from, in the scratch
+// folder as current folder.
+int Setup() {
+  if (DbInitialize(50, 90, 4, "A-Mantrel", "", 0) != 0)
+    return 1;
+  XvtReset();
+  setenv("MANTREL_UI", "scripted", 1);
+  unsetenv("MANTREL_SCRIPT");
+  StrCopy(PlatViewerProgram, "true");
+  StrCopy(RemedyCatalogName, "rem");
+  StrCopy(AuthorCatalogName, "aut");
+  StrCopy(CatalogCatalogName, "cat");
+  StrCopy(NetLogFileDir, "logs");
+  StrCopy(DateFormat, "dd.mm.yyyy");
+  Language = 1;
+  return 0;
+}
+
+// The timed phases, each in a process of its own.
+//   extract: the Extract table built from the Symptom table;
+//   run: the replay of the log as /RUN does it;
+//   verify: the check of the whole repertory.
+int Phase(const char *what, int entries) {
+  if (Setup() != 0)
+    return 1;
+  int rc = 1;
+  Timer t;
+  if (strcmp(what, "extract") == 0) {
+    ExtractBuildHooks hooks{nullptr, nullptr, nullptr, nullptr};
+    t.Start();
+    int r = ExtractBuild("rep\\symptom", "rep\\extract", "rem", "rep\\", hooks);
+    t.Stop();
+    TblHandle x = TblOpenExtract("rep\\extract", 1, 1);
+    long records = x != 0 ? DbCountEntries(x) : -1;
+    if (x != 0)
+      DbCloseFile(x);
+    char line[160];
+    StrFormat(line, "extract build (%ld records)", records);
+    PrintFigures(line, t, PeakKb());
+    rc = r == kExtractOk ? 0 : 1;
+  } else if (strcmp(what, "run") == 0) {
+    MsgTable = MsgOpen("msg", 1, 1);
+    FillCatalog();
+    StrCopy(LogPath, "logs\\bench");
+    RunOptionsClear();
+    AppLogDefaults(kRunVerb);
+    RunOptions.KeepInOwnLog = 1;
+    RunOptions.BatchMode = 0;
+    StrCopy(LogPath, "logs\\bench");
+    WorkKeepGoing = 1;
+    t.Start();
+    LogRunTable(NULL_WIN);
+    t.Stop();
+    int read = OpRead[kOpTotalRow];
+    printf("log run: %d entries: %.0f entries/s wall, %.0f entries/s CPU, "
+           "%.1f us CPU an entry\n",
+           read, read / std::max(t.wall, 1e-9), read / std::max(t.cpu, 1e-9),
+           t.cpu * 1e6 / std::max(read, 1));
+    printf("  done %d, errors %d, warnings %d\n", OpDone[kOpTotalRow],
+           OpErrors[kOpTotalRow], OpWarnings[kOpTotalRow]);
+    PrintFigures("log run", t, PeakKb());
+    if (read != entries)
+      fprintf(stderr, "logrun_bench: the run read %d of %d entries\n", read,
+              entries);
+    else
+      rc = 0;
+    if (MsgTable != 0)
+      DbCloseFile(MsgTable);
+    MsgTable = 0;
+  } else if (strcmp(what, "verify") == 0) {
+    int faults = 0;
+    t.Start();
+    VerifyRepertory("rep", CountFault, &faults);
+    t.Stop();
+    printf("  verify: %d faults\n", faults);
+    PrintFigures("verify", t, PeakKb());
+    rc = faults == 0 ? 0 : 1;
+  } else {
+    fprintf(stderr, "logrun_bench: no phase %s\n", what);
+  }
+  DbTerminate("A-Mantrel");
+  return rc;
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
+  // logrun_bench --phase WHAT DIR ENTRIES: one timed phase, in DIR.
+  if (argc == 5 && strcmp(argv[1], "--phase") == 0) {
+    if (chdir(argv[3]) != 0)
+      return 1;
+    return Phase(argv[2], atoi(argv[4]));
+  }
   int count = 250000, entries = 10000;
   long notes = 0;
   bool keep = false, text = false;
@@ -414,21 +503,13 @@ int main(int argc, char **argv) {
     perror("logrun_bench: mkdtemp");
     return 1;
   }
+  std::string self = SelfPath();
   std::filesystem::path old = std::filesystem::current_path();
   std::filesystem::current_path(dir);
-  if (DbInitialize(50, 90, 4, "A-Mantrel", "", 0) != 0)
+  if (Setup() != 0)
     return 1;
-  XvtReset();
-  setenv("MANTREL_UI", "scripted", 1);
-  unsetenv("MANTREL_SCRIPT");
-  StrCopy(PlatViewerProgram, "true");
-  StrCopy(RemedyCatalogName, "rem");
-  StrCopy(AuthorCatalogName, "aut");
-  StrCopy(CatalogCatalogName, "cat");
-  StrCopy(NetLogFileDir, "logs");
-  StrCopy(DateFormat, "dd.mm.yyyy");
-  Language = 1;
   std::filesystem::create_directory("logs");
+  std::string count_s = std::to_string(entries);
 
   int rc = 1;
   do {
@@ -436,8 +517,19 @@ int main(int argc, char **argv) {
     fprintf(stderr, "planning %d symptoms, building them in %s\n", count, dir);
     std::vector<Planned> plan = Plan(count);
     Mix mix;
-    if (!BuildMessages() || !BuildCatalogues() || !BuildRepertory(plan) ||
-        !WriteLog(plan, entries, mix))
+    if (!BuildMessages() || !BuildCatalogues() || !BuildRepertory(plan))
+      break;
+    // The build's tables are closed: the Extract build runs in a process
+    // of its own, after the Symptom table is on disk.
+    if (MsgTable != 0)
+      DbCloseFile(MsgTable);
+    MsgTable = 0;
+    sync();
+    if (!Check(RunSelf(self.c_str(), {"--phase", "extract", dir, count_s}) == 0,
+               "Extract build"))
+      break;
+    MsgTable = MsgOpen("msg", 1, 1);
+    if (!WriteLog(plan, entries, mix))
       break;
     fprintf(stderr,
             "built in %.1f s; log: %d add, %d change degree, %d "
@@ -454,18 +546,18 @@ int main(int argc, char **argv) {
         break;
       sync();
       long before = PeakKb();
-      auto w0 = Clock::now();
-      double c0 = CpuNow();
+      Timer t;
+      t.Start();
       int r = NotesUpload("rep", "notes.txt");
-      double cpu = CpuNow() - c0, wall = Seconds(w0);
-      printf("notes upload: %ld lines in %.3f s wall (CPU %.3f s): %.0f "
-             "lines/s; added %ld, replaced %ld, refused %ld, degree "
-             "replaced %ld\n",
-             NotesLastUpload.lines, wall, cpu,
-             NotesLastUpload.lines / std::max(wall, 1e-9),
+      t.Stop();
+      printf("notes upload: %ld lines: %.0f lines/s; added %ld, replaced %ld, "
+             "refused %ld, degree replaced %ld\n",
+             NotesLastUpload.lines,
+             NotesLastUpload.lines / std::max(t.wall, 1e-9),
              NotesLastUpload.added, NotesLastUpload.replaced,
              NotesLastUpload.refused, NotesLastUpload.degreeChanged);
-      printf("  peak memory: %ld kB before, %ld kB after\n", before, PeakKb());
+      printf("  peak memory: %ld kB before\n", before);
+      PrintFigures("notes upload", t, PeakKb());
       rc = r;
       break;
     }
@@ -477,8 +569,8 @@ int main(int argc, char **argv) {
       double wall = 0, cpu = 0;
       long n = ReadAllText("logs\\bench.txt", &wall, &cpu);
       printf("text reader: %ld entries in %.3f s wall (CPU %.3f s): %.0f "
-             "entries/s wall\n",
-             n, wall, cpu, n / std::max(wall, 1e-9));
+             "entries/s wall, load %.2f\n",
+             n, wall, cpu, n / std::max(wall, 1e-9), LoadAverage());
       printf("  peak memory: %ld kB before, %ld kB after\n", before, PeakKb());
       RunOptionsClear();
       RunOptions.SameLanguage = 1;
@@ -494,67 +586,42 @@ int main(int argc, char **argv) {
       StrCopy(LogPath, "logs\\bench.txt");
       WorkKeepGoing = 1;
       before = PeakKb();
-      auto w0 = Clock::now();
-      double c0 = CpuNow();
+      Timer t;
+      t.Start();
       LogRunText(NULL_WIN);
-      cpu = CpuNow() - c0;
-      wall = Seconds(w0);
+      t.Stop();
       int read = OpRead[kOpTotalRow];
-      printf("text run: %d entries in %.3f s wall (CPU %.3f s): %.0f "
-             "entries/s wall, %.0f entries/s CPU\n",
-             read, wall, cpu, read / std::max(wall, 1e-9),
-             read / std::max(cpu, 1e-9));
-      printf("  done %d, errors %d, warnings %d; peak memory %ld kB before, "
-             "%ld kB after\n",
+      printf("text run: %d entries: %.0f entries/s wall, %.0f entries/s CPU\n",
+             read, read / std::max(t.wall, 1e-9), read / std::max(t.cpu, 1e-9));
+      printf("  done %d, errors %d, warnings %d; peak memory %ld kB before\n",
              OpDone[kOpTotalRow], OpErrors[kOpTotalRow],
-             OpWarnings[kOpTotalRow], before, PeakKb());
-      w0 = Clock::now();
+             OpWarnings[kOpTotalRow], before);
+      PrintFigures("text run", t, PeakKb());
       int faults = 0;
+      t = Timer();
+      t.Start();
       VerifyRepertory("rep", CountFault, &faults);
-      printf("  verify: %d faults (%.1f s)\n", faults, Seconds(w0));
+      t.Stop();
+      printf("  verify: %d faults\n", faults);
+      PrintFigures("verify", t, PeakKb());
       rc = faults == 0 && read == entries ? 0 : 1;
       break;
     }
 
-    // What /RUN does before the run: a fresh index of the log, the options
-    // of its kind, the log path; then the run without a window.
+    // What /RUN does before the run: a fresh index of the log; then the
+    // run and the check, each in a process of its own.
     StrCopy(LogPath, "logs\\bench");
     PlatDeleteFile("logs\\bench.idx");
     if (!Check(TblRebuildRlog(LogPath, 0, 1) == 0, "log index"))
       break;
-    RunOptionsClear();
-    AppLogDefaults(kRunVerb);
-    RunOptions.KeepInOwnLog = 1;
-    RunOptions.BatchMode = 0;
-    StrCopy(LogPath, "logs\\bench");
-    WorkKeepGoing = 1;
-
-    long before = PeakKb();
-    auto w0 = Clock::now();
-    double c0 = CpuNow();
-    LogRunTable(NULL_WIN);
-    double cpu = CpuNow() - c0, wall = Seconds(w0);
-
-    int read = OpRead[kOpTotalRow];
-    printf("log run: %d entries in %.3f s wall (CPU %.3f s): %.0f entries/s "
-           "wall, %.0f entries/s CPU\n",
-           read, wall, cpu, read / std::max(wall, 1e-9),
-           read / std::max(cpu, 1e-9));
-    printf("  done %d, errors %d, warnings %d; peak memory %ld kB before, "
-           "%ld kB after\n",
-           OpDone[kOpTotalRow], OpErrors[kOpTotalRow], OpWarnings[kOpTotalRow],
-           before, PeakKb());
-    if (read != entries) {
-      fprintf(stderr, "logrun_bench: the run read %d of %d entries\n", read,
-              entries);
+    if (MsgTable != 0)
+      DbCloseFile(MsgTable);
+    MsgTable = 0;
+    plan.clear();
+    plan.shrink_to_fit();
+    if (RunSelf(self.c_str(), {"--phase", "run", dir, count_s}) != 0)
       break;
-    }
-
-    w0 = Clock::now();
-    int faults = 0;
-    VerifyRepertory("rep", CountFault, &faults);
-    printf("  verify: %d faults (%.1f s)\n", faults, Seconds(w0));
-    rc = faults == 0 ? 0 : 1;
+    rc = RunSelf(self.c_str(), {"--phase", "verify", dir, count_s});
   } while (false);
 
   if (MsgTable != 0)
