@@ -11,7 +11,11 @@
 // resident memory printed for each is its own and not the builder's.
 //
 //   logrun_bench [--count N] [--entries N] [--keep] [--text] [--notes N]
+//                [--build-only]
 //
+// With --build-only the repertory and the log are built and kept, for the
+// phases to be run by hand on copies of it (--phase run DIR ENTRIES, then
+// --phase verify DIR ENTRIES), e.g. two binaries in turn on the same data.
 // With --text the log is written in its text form, the reader is timed on
 // it alone, and the text is run with LogRunText instead of the table with
 // LogRunTable. With --notes N a note text file of N lines is uploaded with
@@ -471,10 +475,14 @@ int main(int argc, char **argv) {
   }
   int count = 250000, entries = 10000;
   long notes = 0;
-  bool keep = false, text = false;
+  bool keep = false, text = false, buildOnly = false;
   for (int i = 1; i < argc; ++i) {
     if (strcmp(argv[i], "--keep") == 0) {
       keep = true;
+      continue;
+    }
+    if (strcmp(argv[i], "--build-only") == 0) {
+      keep = buildOnly = true;
       continue;
     }
     if (strcmp(argv[i], "--text") == 0) {
@@ -492,7 +500,7 @@ int main(int argc, char **argv) {
       entries = static_cast<int>(std::clamp(v, 1L, 10000000L));
     else {
       fprintf(stderr, "usage: logrun_bench [--count N] [--entries N] [--keep] "
-                      "[--text] [--notes N]\n");
+                      "[--text] [--notes N] [--build-only]\n");
       return 2;
     }
     ++i;
@@ -619,6 +627,11 @@ int main(int argc, char **argv) {
     MsgTable = 0;
     plan.clear();
     plan.shrink_to_fit();
+    if (buildOnly) {
+      // Phases by hand: logrun_bench --phase run|verify DIR ENTRIES.
+      rc = 0;
+      break;
+    }
     if (RunSelf(self.c_str(), {"--phase", "run", dir, count_s}) != 0)
       break;
     rc = RunSelf(self.c_str(), {"--phase", "verify", dir, count_s});
