@@ -69,6 +69,8 @@ constexpr uint32_t kFrameSync = 0x314d5246; // "FRM1"
 constexpr uint32_t kFrameHead = 16;
 constexpr uint32_t kFrameTail = 4;
 constexpr uint32_t kFrameMaxBody = 16u << 20;
+// Appends are handed to the writeback in pieces of this size.
+constexpr uint64_t kWritebackStep = 4u << 20;
 
 enum FrameKind : uint8_t {
   kFramePut = 1,      // a record's whole current version
@@ -118,6 +120,9 @@ struct Table {
   size_t mapLen = 0;
   uint64_t dataEnd = 0;  // end of the last good frame: appends go here
   uint64_t fileSize = 0; // bytes on disk
+  // Appends up to here have been handed to the disk's writeback already
+  // (AppendBytes), so that a close's sync finds little left to write.
+  uint64_t writebackFrom = 0;
   uint64_t fileId = 0;
   std::vector<uint64_t> slots; // record id -> its put frame, 0 when none
   // Record id -> the offset of the frame whose checksum was last found
@@ -136,6 +141,7 @@ struct Table {
   SortedIndex idx[kStoreMaxSlots];
   SortedIndex fileOrder; // by frame offset, built for opens without index
   bool haveFileOrder = false;
+  bool scanSkipped = false; // the last ScanFrames stepped over bad bytes
   std::map<uint64_t, uint64_t> resources; // (Type << 32 | Id) -> frame
   int64_t highWater = 0;                  // last id given out
   uint64_t metaOff = 0;
@@ -378,7 +384,17 @@ int EnsureMapped(Table &t, uint64_t need) {
   long page = sysconf(_SC_PAGESIZE);
   len =
       (len + static_cast<size_t>(page) - 1) & ~(static_cast<size_t>(page) - 1);
-  void *m = mmap(nullptr, len, PROT_READ, MAP_SHARED, t.lockFd, 0);
+  // A mapping that grows keeps its pages where it can (mremap), so that a
+  // growing file is not faulted in again from its start.
+  void *m = MAP_FAILED;
+  if (t.map != nullptr)
+    m = mremap(const_cast<uint8_t *>(t.map), t.mapLen, len, MREMAP_MAYMOVE);
+  if (m != MAP_FAILED) {
+    t.map = static_cast<const uint8_t *>(m);
+    t.mapLen = len;
+    return 0;
+  }
+  m = mmap(nullptr, len, PROT_READ, MAP_SHARED, t.lockFd, 0);
   if (m == MAP_FAILED)
     return kErrNoMemory;
   if (t.map != nullptr)
@@ -736,6 +752,7 @@ void ScanFrames(Table &t, uint64_t start) {
   uint64_t end = t.fileSize;
   uint64_t pos = start;
   uint64_t goodEnd = start;
+  t.scanSkipped = false;
   // A record id is at most the number of frames ever written, and a frame
   // takes at least 20 bytes: ids beyond that are damage.
   uint64_t ridLimit = end / (kFrameHead + kFrameTail) + 1;
@@ -763,6 +780,7 @@ void ScanFrames(Table &t, uint64_t start) {
       goodEnd = pos;
       continue;
     }
+    t.scanSkipped = true;
     const void *next = memmem(t.map + pos + 1, end - pos - 1, sync, 4);
     pos =
         next == nullptr
@@ -1225,6 +1243,11 @@ int LoadIndex(Table &t) {
   }
   if (t.metaOff != 0 && t.metaOff + kFrameHead + kFrameTail > t.dataEnd)
     return kErrBadIndex;
+  // The check read the whole snapshot; its pages leave this process's
+  // resident memory again (they stay in the page cache, and an order taken
+  // later finds them there), so that a table opened for a few finds does
+  // not hold its whole index resident.
+  madvise(const_cast<uint8_t *>(t.idxMap), t.idxMapLen, MADV_DONTNEED);
   return 0;
 }
 
@@ -1612,6 +1635,18 @@ int AppendBytes(Table &t, const std::vector<uint8_t> &f, uint64_t &off) {
   t.dataEnd += f.size();
   if (t.dataEnd > t.fileSize)
     t.fileSize = t.dataEnd;
+  // Start the writeback of every few MB appended, without waiting for it:
+  // the bytes reach the disk while the program goes on, as they would in a
+  // few seconds anyway, and the sync of the close (the one that promises
+  // durability) has only the rest to wait for. Nothing is promised here.
+  if (t.writebackFrom > off)
+    t.writebackFrom = off; // the file was cut back below it
+  if (t.dataEnd - t.writebackFrom >= kWritebackStep) {
+    sync_file_range(t.ioFd, static_cast<off_t>(t.writebackFrom),
+                    static_cast<off_t>(t.dataEnd - t.writebackFrom),
+                    SYNC_FILE_RANGE_WRITE);
+    t.writebackFrom = t.dataEnd;
+  }
   assert(off >= kDataHeaderSize && t.dataEnd <= t.fileSize);
   assert(t.map != nullptr && t.dataEnd <= t.mapLen);
   t.dirty = true;
@@ -1872,6 +1907,68 @@ TblHandle EngineCreate(const StoreFamily &fam, const char *base) {
   return NewHandle(t, false);
 }
 
+// Is the data file, scanned, already what a compaction would write but for
+// its header: every frame good, the records 1, 2, 3... in that order with
+// one frame each, then the resources in key order, then the one frame of
+// the table's numbers, and each key block as the record's fields give it
+// now? Then a rebuild need not write the data file again. Sets `stopped`
+// when the progress hook stops the check.
+bool AlreadyCompact(Table &t, bool &stopped) {
+  stopped = false;
+  if (t.scanSkipped || t.dataEnd != t.fileSize ||
+      t.liveCount + 1 != t.slots.size())
+    return false;
+  uint64_t pos = kDataHeaderSize;
+  uint8_t kb[kStoreMaxSlots * (kStoreMaxKey + 1)];
+  for (uint32_t rid = 1; rid < t.slots.size(); ++rid) {
+    if ((rid & 4095) == 0 &&
+        DbProgressTell("rebuild", rid, static_cast<long>(t.liveCount))) {
+      stopped = true;
+      return false;
+    }
+    FrameView fv;
+    if (t.slots[rid] != pos || ReadFrame(t, pos, fv) != 0 ||
+        fv.kind != kFramePut || fv.rid != rid)
+      return false;
+    std::fill(t.scratch.begin(), t.scratch.end(), 0);
+    if (StoreDecodeRecord(*t.fam, fv.payload, fv.payloadLen, t.scratch.data(),
+                          false) != 0)
+      return false;
+    size_t kbLen = BuildKeyBlock(*t.fam, t.scratch.data(), kb);
+    if (kbLen != fv.keyLen || memcmp(kb, fv.keys, kbLen) != 0)
+      return false;
+    pos += fv.size();
+  }
+  for (const auto &r : t.resources) {
+    if (r.second != pos)
+      return false;
+    pos += FrameSizeAt(t, pos);
+  }
+  if (t.highWater > 0) {
+    if (t.metaOff != pos || FrameSizeAt(t, pos) != kFrameHead + 8 + kFrameTail)
+      return false;
+    pos += kFrameHead + 8 + kFrameTail;
+  }
+  return pos == t.fileSize;
+}
+
+// The rebuild of a data file that is compact already: the file is synced
+// as it stands and only the index is written anew, beside the old one and
+// renamed into place.
+int IndexInPlace(Table &t) {
+  if (fsync(t.lockFd) != 0)
+    return ErrnoToError(errno);
+  std::string tmpIdx = t.idxPath + "~new";
+  int err = WriteIndexFile(t, tmpIdx);
+  if (err == 0 && rename(tmpIdx.c_str(), t.idxPath.c_str()) != 0) {
+    err = ErrnoToError(errno);
+    unlink(tmpIdx.c_str());
+  }
+  if (err == 0)
+    SyncDir(t.idxPath);
+  return err;
+}
+
 int EngineRebuild(const StoreFamily &fam, const char *base) {
   std::string dat, idx;
   int err = ResolvePath(base, fam.datExt, dat);
@@ -1907,7 +2004,23 @@ int EngineRebuild(const StoreFamily &fam, const char *base) {
   }
   if (err == 0) {
     CountLive(*t);
-    err = CompactAndIndex(*t);
+    // A data file that a compaction would write again byte for byte (but
+    // for its header) keeps its bytes: only the index is written. The
+    // orders are sorted first; should that find two records with one
+    // unique key (and drop one), the file is compacted after all.
+    bool stopped = false;
+    if (headerGood && AlreadyCompact(*t, stopped)) {
+      uint32_t live = t->liveCount;
+      err = BuildIndexes(*t);
+      if (err == 0 && t->liveCount == live)
+        err = IndexInPlace(*t);
+      else if (err == 0)
+        err = CompactAndIndex(*t);
+    } else if (stopped) {
+      err = kErrStopped;
+    } else {
+      err = CompactAndIndex(*t);
+    }
   }
   FreeTable(t);
   return Fail(err);
