@@ -2687,6 +2687,21 @@ int DbCloseFile(TblHandle h) {
   return Fail(CloseTable(t));
 }
 
+int DbReleasePages(TblHandle h) {
+  int err;
+  Handle *hd = GetHandle(h, nullptr, err);
+  if (hd == nullptr)
+    return Fail(err);
+  Table &t = *hd->t;
+  // Read-only shared mappings of files: dropping their pages from this
+  // process loses nothing, a later read faults them in from the cache.
+  if (t.map != nullptr)
+    madvise(const_cast<uint8_t *>(t.map), t.mapLen, MADV_DONTNEED);
+  if (t.idxMap != nullptr)
+    madvise(const_cast<uint8_t *>(t.idxMap), t.idxMapLen, MADV_DONTNEED);
+  return Fail(0);
+}
+
 long DbCountEntries(TblHandle h) {
   int err;
   Handle *hd = GetHandle(h, nullptr, err);

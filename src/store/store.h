@@ -58,6 +58,12 @@ void DbSwitch(const char *module);
 void DbVirtualClose(int n);
 int DbCloseFile(TblHandle h);
 long DbCountEntries(TblHandle h);
+// Lets the pages of the table's files that this process has read leave its
+// resident memory (they stay in the system's page cache, and the next read
+// finds them there). A walk over a whole large table calls it now and then,
+// so that its memory does not grow with the table. Answers 0, or 3 for a
+// bad handle.
+int DbReleasePages(TblHandle h);
 
 int DbGetResource(TblHandle h, Resource *key, Resource *result, int mode);
 int DbUpdateResource(TblHandle h, Resource *rec);
