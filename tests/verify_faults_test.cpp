@@ -67,6 +67,25 @@ TEST_F(VerifyTest, ExtractChainsAreSortedAndNumbered) {
   EXPECT_TRUE(Names("extract: remedy 2: symptom 1.1 stands after 5.1"));
   EXPECT_TRUE(Names("extract: remedy 2 has record Seq 2 where 1 was due"));
   EXPECT_TRUE(Names("lists symptom 1.1 author 2 twice"));
+  // The faults come in the order of the walk through the chain, though a
+  // doubled entry is only found once the entries are sorted: the first
+  // record's disorder, then the second record's Seq, then its entries,
+  // doubles of the first record's.
+  std::vector<std::string> f = Verify();
+  auto at = [&](const std::string &part) {
+    for (size_t i = 0; i < f.size(); ++i)
+      if (f[i].find(part) != std::string::npos)
+        return static_cast<long>(i);
+    return -1L;
+  };
+  long disorder = at("symptom 1.1 stands after 5.1"),
+       seq = at("has record Seq 2 where 1 was due"),
+       twice5 = at("lists symptom 5.1 author 1 twice"),
+       twice1 = at("lists symptom 1.1 author 2 twice");
+  EXPECT_GE(disorder, 0);
+  EXPECT_LT(disorder, seq);
+  EXPECT_LT(seq, twice5);
+  EXPECT_LT(twice5, twice1);
 }
 
 TEST_F(VerifyTest, NotesLinksAndWordsNameRealSymptoms) {
