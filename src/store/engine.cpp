@@ -69,8 +69,6 @@ constexpr uint32_t kFrameSync = 0x314d5246; // "FRM1"
 constexpr uint32_t kFrameHead = 16;
 constexpr uint32_t kFrameTail = 4;
 constexpr uint32_t kFrameMaxBody = 16u << 20;
-// Appends are handed to the writeback in pieces of this size.
-constexpr uint64_t kWritebackStep = 4u << 20;
 
 enum FrameKind : uint8_t {
   kFramePut = 1,      // a record's whole current version
@@ -120,9 +118,6 @@ struct Table {
   size_t mapLen = 0;
   uint64_t dataEnd = 0;  // end of the last good frame: appends go here
   uint64_t fileSize = 0; // bytes on disk
-  // Appends up to here have been handed to the disk's writeback already
-  // (AppendBytes), so that a close's sync finds little left to write.
-  uint64_t writebackFrom = 0;
   uint64_t fileId = 0;
   std::vector<uint64_t> slots; // record id -> its put frame, 0 when none
   // Record id -> the offset of the frame whose checksum was last found
@@ -1635,18 +1630,6 @@ int AppendBytes(Table &t, const std::vector<uint8_t> &f, uint64_t &off) {
   t.dataEnd += f.size();
   if (t.dataEnd > t.fileSize)
     t.fileSize = t.dataEnd;
-  // Start the writeback of every few MB appended, without waiting for it:
-  // the bytes reach the disk while the program goes on, as they would in a
-  // few seconds anyway, and the sync of the close (the one that promises
-  // durability) has only the rest to wait for. Nothing is promised here.
-  if (t.writebackFrom > off)
-    t.writebackFrom = off; // the file was cut back below it
-  if (t.dataEnd - t.writebackFrom >= kWritebackStep) {
-    sync_file_range(t.ioFd, static_cast<off_t>(t.writebackFrom),
-                    static_cast<off_t>(t.dataEnd - t.writebackFrom),
-                    SYNC_FILE_RANGE_WRITE);
-    t.writebackFrom = t.dataEnd;
-  }
   assert(off >= kDataHeaderSize && t.dataEnd <= t.fileSize);
   assert(t.map != nullptr && t.dataEnd <= t.mapLen);
   t.dirty = true;
