@@ -183,8 +183,8 @@ int Insert(TblHandle h, typename T::Rec *rec, const typename T::Entry &entry) {
     if (T::ShiftUp(h, &probe, seq + 1, last) != 0 || OrvixError != 0)
       return 1;
   }
-  if (FindAt<T>(h, rec, seq))
-    return 1;
+  // *rec is still the record at seq, and the current one: the shift leaves
+  // both alone.
   // The tail of the full record, from the place on, becomes Seq + 1.
   probe = *rec;
   memmove(&probe.Entries[0], &rec->Entries[place],
