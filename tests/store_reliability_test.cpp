@@ -498,9 +498,11 @@ TEST_F(StoreTest, ARebuildOfACompactFileWritesOnlyTheIndex) {
   h = TblOpenSymptom("sym", 1, 1);
   ASSERT_NE(h, 0) << OrvixError;
   EXPECT_EQ(DbCountEntries(h), 300);
+  TblFreeSymptomRemed(&s);
   s = MakeSymptom(1, 5, 0, 0, "");
   ASSERT_EQ(TblFindFullSymptom(h, &s, 0, kFindEqual), 0);
   EXPECT_STREQ(s.Text1, "Furcht");
+  TblFreeSymptomRemed(&s);
   ASSERT_EQ(DbCloseFile(h), 0);
 }
 
