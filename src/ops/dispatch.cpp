@@ -4,6 +4,7 @@
 #include "logentry/reportcodes.h"
 #include "logentry/tally.h"
 #include "ops/remedy.h"
+#include "ops/symptoms.h"
 #include "platform/strutil.h"
 
 #include <cstring>
@@ -12,7 +13,7 @@
 namespace {
 
 // One row for each operation code, in the order of the codes. Notes,
-// references, symptoms, links and concepts have no handler in this version.
+// references, links and concepts have no handler in this version.
 constexpr OpHandlerRow kHandlers[kOpCount] = {
     {OpChangeDegree, OpChangeDegreeRun, 0},
     {OpDeleteRemedy, OpDeleteRemedyRun, 0},
@@ -20,13 +21,13 @@ constexpr OpHandlerRow kHandlers[kOpCount] = {
     {OpChangeNote, nullptr, kOpChangesNote},
     {OpChangeCrossReference, nullptr, 0},
     {OpChangeSynonym, nullptr, 0},
-    {OpRenameSymptom, nullptr, 0},
-    {OpAddSymptomAfter, nullptr, 0},
-    {OpAddSymptomBelow, nullptr, 0},
-    {OpDeleteSymptom, nullptr, kOpFailureCountsDone},
-    {OpMoveSymptoms, nullptr, 0},
-    {OpSplitSymptom, nullptr, 0},
-    {OpMergeSymptom, nullptr, 0},
+    {OpRenameSymptom, OpRenameSymptomRun, 0},
+    {OpAddSymptomAfter, OpAddSymptomAfterRun, 0},
+    {OpAddSymptomBelow, OpAddSymptomBelowRun, 0},
+    {OpDeleteSymptom, OpDeleteSymptomRun, kOpFailureCountsDone},
+    {OpMoveSymptoms, OpMoveSymptomsRun, 0},
+    {OpSplitSymptom, OpSplitSymptomRun, 0},
+    {OpMergeSymptom, OpMergeSymptomRun, 0},
     {OpAddLink, nullptr, 0},
     {OpDeleteLink, nullptr, 0},
     {OpAddConcept, nullptr, kOpConceptSided},
