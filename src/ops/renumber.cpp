@@ -96,6 +96,7 @@ int CarryNotes(TblHandle notes, uint32_t num, uint16_t oldSub,
   static char text1[kNoteTextSize], text2[kNoteTextSize];
   for (;;) {
     Note n;
+    memset(&n, 0, sizeof n);
     TblClearNote(&n);
     n.CursorState = 0xff;
     n.Num = num;

@@ -169,6 +169,7 @@ void MoveNotes(TblHandle notes, uint32_t num, uint16_t sub, uint32_t toNum,
     return;
   static char text1[kNoteTextSize], text2[kNoteTextSize];
   Note n;
+  memset(&n, 0, sizeof n);
   TblClearNote(&n);
   n.CursorState = 0xff;
   n.Num = num;
@@ -181,6 +182,7 @@ void MoveNotes(TblHandle notes, uint32_t num, uint16_t sub, uint32_t toNum,
     n.Num = toNum;
     n.Sub = toSub;
     if (TblSaveNote(notes, &n, kSaveReplace) == 0) {
+      memset(&n, 0, sizeof n);
       TblClearNote(&n);
       n.CursorState = 0xff;
       n.Num = num;
@@ -345,6 +347,7 @@ int AddSymptom(LogEntry *entry, const OpContext &ctx, bool below) {
   if (ctx.comment[0] != '\0' && ctx.notes != 0) {
     static char text1[kNoteTextSize], text2[kNoteTextSize];
     Note n;
+    memset(&n, 0, sizeof n);
     TblClearNote(&n);
     n.CursorState = 0xff;
     n.Num = s.Num;
@@ -430,6 +433,7 @@ int DeleteNotesOf(TblHandle notes, uint32_t num, uint16_t sub) {
     return 0;
   for (;;) {
     Note n;
+    memset(&n, 0, sizeof n);
     TblClearNote(&n);
     n.CursorState = 0xff;
     n.Num = num;
@@ -947,6 +951,9 @@ int OpMergeSymptomRun(LogEntry *entry, const OpContext &ctx) {
     return Report(t, kMsgSymptomNotFound, 1, 1);
   CopySymptom(*me.s, &next);
   if (TblFindFullSymptom(ctx.symptoms, next.s, 0, kFindNext) != 0)
+    return Report(t, kMsgSymptomNotFound, 1, 1);
+  // Mode 2 replaces the current record: the symptom is found again.
+  if (me.ByNumber(ctx.symptoms, num, sub) != 0)
     return Report(t, kMsgSymptomNotFound, 1, 1);
   AppendWithSlash(me.s->CrossRef1, sizeof me.s->CrossRef1, next.s->CrossRef1);
   AppendWithSlash(me.s->Synonym1, sizeof me.s->Synonym1, next.s->Synonym1);
