@@ -223,12 +223,15 @@ TEST_F(SymptomOpsTest, AddsFindTheirPlaceAndCarryWhatStandsBehind) {
   ASSERT_EQ(Add(OpAddSymptomBelow, "Mind \x02 fear", "dark"), 0);
   EXPECT_EQ(SymptomRecord.Num, 1u) << "the new symptom is the shared record";
   EXPECT_EQ(SymptomRecord.Sub, 2);
+  // "night" stood right behind: it moved, spread into the free Subs behind
+  // it, and took its note and its link along.
   Symptom night = Find("Mind \x02 fear \x02 night");
-  EXPECT_EQ(night.Sub, 3);
+  EXPECT_GT(night.Sub, 2);
+  EXPECT_LE(night.Sub, 2 + 2 * kRenumberSpread);
   memset(&n, 0, sizeof n);
   n.CursorState = 0xff;
   n.Num = 1;
-  n.Sub = 3;
+  n.Sub = night.Sub;
   n.Text1 = t1;
   n.Text2 = t2;
   EXPECT_EQ(TblFindFullNote(notes_, &n, 0, kFindEqual), 0);
@@ -236,14 +239,23 @@ TEST_F(SymptomOpsTest, AddsFindTheirPlaceAndCarryWhatStandsBehind) {
   memset(&l, 0, sizeof l);
   l.CursorState = 0xff;
   l.Num = 1;
-  l.Sub = 3;
+  l.Sub = night.Sub;
   ASSERT_EQ(TblFindFullLink(links_, &l, 0, kFindAtOrAfter), 0);
   EXPECT_STREQ(l.Title, "night sky");
   EXPECT_EQ(Find("Mind \x02 fear").ChildCount, 1) << "raised by one";
 
-  // After a symptom with descendants: behind the last of them.
+  // After a symptom with descendants: behind the last of them, whose next
+  // Sub is free now, so nothing moves.
   ASSERT_EQ(Add(OpAddSymptomAfter, "Mind \x02 fear", "grief"), 0);
-  EXPECT_EQ(Find("Mind \x02 grief").Sub, 4);
+  EXPECT_EQ(Find("Mind \x02 grief").Sub, night.Sub + 1);
+  EXPECT_EQ(Find("Mind \x02 fear \x02 night").Sub, night.Sub);
+  // A second add in the same stretch finds its Sub free too.
+  ASSERT_EQ(Add(OpAddSymptomBelow, "Mind \x02 fear", "cold"), 0);
+  EXPECT_EQ(Find("Mind \x02 fear \x02 cold").Sub, 2);
+  Symptom dark = Find("Mind \x02 fear \x02 dark");
+  EXPECT_GT(dark.Sub, 2) << "moved into the gap before night";
+  EXPECT_LT(dark.Sub, night.Sub);
+  EXPECT_EQ(Find("Mind \x02 fear \x02 night").Sub, night.Sub);
   // At the end of a block nothing moves.
   ASSERT_EQ(Add(OpAddSymptomAfter, "Head \x02 pain", "vertigo"), 0);
   EXPECT_EQ(Find("Head \x02 vertigo").Sub, 2);
@@ -253,32 +265,37 @@ TEST_F(SymptomOpsTest, AddsFindTheirPlaceAndCarryWhatStandsBehind) {
 }
 
 TEST_F(SymptomOpsTest, ABlockHoldsSubsUpToTheSubtreeMark) {
-  // Chapter 9 with a child at 31998 and one behind the insertion point.
-  Symptom c = MakeSymptom(9, 0, 0, 0, "Skin", 900);
-  c.Level = 1;
-  c.Chapter = 9;
-  ASSERT_EQ(TblSaveSymptom(sym_, &c, kSaveAdd), 0);
-  Symptom a = MakeSymptom(9, 1, 9, 0, "acne", 901);
-  a.Level = 2;
-  a.Chapter = 9;
-  ASSERT_EQ(TblSaveSymptom(sym_, &a, kSaveAdd), 0);
-  Symptom z = MakeSymptom(9, 31998, 9, 0, "zoster", 902);
-  z.Level = 2;
-  z.Chapter = 9;
-  ASSERT_EQ(TblSaveSymptom(sym_, &z, kSaveAdd), 0);
-  // The last Sub goes to 31999: allowed.
+  // Chapter 9: "acne" at 1, and a full run from 31990 to the last Sub.
+  auto put = [&](uint16_t sub, const std::string &text, uint8_t level) {
+    Symptom x = MakeSymptom(9, sub, level == 1 ? 0 : 9, 0, text.c_str(),
+                            900 + sub % 1000);
+    x.Level = level;
+    x.Chapter = 9;
+    ASSERT_EQ(TblSaveSymptom(sym_, &x, kSaveAdd), 0);
+  };
+  put(0, "Skin", 1);
+  put(1, "acne", 2);
+  for (uint16_t sub = 31990; sub <= kRenumberMaxSub; ++sub)
+    put(sub, "z" + std::to_string(sub), 2);
+  // Behind "acne" Sub 2 is free: nothing moves.
   ASSERT_EQ(Add(OpAddSymptomAfter, "Skin \x02 acne", "boils"), 0);
-  EXPECT_EQ(Find("Skin \x02 zoster").Sub, kRenumberMaxSub);
   EXPECT_EQ(Find("Skin \x02 boils").Sub, 2);
-  // One more would pass it: refused, nothing changed.
+  // Behind a symptom of the full run there is no Sub left: refused, and
+  // nothing changed.
   std::vector<std::string> before = Book();
-  EXPECT_EQ(Add(OpAddSymptomAfter, "Skin \x02 acne", "crusts"), 1);
+  EXPECT_EQ(Add(OpAddSymptomAfter, "Skin \x02 z31995", "crusts"), 1);
+  EXPECT_EQ(LogLastMessage, kMsgSymptomNotAdded);
+  EXPECT_EQ(Add(OpAddSymptomAfter, "Skin \x02 z31999", "crusts"), 1);
   EXPECT_EQ(LogLastMessage, kMsgSymptomNotAdded);
   EXPECT_EQ(Book(), before);
-  // Behind the last symptom of the full block nothing moves: allowed until
-  // the new Sub itself would pass the limit.
-  EXPECT_EQ(Add(OpAddSymptomAfter, "Skin \x02 zoster", "warts"), 1);
-  EXPECT_EQ(LogLastMessage, kMsgSymptomNotAdded);
+  // Behind the one before the run, the whole run would have to move past
+  // the mark: refused as well. Two Subs lower, it moves into the gap.
+  EXPECT_EQ(Add(OpAddSymptomBelow, "Skin \x02 z31990", "dry"), 1);
+  EXPECT_EQ(Book(), before);
+  put(31987, "y31987", 2);
+  ASSERT_EQ(Add(OpAddSymptomAfter, "Skin \x02 y31987", "crusts"), 0);
+  EXPECT_EQ(Find("Skin \x02 crusts").Sub, 31988);
+  EXPECT_EQ(Find("Skin \x02 z31990").Sub, 31990) << "31989 was free";
   EXPECT_EQ(Faults(), "");
 }
 

@@ -7,6 +7,7 @@
 #include "ops/wordindex.h"
 #include "platform/strutil.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <set>
@@ -42,6 +43,18 @@ bool Before(uint32_t n1, uint16_t s1, uint32_t n2, uint16_t s2) {
   return n1 < n2 || (n1 == n2 && s1 < s2);
 }
 
+// The new Subs of a run of symptoms: the run is (num, from) to (num, to)
+// without a gap, and newSub[sub - from] is where each goes.
+struct Moves {
+  uint32_t num;
+  uint16_t from, to;
+  std::vector<uint16_t> newSub;
+  bool Has(uint32_t n, uint16_t sub) const {
+    return n == num && sub >= from && sub <= to;
+  }
+  uint16_t To(uint16_t sub) const { return newSub[sub - from]; }
+};
+
 // What the walk over the moving symptoms gathers for the lists.
 struct Gathered {
   std::vector<bool> remedies = std::vector<bool>(65536, false);
@@ -67,17 +80,20 @@ void Gather(const Symptom &s, Gathered *g) {
         WordIndexTokens(texts[lang][k], 0, TakeToken, &g->tokens[lang]);
 }
 
-// The children of (num, oldSub) in other blocks take the parent
-// (num, newSub); children in the block itself move with the walk.
+// The children of (num, oldSub) that stand behind the run's gap, from
+// (num, limit) on (limit kWordSubtreeEnd: in later blocks), take the parent
+// (num, newSub). Children in the run move with the walk; those already
+// moved stand below `limit`, so they are not met here with a number that
+// another symptom of the run had before.
 int CarryOutsideChildren(TblHandle symptoms, uint32_t num, uint16_t oldSub,
-                         uint16_t newSub) {
+                         uint16_t newSub, uint32_t limit) {
   HeapSymptom child;
   for (;;) {
     Symptom &k = child.Key();
     k.ParentNum = num;
     k.ParentSub = oldSub;
-    k.Num = num + 1;
-    k.Sub = 0;
+    k.Num = limit >= kWordSubtreeEnd ? num + 1 : num;
+    k.Sub = limit >= kWordSubtreeEnd ? 0 : static_cast<uint16_t>(limit);
     k.Text1[0] = 'x'; // the whole key, not the parent alone
     if (TblFindFullSymptom(symptoms, child.s, 4, kFindAtOrAfter) != 0 ||
         child.s->ParentNum != num || child.s->ParentSub != oldSub)
@@ -212,12 +228,11 @@ int CarryConcepts(const OpContext &ctx, uint32_t num, uint16_t oldSub,
   return TblSaveExSp(ctx.concepts, &rec, kSaveReplace) != 0;
 }
 
-// Moves every entry (num, from..to) of the remedy's Extract chain up by
-// one Sub, saving each record it changes once. The chain is in (Num, Sub)
-// order, so only the records whose first and last entries enclose part of
-// the range are read.
-int ShiftExtract(TblHandle extract, uint16_t remedyId, uint32_t num,
-                 uint16_t from, uint16_t to) {
+// Gives every entry of the run in the remedy's Extract chain its new Sub,
+// saving each record it changes once. The chain is in (Num, Sub) order and
+// the moves keep that order, so only the records whose first and last
+// entries enclose part of the run are read.
+int ShiftExtract(TblHandle extract, uint16_t remedyId, const Moves &m) {
   static Extract rec;
   for (int seq = 0; seq <= 255; ++seq) {
     TblClearExtract(&rec);
@@ -228,9 +243,9 @@ int ShiftExtract(TblHandle extract, uint16_t remedyId, uint32_t num,
     int count = 0;
     if (TblPeekExtract(extract, &rec, &first, &last, &count) != 0)
       return 0;
-    if (count == 0 || Before(last.Num, last.Sub, num, from))
+    if (count == 0 || Before(last.Num, last.Sub, m.num, m.from))
       continue;
-    if (Before(num, to, first.Num, first.Sub))
+    if (Before(m.num, m.to, first.Num, first.Sub))
       return 0;
     if (TblFindFullExtract(extract, &rec, 0, kFindEqual, nullptr) != 0)
       return 1;
@@ -239,8 +254,8 @@ int ShiftExtract(TblHandle extract, uint16_t remedyId, uint32_t num,
                     TblIsLastExtractSymptom(&rec.Entries[i]) != 2;
          ++i) {
       ExtractEntry &e = rec.Entries[i];
-      if (e.Num == num && e.Sub >= from && e.Sub <= to) {
-        ++e.Sub;
+      if (m.Has(e.Num, e.Sub)) {
+        e.Sub = m.To(e.Sub);
         changed = true;
       }
     }
@@ -252,8 +267,7 @@ int ShiftExtract(TblHandle extract, uint16_t remedyId, uint32_t num,
 
 // The same for a word's chain in one Word table; an end of range that
 // lies in the symptom's own block at or before it moves with it.
-int ShiftWord(TblHandle words, const std::string &token, uint32_t num,
-              uint16_t from, uint16_t to) {
+int ShiftWord(TblHandle words, const std::string &token, const Moves &m) {
   static Word rec;
   for (int seq = 0; seq <= 255; ++seq) {
     TblClearWord(&rec);
@@ -264,9 +278,9 @@ int ShiftWord(TblHandle words, const std::string &token, uint32_t num,
     int count = 0;
     if (TblPeekWord(words, &rec, &first, &last, &count) != 0)
       return 0;
-    if (count == 0 || Before(last.Num, last.Sub, num, from))
+    if (count == 0 || Before(last.Num, last.Sub, m.num, m.from))
       continue;
-    if (Before(num, to, first.Num, first.Sub))
+    if (Before(m.num, m.to, first.Num, first.Sub))
       return 0;
     if (TblFindFullWord(words, &rec, 0, kFindEqual, nullptr) != 0)
       return 1;
@@ -275,14 +289,12 @@ int ShiftWord(TblHandle words, const std::string &token, uint32_t num,
          i < kListEntries - 1 && TblIsLastWordSymptom(&rec.Entries[i]) != 2;
          ++i) {
       WordEntry &e = rec.Entries[i];
-      if (e.Num != num || e.Sub < from || e.Sub > to)
+      if (!m.Has(e.Num, e.Sub))
         continue;
       uint16_t old = e.Sub;
-      ++e.Sub;
-      if (e.EndNum == num && e.EndSub <= old) {
-        e.EndNum = num;
+      e.Sub = m.To(old);
+      if (e.EndNum == m.num && e.EndSub <= old)
         e.EndSub = e.Sub;
-      }
       changed = true;
     }
     if (changed && TblSaveWord(words, &rec, kSaveReplace) != 0)
@@ -297,85 +309,88 @@ bool OpTextInWords(const char *text) {
   return text != nullptr && text[0] != '\0' && !(text[0] >= '1' && text[0] <= '9');
 }
 
-bool OpLastSubOfBlock(TblHandle symptoms, uint32_t num, uint16_t *last) {
-  HeapSymptom h;
-  Symptom &k = h.Key();
-  k.Num = num + 1;
-  k.Sub = 0;
-  int err = TblFindFullSymptom(symptoms, h.s, 0, kFindAtOrAfter);
-  if (err == 0)
-    err = TblFindFullSymptom(symptoms, h.s, 0, kFindPrev);
-  else
-    err = TblFindFullSymptom(symptoms, h.s, 0, kFindLast);
-  if (err != 0 || h.s->Num != num)
-    return false;
-  *last = h.s->Sub;
-  return true;
-}
-
 int OpRenumberMakeRoom(const OpContext &ctx, uint32_t num, uint16_t sub,
                        bool withSub2) {
-  uint16_t last = 0;
-  if (!OpLastSubOfBlock(ctx.symptoms, num, &last) || last <= sub)
-    return 0; // nothing stands behind: an add at a block's end moves nothing
-  if (last >= kRenumberMaxSub)
+  if (sub >= kRenumberMaxSub)
     return kMsgSymptomNotAdded;
-
-  // The symptoms behind, in book order, and what their lists hold.
-  std::vector<uint16_t> moving;
+  // The run of symptoms right behind, up to the first free Sub, and what
+  // their lists hold; `limit` is the Sub of the next symptom behind the
+  // gap, or the subtree mark when none follows in the block.
+  Moves m{num, static_cast<uint16_t>(sub + 1), sub, {}};
+  uint32_t limit = kWordSubtreeEnd;
   Gathered g;
   {
     HeapSymptom h;
     Symptom &k = h.Key();
     k.Num = num;
-    k.Sub = static_cast<uint16_t>(sub + 1);
+    k.Sub = m.from;
     for (int err = TblFindFullSymptom(ctx.symptoms, h.s, 0, kFindAtOrAfter);
          err == 0 && h.s->Num == num;
          err = TblFindFullSymptom(ctx.symptoms, h.s, 0, kFindNext)) {
-      moving.push_back(h.s->Sub);
+      if (h.s->Sub != m.to + 1) {
+        limit = h.s->Sub;
+        break;
+      }
+      m.to = h.s->Sub;
       Gather(*h.s, &g);
     }
   }
+  int count = m.to - sub;
+  if (count == 0)
+    return 0; // the Sub behind is free: nothing moves
+  if (m.to >= kRenumberMaxSub)
+    return kMsgSymptomNotAdded; // the block is full behind the symptom
+
+  // The run spreads over the free Subs behind it, a few apart, so that the
+  // next inserts in this stretch find their Sub free; it takes no more than
+  // kRenumberSpread Subs a symptom, and the rest of the gap stays for adds
+  // further on.
+  uint32_t span = std::min<uint32_t>(limit - m.from,
+                                     static_cast<uint32_t>(count + 1) *
+                                         kRenumberSpread);
+  m.newSub.resize(static_cast<size_t>(count));
+  for (int i = 0; i < count; ++i)
+    m.newSub[static_cast<size_t>(i)] = static_cast<uint16_t>(
+        m.from + static_cast<uint32_t>(i + 1) * span /
+                     static_cast<uint32_t>(count + 1));
 
   // From the last down, so that each new number is free when it is taken.
   HeapSymptom h;
-  for (size_t i = moving.size(); i-- > 0;) {
-    uint16_t old = moving[i], now = static_cast<uint16_t>(old + 1);
-    if (CarryOutsideChildren(ctx.symptoms, num, old, now) != 0)
+  for (int old = m.to; old >= m.from; --old) {
+    uint16_t from = static_cast<uint16_t>(old), now = m.To(from);
+    if (CarryOutsideChildren(ctx.symptoms, num, from, now, limit) != 0)
       return kMsgSubSymptomsNotFollowed;
-    if (CarryNotes(ctx.notes, num, old, now) != 0 ||
-        CarryLinks(ctx.links, num, old, now) != 0)
+    if (CarryNotes(ctx.notes, num, from, now) != 0 ||
+        CarryLinks(ctx.links, num, from, now) != 0)
       return kMsgNotesLinksWordsNotFollowed;
-    if (CarryConcepts(ctx, num, old, now) != 0)
+    if (CarryConcepts(ctx, num, from, now) != 0)
       return kMsgExtractOrConceptNotFollowed;
     Symptom &k = h.Key();
     k.Num = num;
-    k.Sub = old;
+    k.Sub = from;
     if (TblFindFullSymptom(ctx.symptoms, h.s, 0, kFindEqual) != 0)
       continue; // a find that fails skips that number
     h.s->Sub = now;
-    // A child in the block moved before its parent did: it takes the
+    // A child in the run moved before its parent did: it takes the
     // parent's new number in the same save.
-    if (h.s->ParentNum == num && h.s->ParentSub > sub)
-      ++h.s->ParentSub;
+    if (m.Has(h.s->ParentNum, h.s->ParentSub))
+      h.s->ParentSub = m.To(h.s->ParentSub);
     if (withSub2)
-      ++h.s->Sub2;
+      h.s->Sub2 = static_cast<uint16_t>(h.s->Sub2 + (now - from));
     if (TblSaveSymptom(ctx.symptoms, h.s, kSaveReplace) != 0)
       return kMsgSymptomNotSaved;
   }
 
-  uint16_t from = static_cast<uint16_t>(sub + 1);
   if (ctx.extract != 0)
     for (int r = 1; r < 65536; ++r)
       if (g.remedies[r] &&
-          ShiftExtract(ctx.extract, static_cast<uint16_t>(r), num, from,
-                       last) != 0)
+          ShiftExtract(ctx.extract, static_cast<uint16_t>(r), m) != 0)
         return kMsgExtractOrConceptNotFollowed;
   TblHandle words[2] = {ctx.word1, ctx.word2};
   for (int lang = 0; lang < 2; ++lang)
     if (words[lang] != 0)
       for (const std::string &token : g.tokens[lang])
-        if (ShiftWord(words[lang], token, num, from, last) != 0)
+        if (ShiftWord(words[lang], token, m) != 0)
           return kMsgNotesLinksWordsNotFollowed;
   return 0;
 }

@@ -6,16 +6,17 @@
 // languages (word1, word2), its concept links in both directions (ExSp),
 // and last its own record (Symptom).
 //
-// Room for a new symptom behind (Num, Sub) is made by moving every symptom
-// of the block behind it up by one Sub, from the last down. The walk saves
-// each moved symptom once (its new Sub and, when its parent moved too, its
-// new parent together), and the records of the chained lists (Extract and
-// the two Word tables) once each when the walk has passed them, not once
-// for every symptom they hold: a block of a thousand symptoms with twenty
-// remedies each touches a few thousand list records, not twenty thousand
-// times one. The end state is the one the symptom-by-symptom walk gives;
-// the entry journal around the run's entry keeps the whole move all or
-// nothing.
+// Room for a new symptom behind (Num, Sub) is made by moving the run of
+// symptoms right behind it, up to the first free Sub of the block, from
+// the last down. A run that must move is spread over the free Subs behind
+// it, a few Subs apart (kRenumberSpread), so that the next inserts in that
+// stretch move nothing: in a dense block the first insert pays for the
+// move of what stands behind it, the later ones near it do not. The walk
+// saves each moved symptom once (its new Sub and, when its parent moved
+// too, its new parent together), and the records of the chained lists
+// (Extract and the two Word tables) once each when the walk has passed
+// them, not once for every symptom they hold. The entry journal around
+// the run's entry keeps the whole move all or nothing.
 #pragma once
 
 #include "ops/context.h"
@@ -24,17 +25,20 @@
 #include <cstdint>
 
 // The largest Sub a symptom may get: kWordSubtreeEnd (32000) marks the end
-// of a subtree in the word index, so a block holds Subs 0 to 31999. An
-// insert that would move a symptom beyond is refused before anything is
-// written.
+// of a subtree in the word index, so a block holds Subs 0 to 31999, at most
+// 32000 symptoms. An insert behind a symptom is refused (nothing written)
+// when every Sub from it up to 31999 is taken, and when the symptom itself
+// stands at 31999.
 inline constexpr uint16_t kRenumberMaxSub = 31999;
+// How many Subs apart a run that must move is spread, at most.
+inline constexpr uint32_t kRenumberSpread = 4;
 
-// Makes room behind (num, sub): every symptom of block num with a Sub
-// above `sub` moves up by one, a gap being stepped over. With `withSub2`
-// (the twin that a rename may leave behind) Sub2 moves by one together with
-// Sub. Answers 0, or the report code of the step that failed (what was
-// written before it stays for the entry's journal to undo):
-// kMsgSymptomNotAdded when the block is full (nothing written),
+// Makes room behind (num, sub): the run of symptoms from sub + 1 up to the
+// first free Sub moves behind, spread over the gap. With `withSub2` (the
+// twin that a rename may leave behind) Sub2 moves by as much as Sub. Answers
+// 0, or the report code of the step that failed (what was written before
+// it stays for the entry's journal to undo): kMsgSymptomNotAdded when the
+// block is full behind the symptom (nothing written),
 // kMsgSubSymptomsNotFollowed, kMsgExtractOrConceptNotFollowed,
 // kMsgNotesLinksWordsNotFollowed or kMsgSymptomNotSaved.
 int OpRenumberMakeRoom(const OpContext &ctx, uint32_t num, uint16_t sub,
@@ -44,9 +48,6 @@ int OpRenumberMakeRoom(const OpContext &ctx, uint32_t num, uint16_t sub,
 // `sub2` gets Sub2 + 1. Nothing else follows this. 0 or
 // kMsgSymptomNotSaved.
 int OpRenumberMakeRoom2(const OpContext &ctx, uint32_t num2, uint16_t sub2);
-
-// The last Sub of block num into *last; false when the block is empty.
-bool OpLastSubOfBlock(TblHandle symptoms, uint32_t num, uint16_t *last);
 
 // Removes the symptom (num, sub) from the lists of the words of `text` in
 // one word table, comparing each entry: only the symptom's own entry goes.
