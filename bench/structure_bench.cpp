@@ -276,6 +276,15 @@ int main(int argc, char **argv) {
       continue;
     char path[kSptPathSize];
     GetLevelsFromSptNum(t.sym, 1, path, s.Num, s.Sub);
+    int32_t id = s.UniqueId;
+    uint32_t pn;
+    uint16_t ps;
+    if (op == OpMoveSymptoms &&
+        (GetSptNumFromExactText(t.sym, 1, path, &pn, &ps) != 0 ||
+         pn != s.Num || ps != s.Sub)) {
+      TblFreeSymptomRemed(&s);
+      continue; // a path that names another symptom
+    }
     std::string fields = std::string("0\x01") + path;
     if (op == OpAddSymptomAfter) {
       std::string number = std::to_string(++made);
@@ -296,7 +305,13 @@ int main(int argc, char **argv) {
       }
       char tpath[kSptPathSize];
       GetLevelsFromSptNum(t.sym, 1, tpath, target.Num, target.Sub);
+      bool named = GetSptNumFromExactText(t.sym, 1, tpath, &pn, &ps) == 0 &&
+                   pn == target.Num && ps == target.Sub;
       TblFreeSymptomRemed(&target);
+      if (!named) {
+        TblFreeSymptomRemed(&s);
+        continue;
+      }
       fields = std::string("0\x01") + tpath + "\x01" + path + "\x01" + path +
                "\x01" "1";
     } else if (op == OpSplitSymptom) {
@@ -308,6 +323,9 @@ int main(int argc, char **argv) {
     TblFreeSymptomRemed(&s);
     LogClearEntry(&e, text);
     e.number = n + 1;
+    // By unique id, as the entries of a repertory's own log are: the
+    // generated texts repeat among siblings, so a path may name another.
+    e.symptomId = op == OpMoveSymptoms ? 0 : id;
     e.operation = static_cast<uint16_t>(op);
     StrCopy(text, kLogTextSize, fields.c_str());
 
