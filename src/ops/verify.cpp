@@ -18,6 +18,10 @@
 #include <unordered_map>
 #include <vector>
 
+VerifyReport VerifyKeptReport = nullptr;
+void *VerifyKeptContext = nullptr;
+int VerifyKeptCount = 0;
+
 namespace {
 
 using SymptomKey = uint64_t; // Num << 16 | Sub
@@ -40,6 +44,19 @@ struct Checker {
         DbProgressTell("verify", walked, toWalk))
       stopped = true;
     return stopped;
+  }
+
+  // A leftover that the rules keep: named apart, never a fault.
+  void Kept(const char *fmt, ...) __attribute__((format(printf, 2, 3))) {
+    ++VerifyKeptCount;
+    if (VerifyKeptReport == nullptr)
+      return;
+    char text[600];
+    va_list ap;
+    va_start(ap, fmt);
+    StrFormatV(text, sizeof text, fmt, ap);
+    va_end(ap);
+    VerifyKeptReport(text, VerifyKeptContext);
   }
 
   void Fault(const char *fmt, ...) __attribute__((format(printf, 2, 3))) {
@@ -99,7 +116,8 @@ struct ExtractKeyHash {
 };
 struct ExtractSeen {
   uint8_t degree;
-  bool held; // a symptom holds the entry
+  bool held;    // a symptom holds the entry
+  bool userBit; // the list's entry holds the user bit
 };
 // Repertories hold millions of remedy entries: a hash table, not a tree.
 using ExtractEntries =
@@ -144,7 +162,10 @@ void CheckExtract(Checker &c, TblHandle h, ExtractEntries &entries) {
       any = true;
       ExtractKey key{rec.RemedyId, e.Num, e.Sub,
                      static_cast<uint16_t>(e.AuthorId & kAuthorMask)};
-      if (!entries.emplace(key, ExtractSeen{e.Degree, false}).second)
+      if (!entries
+               .emplace(key, ExtractSeen{e.Degree, false,
+                                         (e.AuthorId & kAuthorUserBit) != 0})
+               .second)
         c.Fault("extract: remedy %u lists symptom %u.%u author %u twice",
                 rec.RemedyId, e.Num, e.Sub, e.AuthorId & kAuthorMask);
     }
@@ -223,12 +244,27 @@ void CheckSymptoms(Checker &c, TblHandle symptoms, bool haveExtract,
 
 // The Extract entries that no symptom holds, in key order, so that the
 // same faults read the same each time.
-void ReportUnheld(Checker &c, const ExtractEntries &extractEntries) {
-  std::vector<ExtractKey> unheld;
+// An entry with the user bit whose symptom is gone is what a deletion
+// leaves on purpose.
+bool KeptByDeletion(const ExtractSeen &seen, const ExtractKey &key,
+                    const std::unordered_map<SymptomKey, SymptomInfo> &tree) {
+  return seen.userBit &&
+         tree.count(KeyOf(std::get<1>(key), std::get<2>(key))) == 0;
+}
+
+void ReportUnheld(Checker &c, const ExtractEntries &extractEntries,
+                  const std::unordered_map<SymptomKey, SymptomInfo> &tree) {
+  std::vector<ExtractKey> unheld, kept;
   for (const auto &[key, seen] : extractEntries)
     if (!seen.held)
-      unheld.push_back(key);
+      (KeptByDeletion(seen, key, tree) ? kept : unheld).push_back(key);
   std::sort(unheld.begin(), unheld.end());
+  std::sort(kept.begin(), kept.end());
+  for (const ExtractKey &key : kept)
+    c.Kept("extract: remedy %u lists symptom %u.%u author %u (user bit), "
+           "which was deleted",
+           std::get<0>(key), std::get<1>(key), std::get<2>(key),
+           std::get<3>(key));
   for (const ExtractKey &key : unheld)
     c.Fault("extract: remedy %u lists symptom %u.%u author %u, which the "
             "symptom does not hold",
@@ -284,8 +320,8 @@ void CheckNotesAndLinks(
     for (int err = TblFindFullLink(links, &l, 0, kFindFirst); err == 0;
          err = TblFindFullLink(links, &l, 0, kFindNext))
       if (!tree.count(KeyOf(l.Num, l.Sub)))
-        c.Fault("link '%s' of symptom %u.%u: no such symptom", l.Title, l.Num,
-                l.Sub);
+        c.Kept("link '%s' of symptom %u.%u, which was deleted", l.Title,
+               l.Num, l.Sub);
   }
 }
 
@@ -330,6 +366,7 @@ void CheckWords(Checker &c, TblHandle words, int lang,
 
 int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
   Checker c{report, context};
+  VerifyKeptCount = 0;
   char path[300];
   auto open = [&](const char *name, TblHandle (*opener)(const char *, int, int),
                   bool required) -> TblHandle {
@@ -362,7 +399,7 @@ int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
     SymptomTables found;
     CheckSymptoms(c, symptoms, extract != 0, extractEntries, &found);
     if (!c.stopped) {
-      ReportUnheld(c, extractEntries);
+      ReportUnheld(c, extractEntries, found.tree);
       CheckTree(c, found.tree);
       CheckNotesAndLinks(c, notes, links, found.tree);
     }

@@ -212,13 +212,20 @@ void PrintFault(const char *fault, void *) {
   printf("fault: %s\n", Cp1252ToUtf8(fault).c_str());
 }
 
-// The repertory's tables against each other; exit 1 on any fault.
+void PrintKept(const char *leftover, void *) {
+  ClearProgress();
+  printf("kept: %s\n", Cp1252ToUtf8(leftover).c_str());
+}
+
+// The repertory's tables against each other; exit 1 on any fault. What the
+// operations' rules leave on purpose is listed as "kept", and is no fault.
 int Verify(const char *folder) {
   if (DbInitialize(50, 90, 4, kModule, "", 0) != 0) {
     fprintf(stderr, "tbltool: the store does not start (%d)\n", OrvixError);
     return 1;
   }
   StartProgress(folder);
+  VerifyKeptReport = PrintKept;
   int faults = VerifyRepertory(folder, PrintFault, nullptr);
   ClearProgress();
   TellMended();
