@@ -123,6 +123,14 @@ TEST_F(BackupListsTest, TheSilentBackupTakesTheRepertoryAndTheLogs) {
   EXPECT_EQ(Lines(run, 0), expect);
   RunOptions.BackupRepertory = 0;
   EXPECT_EQ(Lines(run, 0).size(), 2u);
+
+  // A text log is copied as the one file it is, found whatever the case of
+  // its name; a stem.* pattern would match nothing beside it.
+  fs::create_directories(root_ / "log");
+  WriteFile(root_ / "log" / "extra.txt", "0|x\n");
+  StrCopy(LogPath, "..\\log\\Extra.TXT");
+  EXPECT_EQ(Lines(run, 0).front(),
+            "..\\log\\Extra.TXT|" + to + "\\Log\\Extra.TXT\n");
   RunOptions.BackupLog = 0;
   EXPECT_TRUE(Lines(run, 0).empty());
   // Nothing asked for: nothing is copied and the run may start.

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <csignal>
 #include <random>
+#include <sstream>
 
 namespace {
 
@@ -86,15 +87,13 @@ std::vector<std::string> Contents(const char *path) {
     TblClearCas1(&head);
     for (int rc = TblFindFullCas1(h1, &head, -1, kFindFirst); rc == 0;
          rc = TblFindFullCas1(h1, &head, -1, kFindNext)) {
-      // Built by appends: GCC 12's -O3 flags "literal + string" with a false
-      // -Wrestrict.
-      std::string s = "case ";
-      s += std::to_string(head.CaseId);
-      s += ' ';
-      s += head.Name;
+      // A stream, not "literal + string": GCC 12 at -O3 flags those
+      // inlined copies with a false -Wrestrict.
+      std::ostringstream s;
+      s << "case " << head.CaseId << ' ' << head.Name;
       for (uint16_t v : head.Values)
-        s += " " + std::to_string(v);
-      out.push_back(s);
+        s << ' ' << v;
+      out.push_back(s.str());
     }
     DbCloseFile(h1);
   }
@@ -103,18 +102,15 @@ std::vector<std::string> Contents(const char *path) {
     TblClearCas2(&line);
     for (int rc = TblFindFullCas2(h2, &line, -1, kFindFirst); rc == 0;
          rc = TblFindFullCas2(h2, &line, -1, kFindNext)) {
-      std::string s = "row " + std::to_string(line.CaseId) + " " +
-                      std::to_string(line.Sequence) + " " +
-                      std::to_string(line.Entry) + " " +
-                      std::to_string(line.Byte11) + " " +
-                      std::to_string(line.Byte13) + " " +
-                      std::to_string(line.Byte14) + " " + line.Text1;
+      std::ostringstream s;
+      s << "row " << line.CaseId << ' ' << +line.Sequence << ' ' << line.Entry
+        << ' ' << +line.Byte11 << ' ' << +line.Byte13 << ' ' << +line.Byte14
+        << ' ' << line.Text1;
       for (int i = 0; line.Symptoms != nullptr &&
                       TblIsLastCas2SymptomRemed(&line.Symptoms[i]) != 2;
            ++i)
-        s += " " + std::to_string(line.Symptoms[i].Value) + "/" +
-             std::to_string(line.Symptoms[i].Author);
-      out.push_back(s);
+        s << ' ' << line.Symptoms[i].Value << '/' << line.Symptoms[i].Author;
+      out.push_back(s.str());
     }
     TblFreeCas2Symptoms(&line);
     DbCloseFile(h2);

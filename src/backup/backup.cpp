@@ -271,9 +271,14 @@ int BackupWriteRunItems(FILE *f) {
     n += Put(f, line) ? 1 : 0;
   }
   if (RunOptions.BackupLog != 0) {
+    // A table log is a stem with its data and index files beside it; a
+    // text log is the one file its path names, extension and all.
     const char *slash = strrchr(LogPath, '\\');
-    StrFormat(line, "%s.*|%s\\Log\\%s.*\n", LogPath, to,
-              slash != nullptr ? slash + 1 : LogPath);
+    const char *name = slash != nullptr ? slash + 1 : LogPath;
+    if (PlatFileExists(LogPath) && !PlatIsDir(LogPath))
+      StrFormat(line, "%s|%s\\Log\\%s\n", LogPath, to, name);
+    else
+      StrFormat(line, "%s.*|%s\\Log\\%s.*\n", LogPath, to, name);
     n += Put(f, line) ? 1 : 0;
     // The repertory's own log beside it.
     BackupResolve(LogFileDir, src, sizeof src);

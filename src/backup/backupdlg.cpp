@@ -4,6 +4,7 @@
 
 #include "platform/files.h"
 #include "platform/strutil.h"
+#include "services/dialog.h"
 #include "services/help.h"
 #include "services/messages.h"
 #include "session/runoptions.h"
@@ -63,27 +64,19 @@ WINDOW Ctl(WINDOW win, int id) {
   return xvt_win_get_ctl(win, id);
 }
 
-void SetTitle(WINDOW win, int id, const char *text) {
-  xvt_vobj_set_title(Ctl(win, id), text);
-}
-
-int Tick(WINDOW win, int id) {
-  return xvt_ctl_is_checked(Ctl(win, id)) ? 1 : 0;
-}
-
 void BackupCreate(WINDOW win) {
   long mode = xvt_vobj_get_data(win);
   bool restore = mode == kBackupModeRestore;
   DlgLoadTexts(win, TextTableBackup);
   xvt_vobj_set_title(win, MsgText(restore ? 5637 : 5636));
-  SetTitle(win, kBackupGroup, MsgText(restore ? 5639 : 5638));
+  DlgSetTitle(win, kBackupGroup, MsgText(restore ? 5639 : 5638));
   char title[160];
   StrFormat(title, "%s (%s)", MsgText(5641),
             CurrentCatalog.RepertoryBlock.Title);
-  SetTitle(win, kBackupTickRepertory, title);
+  DlgSetTitle(win, kBackupTickRepertory, title);
   // A backup offers everything, a restore nothing until it is ticked.
   for (int id : kTicks)
-    xvt_ctl_set_checked(Ctl(win, id), !restore);
+    DlgSetTick(win, id, !restore);
   if (restore) {
     xvt_vobj_set_visible(Ctl(win, kBackupFolderEdit), false);
     xvt_vobj_set_visible(Ctl(win, kBackupFolderList), true);
@@ -92,7 +85,7 @@ void BackupCreate(WINDOW win) {
     MakeBackupFolder(RunOptions.BackupBase, RunOptions.BackupDirectory,
                      sizeof RunOptions.BackupDirectory);
   }
-  SetTitle(win, kBackupFolderEdit, RunOptions.BackupDirectory);
+  DlgSetTitle(win, kBackupFolderEdit, RunOptions.BackupDirectory);
 }
 
 void ChooseFolder(WINDOW win) {
@@ -100,21 +93,21 @@ void ChooseFolder(WINDOW win) {
   if (xvt_dm_post_folder(MsgText(5601), chosen, sizeof chosen) != FL_OK ||
       chosen[0] == '\0')
     return;
-  SetTitle(win, kBackupFolderEdit, chosen);
-  SetTitle(win, kBackupFolderList, chosen);
+  DlgSetTitle(win, kBackupFolderEdit, chosen);
+  DlgSetTitle(win, kBackupFolderList, chosen);
 }
 
 void BackupOk(WINDOW win) {
   long mode = xvt_vobj_get_data(win);
-  RunOptions.BackupLog = Tick(win, kBackupTickLog);
-  RunOptions.BackupRepertory = Tick(win, kBackupTickRepertory);
-  BackupItems.Keynotes = Tick(win, kBackupTickKeynotes);
-  BackupItems.Cases = Tick(win, kBackupTickCases);
-  BackupItems.Patient = Tick(win, kBackupTickPatient);
-  BackupItems.Zentrix = Tick(win, kBackupTickZentrix);
-  BackupItems.System = Tick(win, kBackupTickSystem);
-  BackupItems.Bin = Tick(win, kBackupTickBin);
-  BackupItems.Freenotes = Tick(win, kBackupTickFreenotes);
+  RunOptions.BackupLog = DlgTick(win, kBackupTickLog);
+  RunOptions.BackupRepertory = DlgTick(win, kBackupTickRepertory);
+  BackupItems.Keynotes = DlgTick(win, kBackupTickKeynotes);
+  BackupItems.Cases = DlgTick(win, kBackupTickCases);
+  BackupItems.Patient = DlgTick(win, kBackupTickPatient);
+  BackupItems.Zentrix = DlgTick(win, kBackupTickZentrix);
+  BackupItems.System = DlgTick(win, kBackupTickSystem);
+  BackupItems.Bin = DlgTick(win, kBackupTickBin);
+  BackupItems.Freenotes = DlgTick(win, kBackupTickFreenotes);
   // The folder is the edit control's, also in restore mode where it is
   // hidden: the drop-down's choice is not read, only the button's.
   char folder[kBackupPathSize];
@@ -153,6 +146,8 @@ void BackupRegister() {
 }
 
 long BackupDialogEvent(WINDOW win, EVENT *ev) {
+  if (DlgCancelEvent(win, ev))
+    return 0;
   switch (ev->type) {
   case E_CREATE:
     BackupCreate(win);
@@ -173,19 +168,10 @@ long BackupDialogEvent(WINDOW win, EVENT *ev) {
       break;
     default:
       for (int id : kTicks)
-        if (id == ev->v.ctl.id) {
-          WINDOW ctl = Ctl(win, id);
-          xvt_ctl_set_checked(ctl, !xvt_ctl_is_checked(ctl));
-        }
+        if (id == ev->v.ctl.id)
+          DlgToggleTick(win, id);
       break;
     }
-    break;
-  case E_CHAR:
-    if (ev->v.chr.ch == K_ESC)
-      xvt_vobj_destroy(win);
-    break;
-  case E_CLOSE:
-    xvt_vobj_destroy(win);
     break;
   default:
     break;

@@ -67,14 +67,13 @@ inline constexpr int kLogAllFields = 12;
 inline constexpr int kFieldLanguage = 0;
 inline constexpr int kFieldPath = 1;
 
+// Each operation's fields after those two, counted on from field 2, as
+// names in a namespace of their own: NoteFields::kOldText is field 7.
+
 // OpChangeDegree, OpDeleteRemedy, OpAddRemedy: abbreviations of the remedy
 // and the author, then the degree (the old and the new one for a change).
 namespace RemedyFields {
-inline constexpr int kRemedy = 2;
-inline constexpr int kAuthor = 3;
-inline constexpr int kDegree = 4;
-inline constexpr int kOldDegree = 4;
-inline constexpr int kNewDegree = 5;
+enum : int { kRemedy = 2, kAuthor, kDegree, kNewDegree, kOldDegree = kDegree };
 } // namespace RemedyFields
 
 // OpChangeNote: the note type (kNoteTypeFirst to kNoteTypeLast), remedy
@@ -83,83 +82,71 @@ inline constexpr int kNewDegree = 5;
 inline constexpr int kNoteTypeFirst = 1;
 inline constexpr int kNoteTypeLast = 5;
 namespace NoteFields {
-inline constexpr int kType = 2;
-inline constexpr int kRemedy = 3;
-inline constexpr int kAuthor = 4;
-inline constexpr int kDegree = 5;
-inline constexpr int kLanguage = 6;
-inline constexpr int kOldText = 7;
-inline constexpr int kNewText = 8;
+enum : int {
+  kType = 2,
+  kRemedy,
+  kAuthor,
+  kDegree,
+  kLanguage,
+  kOldText,
+  kNewText
+};
 } // namespace NoteFields
 
 // OpChangeCrossReference, OpChangeSynonym: the language of the text, old
 // and new text.
 namespace TextFields {
-inline constexpr int kLanguage = 2;
-inline constexpr int kOldText = 3;
-inline constexpr int kNewText = 4;
+enum : int { kLanguage = 2, kOldText, kNewText };
 } // namespace TextFields
 
 // OpRenameSymptom: (language, old text, new text) twice; the second triple
 // may be empty.
 namespace RenameFields {
-inline constexpr int kLanguage = 2;
-inline constexpr int kOldText = 3;
-inline constexpr int kNewText = 4;
-inline constexpr int kLanguage2 = 5;
-inline constexpr int kOldText2 = 6;
-inline constexpr int kNewText2 = 7;
+enum : int {
+  kLanguage = 2,
+  kOldText,
+  kNewText,
+  kLanguage2,
+  kOldText2,
+  kNewText2
+};
 } // namespace RenameFields
 
 // OpAddSymptomAfter, OpAddSymptomBelow: (language, new text) twice.
 namespace AddSymptomFields {
-inline constexpr int kLanguage = 2;
-inline constexpr int kText = 3;
-inline constexpr int kLanguage2 = 4;
-inline constexpr int kText2 = 5;
+enum : int { kLanguage = 2, kText, kLanguage2, kText2 };
 } // namespace AddSymptomFields
 
 // OpMoveSymptoms: paths of the first and the last symptom, kind 1-4.
 namespace MoveFields {
-inline constexpr int kFirst = 2;
-inline constexpr int kLast = 3;
-inline constexpr int kKind = 4;
+enum : int { kFirst = 2, kLast, kKind };
 } // namespace MoveFields
 
 // OpSplitSymptom: the symptom's new text, the new sub-level, kind 1-3.
 namespace SplitFields {
-inline constexpr int kText = 2;
-inline constexpr int kSubLevel = 3;
-inline constexpr int kKind = 4;
+enum : int { kText = 2, kSubLevel, kKind };
 } // namespace SplitFields
 
 // OpMergeSymptom: the parent's new text, kind 1-3.
 namespace MergeFields {
-inline constexpr int kText = 2;
-inline constexpr int kKind = 3;
+enum : int { kText = 2, kKind };
 } // namespace MergeFields
 
 // OpAddLink, OpDeleteLink: remedy, author ("0" for the symptom's own link),
 // degree, link type 1-3, title, file.
 namespace LinkFields {
-inline constexpr int kRemedy = 2;
-inline constexpr int kAuthor = 3;
-inline constexpr int kDegree = 4;
-inline constexpr int kType = 5;
-inline constexpr int kTitle = 6;
-inline constexpr int kFile = 7;
+enum : int { kRemedy = 2, kAuthor, kDegree, kType, kTitle, kFile };
 } // namespace LinkFields
 
 // OpAddConcept, OpDeleteConcept: the second symptom path (field 1 is the
 // concept symptom's).
 namespace ConceptFields {
-inline constexpr int kSymptomPath = 2;
+enum : int { kSymptomPath = 2 };
 } // namespace ConceptFields
 
 // OpChangeSymptomKind: the old and the new two-digit code.
 namespace KindFields {
-inline constexpr int kOld = 2;
-inline constexpr int kNew = 3;
+enum : int { kOld = 2, kNew };
 } // namespace KindFields
 
 // Element 0 is 0, element n the offset of field n in the text area, 0 when

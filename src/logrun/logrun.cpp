@@ -206,15 +206,9 @@ void TableNotApplied(LogEntry *e, void *) {
   LogWriteEntry(LogRunTextLog, nullptr, e, nullptr);
 }
 
-void ShowResult() {
-  char path[300];
-  if (LogRunErrorCount == 0 && LogRunWarningCount == 0) {
-    xvt_dm_post_note("%s", MsgText(7063));
-    LogReportPath(path, sizeof path, RunOptions.StatisticsFile, ".rpt");
-    WriteStatistics(path, 1);
-    PlatStartViewer(path);
-    return;
-  }
+} // namespace
+
+bool LogRunAskToSeeReports() {
   char question[300];
   LogMessageFormat(5605, "%d",
                    "The run ended with %d errors. Do you want to see the "
@@ -227,7 +221,21 @@ void ShowResult() {
   char text[400];
   StrFormat(text, question, static_cast<int>(LogRunErrorCount));
 #pragma GCC diagnostic pop
-  if (xvt_dm_post_ask("OK", cancel, nullptr, "%s", text) != 1)
+  return xvt_dm_post_ask("OK", cancel, nullptr, "%s", text) == 1;
+}
+
+namespace {
+
+void ShowResult() {
+  char path[300];
+  if (LogRunErrorCount == 0 && LogRunWarningCount == 0) {
+    xvt_dm_post_note("%s", MsgText(7063));
+    LogReportPath(path, sizeof path, RunOptions.StatisticsFile, ".rpt");
+    WriteStatistics(path, 1);
+    PlatStartViewer(path);
+    return;
+  }
+  if (!LogRunAskToSeeReports())
     return;
   LogReportPath(path, sizeof path, RunOptions.ErrorsFile, ".err");
   PlatStartViewer(path);

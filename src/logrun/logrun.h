@@ -98,6 +98,10 @@ int LogRunApplyEntry(LogEntry *entry, const OpContext &ctx,
 // none. The entry keeps its own number.
 void LogRunKeepInOwnLog(LogEntry *e, int32_t rememberedId);
 
+// The question at the end of a run with errors (message 5605 with the
+// count): true when the person answers that they want to see the reports.
+bool LogRunAskToSeeReports();
+
 // The path of a report: the named file, or the log path with `extension`
 // when the name is empty.
 void LogReportPath(char *out, size_t cap, const char *named,

@@ -64,19 +64,7 @@ bool ReportsCollide(const LogTextReports &r) {
 
 // The end of a text run: the question is always asked.
 void ShowTextResult(const LogTextReports &r) {
-  char question[300];
-  LogMessageFormat(5605, "%d",
-                   "The run ended with %d errors. Do you want to see the "
-                   "reports?",
-                   question, sizeof question);
-  char cancel[120];
-  StrCopy(cancel, MsgText(45));
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-  char text[400];
-  StrFormat(text, question, static_cast<int>(LogRunErrorCount));
-#pragma GCC diagnostic pop
-  if (xvt_dm_post_ask("OK", cancel, nullptr, "%s", text) != 1)
+  if (!LogRunAskToSeeReports())
     return;
   PlatStartViewer(r.errors);
   WriteStatistics(r.statistics, 1);

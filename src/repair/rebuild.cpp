@@ -7,6 +7,7 @@
 #include "platform/strutil.h"
 #include "repair/cases.h"
 #include "services/config.h"
+#include "services/dialog.h"
 #include "services/messages.h"
 #include "services/work.h"
 #include "session/session.h"
@@ -516,10 +517,6 @@ void RepairTables(int selector) {
 
 namespace {
 
-bool Ticked(WINDOW dlg, int id) {
-  return xvt_ctl_is_checked(xvt_win_get_ctl(dlg, id));
-}
-
 // One table of the dialog road: its index always goes first, no success
 // note, a told failure counts.
 void DialogStep(const RebuildStep &s) {
@@ -590,7 +587,7 @@ void RepairSelected(WINDOW dlg) {
       kRepairDlgRemed,    kRepairDlgAuthor,   kRepairDlgPatient,
       kRepairDlgKeynotes, kRepairDlgOneCases, kRepairDlgAllCases};
   for (int id : kOrder) {
-    if (!Ticked(dlg, id))
+    if (!DlgTick(dlg, id))
       continue;
     switch (id) {
     case kRepairDlgSymptoms:

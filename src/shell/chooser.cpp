@@ -7,6 +7,7 @@
 #include "platform/process.h"
 #include "platform/strutil.h"
 #include "services/config.h"
+#include "services/dialog.h"
 #include "services/help.h"
 #include "services/messages.h"
 #include "services/paths.h"
@@ -542,6 +543,8 @@ long RepSelectEvent(WINDOW win, EVENT *ev) {
 // ---------------------------------------------------------------- dialog 114
 
 long RepNoticeEvent(WINDOW win, EVENT *ev) {
+  if (DlgCancelEvent(win, ev))
+    return 0;
   switch (ev->type) {
   case E_CREATE: {
     DlgLoadTexts(win, TextTableNotice);
@@ -567,13 +570,6 @@ long RepNoticeEvent(WINDOW win, EVENT *ev) {
     }
     break;
   }
-  case E_CHAR:
-    if (ev->v.chr.ch == K_ESC)
-      xvt_vobj_destroy(win);
-    break;
-  case E_CLOSE:
-    xvt_vobj_destroy(win);
-    break;
   default:
     break;
   }
@@ -583,6 +579,8 @@ long RepNoticeEvent(WINDOW win, EVENT *ev) {
 // ---------------------------------------------------------------- dialog 110
 
 long TransferEvent(WINDOW win, EVENT *ev) {
+  if (DlgCancelEvent(win, ev))
+    return 0;
   switch (ev->type) {
   case E_CREATE:
     TransferCreate(win);
@@ -610,13 +608,6 @@ long TransferEvent(WINDOW win, EVENT *ev) {
     default:
       break;
     }
-    break;
-  case E_CHAR:
-    if (ev->v.chr.ch == K_ESC)
-      xvt_vobj_destroy(win);
-    break;
-  case E_CLOSE:
-    xvt_vobj_destroy(win);
     break;
   default:
     break;

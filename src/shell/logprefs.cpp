@@ -6,6 +6,7 @@
 #include "logrun/runstart.h"
 #include "platform/paths.h"
 #include "platform/strutil.h"
+#include "services/dialog.h"
 #include "services/help.h"
 #include "services/messages.h"
 #include "services/paths.h"
@@ -80,15 +81,6 @@ constexpr int kFieldLimit = 256;
 
 // ---------------------------------------------------------------- controls
 
-void SetTick(WINDOW win, int id, bool on) {
-  xvt_ctl_set_checked(xvt_win_get_ctl(win, id), on);
-}
-int Tick(WINDOW win, int id) {
-  return xvt_ctl_is_checked(xvt_win_get_ctl(win, id)) ? 1 : 0;
-}
-void SetField(WINDOW win, int id, const char *text) {
-  xvt_vobj_set_title(xvt_win_get_ctl(win, id), text);
-}
 void ReadField(WINDOW win, int id, char *out, size_t cap) {
   char text[kFieldLimit];
   if (xvt_vobj_get_title(xvt_win_get_ctl(win, id), text, sizeof text) ==
@@ -99,7 +91,7 @@ void ReadField(WINDOW win, int id, char *out, size_t cap) {
 // Path fields show a folder of this system as Linux writes it; what comes
 // back is stored with backslashes.
 void SetPathField(WINDOW win, int id, const char *stored) {
-  SetField(win, id, PlatPathShown(stored).c_str());
+  DlgSetTitle(win, id, PlatPathShown(stored).c_str());
 }
 void ReadPathField(WINDOW win, int id, char *out, size_t cap) {
   char text[kFieldLimit];
@@ -110,34 +102,35 @@ void ReadPathField(WINDOW win, int id, char *out, size_t cap) {
 
 void LogPrefsCreate(WINDOW win) {
   DlgLoadTexts(win, TextTableLogPrefs);
-  SetField(win, kLogPrefsLeadIn, MsgText(5632));
-  SetTick(win, kLogPrefsBackupLog, RunOptions.BackupLog != 0);
-  SetTick(win, kLogPrefsBackupRep, RunOptions.BackupRepertory != 0);
+  DlgSetTitle(win, kLogPrefsLeadIn, MsgText(5632));
+  DlgSetTick(win, kLogPrefsBackupLog, RunOptions.BackupLog != 0);
+  DlgSetTick(win, kLogPrefsBackupRep, RunOptions.BackupRepertory != 0);
   SetPathField(win, kLogPrefsBackupDir, RunOptions.BackupDirectory);
-  SetTick(win, kLogPrefsSameLanguage, RunOptions.SameLanguage != 0);
-  SetTick(win, kLogPrefsAddMissing, RunOptions.AddMissing != 0);
-  SetTick(win, kLogPrefsAppendNotes, RunOptions.ReplaceNotes == 0);
-  SetTick(win, kLogPrefsKeepOwnLog, RunOptions.KeepInOwnLog != 0);
-  SetTick(win, kLogPrefsDoubleNotes, RunOptions.CheckDoubleNotes != 0);
-  SetTick(win, kLogPrefsIgnoreUniqueId, RunOptions.IgnoreUniqueId != 0);
+  DlgSetTick(win, kLogPrefsSameLanguage, RunOptions.SameLanguage != 0);
+  DlgSetTick(win, kLogPrefsAddMissing, RunOptions.AddMissing != 0);
+  DlgSetTick(win, kLogPrefsAppendNotes, RunOptions.ReplaceNotes == 0);
+  DlgSetTick(win, kLogPrefsKeepOwnLog, RunOptions.KeepInOwnLog != 0);
+  DlgSetTick(win, kLogPrefsDoubleNotes, RunOptions.CheckDoubleNotes != 0);
+  DlgSetTick(win, kLogPrefsIgnoreUniqueId, RunOptions.IgnoreUniqueId != 0);
   SetPathField(win, kLogPrefsStatistics, RunOptions.StatisticsFile);
   SetPathField(win, kLogPrefsErrors, RunOptions.ErrorsFile);
   SetPathField(win, kLogPrefsTextLog, RunOptions.TextLogFile);
 }
 
 void LogPrefsStore(WINDOW win) {
-  RunOptions.BackupLog = Tick(win, kLogPrefsBackupLog);
-  RunOptions.BackupRepertory = Tick(win, kLogPrefsBackupRep);
+  RunOptions.BackupLog = DlgTick(win, kLogPrefsBackupLog);
+  RunOptions.BackupRepertory = DlgTick(win, kLogPrefsBackupRep);
   ReadPathField(win, kLogPrefsBackupDir, RunOptions.BackupDirectory,
                 sizeof RunOptions.BackupDirectory);
   RunOptions.SameLanguage =
-      static_cast<uint8_t>(Tick(win, kLogPrefsSameLanguage));
-  RunOptions.AddMissing = static_cast<uint8_t>(Tick(win, kLogPrefsAddMissing));
+      static_cast<uint8_t>(DlgTick(win, kLogPrefsSameLanguage));
+  RunOptions.AddMissing =
+      static_cast<uint8_t>(DlgTick(win, kLogPrefsAddMissing));
   RunOptions.ReplaceNotes =
-      static_cast<uint8_t>(Tick(win, kLogPrefsAppendNotes) != 0 ? 0 : 1);
-  RunOptions.KeepInOwnLog = Tick(win, kLogPrefsKeepOwnLog);
-  RunOptions.CheckDoubleNotes = Tick(win, kLogPrefsDoubleNotes);
-  RunOptions.IgnoreUniqueId = Tick(win, kLogPrefsIgnoreUniqueId);
+      static_cast<uint8_t>(DlgTick(win, kLogPrefsAppendNotes) != 0 ? 0 : 1);
+  RunOptions.KeepInOwnLog = DlgTick(win, kLogPrefsKeepOwnLog);
+  RunOptions.CheckDoubleNotes = DlgTick(win, kLogPrefsDoubleNotes);
+  RunOptions.IgnoreUniqueId = DlgTick(win, kLogPrefsIgnoreUniqueId);
   ReadPathField(win, kLogPrefsStatistics, RunOptions.StatisticsFile,
                 sizeof RunOptions.StatisticsFile);
   ReadPathField(win, kLogPrefsErrors, RunOptions.ErrorsFile,
@@ -169,11 +162,6 @@ void ChooseReport(WINDOW win, int field, int message) {
   char path[kRunPathSize];
   PathOfFileSpec(&spec, path, sizeof path);
   SetPathField(win, field, path);
-}
-
-void ToggleTick(WINDOW win, int id) {
-  WINDOW ctl = xvt_win_get_ctl(win, id);
-  xvt_ctl_set_checked(ctl, !xvt_ctl_is_checked(ctl));
 }
 
 void LogPrefsOk(WINDOW win) {
@@ -212,6 +200,8 @@ void LogPrefsRegister() {
 }
 
 long LogPreferencesEvent(WINDOW win, EVENT *ev) {
+  if (DlgCancelEvent(win, ev, LogPrefsCancel))
+    return 0;
   switch (ev->type) {
   case E_CREATE:
     LogPrefsCreate(win);
@@ -247,18 +237,11 @@ long LogPreferencesEvent(WINDOW win, EVENT *ev) {
     case kLogPrefsKeepOwnLog:
     case kLogPrefsDoubleNotes:
     case kLogPrefsIgnoreUniqueId:
-      ToggleTick(win, ev->v.ctl.id);
+      DlgToggleTick(win, ev->v.ctl.id);
       break;
     default:
       break;
     }
-    break;
-  case E_CHAR:
-    if (ev->v.chr.ch == K_ESC)
-      LogPrefsCancel(win);
-    break;
-  case E_CLOSE:
-    LogPrefsCancel(win);
     break;
   default:
     break;

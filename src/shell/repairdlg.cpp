@@ -4,6 +4,7 @@
 #include "platform/strutil.h"
 #include "repair/rebuild.h"
 #include "services/config.h"
+#include "services/dialog.h"
 #include "services/messages.h"
 #include "services/paths.h"
 #include "session/session.h"
@@ -59,30 +60,20 @@ const XVT_WIN_RES kRepairDlg = {
     static_cast<int>(sizeof kRepairCtls / sizeof kRepairCtls[0]),
     0};
 
-WINDOW Ctl(WINDOW win, int id) {
-  return xvt_win_get_ctl(win, id);
-}
-void SetTick(WINDOW win, int id, bool on) {
-  xvt_ctl_set_checked(Ctl(win, id), on);
-}
-bool Tick(WINDOW win, int id) {
-  return xvt_ctl_is_checked(Ctl(win, id));
-}
-
 // "Repertory to repair: " and the repertory's display name.
 void ShowRepertory(WINDOW win) {
   char name[sizeof CurrentCatalog.RepertoryBlock.Title + 1] = "";
   memcpy(name, CurrentCatalog.RepertoryBlock.Title, sizeof name - 1);
   char text[256];
   StrFormat(text, "Repertory to repair: %s", name);
-  xvt_vobj_set_title(Ctl(win, kRepairDlgRepName), text);
+  DlgSetTitle(win, kRepairDlgRepName, text);
 }
 
 // A tick's title: its message and the path it works on.
 void ShowPath(WINDOW win, int id, int message, const char *path) {
   char text[512];
   StrFormat(text, "%s %s", MsgText(message), path);
-  xvt_vobj_set_title(Ctl(win, id), text);
+  DlgSetTitle(win, id, text);
 }
 
 void ShowPaths(WINDOW win) {
@@ -113,10 +104,6 @@ void Browse(WINDOW win, const char *type, int message, char *setting,
   ShowPaths(win);
 }
 
-void Toggle(WINDOW win, int id) {
-  SetTick(win, id, !Tick(win, id));
-}
-
 const int kTicks[] = {
     kRepairDlgSymptoms, kRepairDlgWord1,    kRepairDlgWord2,
     kRepairDlgExtract,  kRepairDlgView,     kRepairDlgNote,
@@ -126,9 +113,9 @@ const int kTicks[] = {
 
 void SelectAll(WINDOW win, bool on) {
   for (int id : kTicks)
-    SetTick(win, id, on);
+    DlgSetTick(win, id, on);
   // "Select all" means every cases file, never the one.
-  SetTick(win, kRepairDlgOneCases, false);
+  DlgSetTick(win, kRepairDlgOneCases, false);
 }
 
 } // namespace
@@ -138,6 +125,8 @@ void RepairDialogRegister() {
 }
 
 long RepairDialogEvent(WINDOW win, EVENT *ev) {
+  if (DlgCancelEvent(win, ev))
+    return 0;
   switch (ev->type) {
   case E_CREATE:
     DlgLoadTexts(win, TextTableRepair);
@@ -163,12 +152,12 @@ long RepairDialogEvent(WINDOW win, EVENT *ev) {
       Browse(win, "da1", 6762, CasesCatalogName, sizeof CasesCatalogName);
       break;
     case kRepairDlgOneCases:
-      Toggle(win, id);
-      SetTick(win, kRepairDlgAllCases, false);
+      DlgToggleTick(win, id);
+      DlgSetTick(win, kRepairDlgAllCases, false);
       break;
     case kRepairDlgAllCases:
-      Toggle(win, id);
-      SetTick(win, kRepairDlgOneCases, false);
+      DlgToggleTick(win, id);
+      DlgSetTick(win, kRepairDlgOneCases, false);
       break;
     case kRepairDlgSelectAll:
       SelectAll(win, true);
@@ -179,16 +168,9 @@ long RepairDialogEvent(WINDOW win, EVENT *ev) {
     default:
       for (int t : kTicks)
         if (t == id)
-          Toggle(win, id);
+          DlgToggleTick(win, id);
       break;
     }
-    break;
-  case E_CHAR:
-    if (ev->v.chr.ch == K_ESC)
-      xvt_vobj_destroy(win);
-    break;
-  case E_CLOSE:
-    xvt_vobj_destroy(win);
     break;
   default:
     break;

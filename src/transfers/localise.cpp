@@ -4,6 +4,7 @@
 #include "platform/paths.h"
 #include "platform/strutil.h"
 #include "services/config.h"
+#include "services/dialog.h"
 #include "services/ini.h"
 #include "services/messages.h"
 #include "services/paths.h"
@@ -336,6 +337,8 @@ void LocaliseChoose(WINDOW win) {
 }
 
 long LocaliseEvent(WINDOW win, EVENT *ev) {
+  if (DlgCancelEvent(win, ev, Close))
+    return 0;
   switch (ev->type) {
   case E_CREATE: {
     DlgLoadTexts(win, TextTableLocalise);
@@ -364,13 +367,6 @@ long LocaliseEvent(WINDOW win, EVENT *ev) {
     default:
       break;
     }
-    break;
-  case E_CHAR:
-    if (ev->v.chr.ch == K_ESC)
-      Close(win);
-    break;
-  case E_CLOSE:
-    Close(win);
     break;
   case E_DESTROY:
     // The catalogue goes with the window.
