@@ -174,8 +174,9 @@ bool LogCheckSymptom(LogEntry *entry, const OpContext &ctx, bool addMissing) {
       }
       const char *text =
           LogField(entry->text, off,
-                   op == OpRenameSymptom ? RenameFields::kNewText
-                                         : AddSymptomFields::kText);
+                   op == OpRenameSymptom
+                       ? static_cast<int>(RenameFields::kNewText)
+                       : static_cast<int>(AddSymptomFields::kText));
       made += text;
       bool same = op == OpRenameSymptom &&
                   strcmp(LogField(entry->text, off, RenameFields::kOldText),
