@@ -269,8 +269,8 @@ int main(int argc, char **argv) {
       s.UniqueId = Pick(1, count);
       if (TblFindFullSymptom(t.sym, &s, 8, kFindEqual) != 0)
         continue;
-      found = s.Level >= 2 && s.Sub >= 300 && s.Sub <= 700 &&
-              strlen(s.Text1) < 90;
+      found =
+          s.Level >= 2 && s.Sub >= 300 && s.Sub <= 700 && strlen(s.Text1) < 90;
     }
     if (!found)
       continue;
@@ -280,15 +280,21 @@ int main(int argc, char **argv) {
     uint32_t pn;
     uint16_t ps;
     if (op == OpMoveSymptoms &&
-        (GetSptNumFromExactText(t.sym, 1, path, &pn, &ps) != 0 ||
-         pn != s.Num || ps != s.Sub)) {
+        (GetSptNumFromExactText(t.sym, 1, path, &pn, &ps) != 0 || pn != s.Num ||
+         ps != s.Sub)) {
       TblFreeSymptomRemed(&s);
       continue; // a path that names another symptom
     }
     std::string fields = std::string("0\x01") + path;
     if (op == OpAddSymptomAfter) {
       std::string number = std::to_string(++made);
-      fields += "\x01" "0\x01" "added " + number + "\x01" "1\x01" "ajout " +
+      fields += "\x01"
+                "0\x01"
+                "added " +
+                number +
+                "\x01"
+                "1\x01"
+                "ajout " +
                 number;
     } else if (op == OpMoveSymptoms) {
       // Below a symptom of another chapter, from ten blocks on.
@@ -313,12 +319,19 @@ int main(int argc, char **argv) {
         continue;
       }
       fields = std::string("0\x01") + tpath + "\x01" + path + "\x01" + path +
-               "\x01" "1";
+               "\x01"
+               "1";
     } else if (op == OpSplitSymptom) {
-      fields += "\x01" + std::string(s.Text1) + " (split)\x01" "part " +
-                std::to_string(++made) + "\x01" "3";
+      fields += "\x01" + std::string(s.Text1) +
+                " (split)\x01"
+                "part " +
+                std::to_string(++made) +
+                "\x01"
+                "3";
     } else {
-      fields += "\x01" + std::string(s.Text1) + "\x01" "3";
+      fields += "\x01" + std::string(s.Text1) +
+                "\x01"
+                "3";
     }
     TblFreeSymptomRemed(&s);
     LogClearEntry(&e, text);
@@ -357,12 +370,12 @@ int main(int argc, char **argv) {
   if (errors != nullptr)
     fclose(errors);
 
-  const char *names[] = {"all", "", "", "", "", "", "", "", "add after", "",
-                         "", "move", "split", "merge"};
+  const char *names[] = {"all", "",          "", "", "",     "",      "",
+                         "",    "add after", "", "", "move", "split", "merge"};
   printf("%-10s %7s %7s %9s %9s %9s %12s %12s\n", "entries", "count", "failed",
          "median ms", "p99 ms", "max ms", "median bytes", "max bytes");
-  for (int op : {OpAddSymptomAfter, OpMoveSymptoms, OpSplitSymptom,
-                 OpMergeSymptom, 0}) {
+  for (int op :
+       {OpAddSymptomAfter, OpMoveSymptoms, OpSplitSymptom, OpMergeSymptom, 0}) {
     std::vector<double> b(bytes[op].begin(), bytes[op].end());
     printf("%-10s %7zu %7d %9.2f %9.2f %9.2f %12.0f %12.0f\n", names[op],
            wall[op].size(), failed[op], Percentile(wall[op], 0.5),

@@ -105,8 +105,8 @@ protected:
     if (DbJournalOpen("rep\\run") != 0)
       _exit(3);
     DbEntryBegin();
-    LogEntry *e = Entry(OpAddSymptomAfter, {"0", "Skin", "0", "acne", "1",
-                                            "acn\xe9"});
+    LogEntry *e =
+        Entry(OpAddSymptomAfter, {"0", "Skin", "0", "acne", "1", "acn\xe9"});
     e->operation = OpAddSymptomBelow;
     int r = LogDispatch(e, ctx);
     if (r != 0 || DbEntryCommit() != 0 || DbJournalClose() != 0)
@@ -116,9 +116,9 @@ protected:
 
   std::string Tool(const std::string &args) {
     std::string out = (root_ / "tool.txt").string();
-    int rc = RunCommand("cd '" + root_.string() + "' && " +
-                        BuiltProgram("tbltool") + " " + args + " >'" + out +
-                        "' 2>&1");
+    int rc =
+        RunCommand("cd '" + root_.string() + "' && " + BuiltProgram("tbltool") +
+                   " " + args + " >'" + out + "' 2>&1");
     return rc == 0 ? "" : args + ": " + SlurpFile(out) + "\n";
   }
 
@@ -128,8 +128,7 @@ protected:
     Symptom y = MakeSymptom(9, 0, 0, 0, "");
     int n = 0;
     for (int err = TblFindFullSymptom(s, &y, 0, kFindAtOrAfter);
-         err == 0 && y.Num == 9;
-         err = TblFindFullSymptom(s, &y, 0, kFindNext))
+         err == 0 && y.Num == 9; err = TblFindFullSymptom(s, &y, 0, kFindNext))
       ++n;
     TblFreeSymptomRemed(&y);
     DbCloseFile(s);

@@ -106,8 +106,8 @@ protected:
     return LogDispatch(Entry(op, {"0", ref, "0", text, "1", text + "-fr"}),
                        Ctx());
   }
-  int AddRemedy(const std::string &path, const char *remedy,
-                const char *author, const char *degree) {
+  int AddRemedy(const std::string &path, const char *remedy, const char *author,
+                const char *degree) {
     return OpAddRemedyEntry(
         Entry(OpAddRemedy, {"0", path, remedy, author, degree}), Ctx(), 1,
         kMergeCheck);
@@ -166,8 +166,7 @@ TEST_F(SymptomOpsTest, RandomAddsMovesAndDeletionsAgreeWithAModel) {
       ASSERT_EQ(Add(OpAddSymptomBelow, path, text), 0) << path;
       tree.insert(tree.begin() + static_cast<long>(at) + 1,
                   Node{tree[at].level + 1, text});
-      ASSERT_EQ(AddRemedy(PathAt(tree, at + 1), remedies[pick(4)], "Kent",
-                          "2"),
+      ASSERT_EQ(AddRemedy(PathAt(tree, at + 1), remedies[pick(4)], "Kent", "2"),
                 0);
     } else if (kind < 8 && tree[at].level > 1 && tree.size() > 8) {
       ASSERT_EQ(LogDispatch(Entry(OpDeleteSymptom, {"0", path}), Ctx()), 0);
@@ -180,10 +179,10 @@ TEST_F(SymptomOpsTest, RandomAddsMovesAndDeletionsAgreeWithAModel) {
       bool otherChapter = targetPath.substr(0, 4) != path.substr(0, 4);
       if (!otherChapter || tree[target].level < 2)
         continue;
-      ASSERT_EQ(LogDispatch(Entry(OpMoveSymptoms,
-                                  {"0", targetPath, path, path, "2"}),
-                            Ctx()),
-                0)
+      ASSERT_EQ(
+          LogDispatch(Entry(OpMoveSymptoms, {"0", targetPath, path, path, "2"}),
+                      Ctx()),
+          0)
           << path << " to " << targetPath;
       Node moved = tree[at];
       moved.level = tree[target].level;
@@ -300,17 +299,17 @@ TEST_F(SymptomOpsTest, ABlockHoldsSubsUpToTheSubtreeMark) {
 }
 
 TEST_F(SymptomOpsTest, RenameAndDeleteAndTheirRefusals) {
-  ASSERT_EQ(LogDispatch(Entry(OpRenameSymptom, {"0", "Mind \x02 fear", "0",
-                                                "fear", "fright", "1", "",
-                                                "frayeur"}),
-                        Ctx()),
-            0);
+  ASSERT_EQ(
+      LogDispatch(Entry(OpRenameSymptom, {"0", "Mind \x02 fear", "0", "fear",
+                                          "fright", "1", "", "frayeur"}),
+                  Ctx()),
+      0);
   EXPECT_TRUE(Exists("Mind \x02 fright \x02 night"));
   Symptom f = Find("Mind \x02 fright");
   EXPECT_STREQ(f.Text2, "frayeur");
-  EXPECT_EQ(LogDispatch(Entry(OpRenameSymptom,
-                              {"0", "Mind \x02 fear", "0", "a", "b"}),
-                        Ctx()),
+  EXPECT_EQ(LogDispatch(
+                Entry(OpRenameSymptom, {"0", "Mind \x02 fear", "0", "a", "b"}),
+                Ctx()),
             1);
   EXPECT_EQ(LogLastMessage, kMsgSymptomNotFound);
 
@@ -328,11 +327,10 @@ TEST_F(SymptomOpsTest, RenameAndDeleteAndTheirRefusals) {
     if (x.Entries[i].AuthorId == kBoer)
       x.Entries[i].AuthorId |= kAuthorUserBit;
   ASSERT_EQ(TblSaveExtract(ext_, &x, kSaveReplace), 0);
-  ASSERT_EQ(LogDispatch(Entry(OpDeleteSymptom, {"0", "Mind \x02 fright"}),
-                        Ctx()),
-            0);
-  EXPECT_EQ(Book(), (std::vector<std::string>{"1|Mind", "1|Head",
-                                              "2|Head \x02 pain"}));
+  ASSERT_EQ(
+      LogDispatch(Entry(OpDeleteSymptom, {"0", "Mind \x02 fright"}), Ctx()), 0);
+  EXPECT_EQ(Book(),
+            (std::vector<std::string>{"1|Mind", "1|Head", "2|Head \x02 pain"}));
   memset(&x, 0, sizeof x);
   x.CursorState = 0xff;
   x.RemedyId = kBell;
@@ -349,14 +347,13 @@ TEST_F(SymptomOpsTest, RenameAndDeleteAndTheirRefusals) {
 
 TEST_F(SymptomOpsTest, SplitAndMerge) {
   // Split "fear", mode 2: the remedies go to the new child.
-  ASSERT_EQ(LogDispatch(Entry(OpSplitSymptom, {"0", "Mind \x02 fear",
-                                               "fears", "in general", "2"}),
+  ASSERT_EQ(LogDispatch(Entry(OpSplitSymptom, {"0", "Mind \x02 fear", "fears",
+                                               "in general", "2"}),
                         Ctx()),
             0);
   Symptom child;
-  EXPECT_TRUE(
-      Remedies(Find("Mind \x02 fears").Num, Find("Mind \x02 fears").Sub)
-          .empty());
+  EXPECT_TRUE(Remedies(Find("Mind \x02 fears").Num, Find("Mind \x02 fears").Sub)
+                  .empty());
   Symptom g = Find("Mind \x02 fears \x02 in general");
   // The copy meets each entry as a run's addition does (merge 4): Bell.
   // by Kent has another degree than Bell. by Boer, copied before it, and
@@ -371,23 +368,23 @@ TEST_F(SymptomOpsTest, SplitAndMerge) {
 
   // Merge "fears" with its successor "in general", degrees left alone: the
   // remedies come back, the successor goes, "night" comes up below fears.
-  ASSERT_EQ(LogDispatch(Entry(OpMergeSymptom,
-                              {"0", "Mind \x02 fears", "fear", "3"}),
-                        Ctx()),
-            0);
-  EXPECT_EQ(Book(), (std::vector<std::string>{
-                        "1|Mind", "2|Mind \x02 fear", "3|Mind \x02 fear \x02 night",
-                        "1|Head", "2|Head \x02 pain"}));
+  ASSERT_EQ(
+      LogDispatch(Entry(OpMergeSymptom, {"0", "Mind \x02 fears", "fear", "3"}),
+                  Ctx()),
+      0);
+  EXPECT_EQ(Book(), (std::vector<std::string>{"1|Mind", "2|Mind \x02 fear",
+                                              "3|Mind \x02 fear \x02 night",
+                                              "1|Head", "2|Head \x02 pain"}));
   Symptom fear = Find("Mind \x02 fear");
   EXPECT_EQ(Remedies(fear.Num, fear.Sub),
             (std::vector<Rem>{{kAcon, kKent, 3}, {kBell, kBoer, 1}}));
   EXPECT_EQ(Faults(), "");
   // A move whose target lies in the range's block is refused.
-  EXPECT_EQ(LogDispatch(Entry(OpMoveSymptoms,
-                              {"0", "Mind", "Mind \x02 fear",
-                               "Mind \x02 fear \x02 night", "1"}),
-                        Ctx()),
-            1);
+  EXPECT_EQ(
+      LogDispatch(Entry(OpMoveSymptoms, {"0", "Mind", "Mind \x02 fear",
+                                         "Mind \x02 fear \x02 night", "1"}),
+                  Ctx()),
+      1);
   EXPECT_EQ(LogLastMessage, kMsgMoveTargetInRange);
 }
 
@@ -402,13 +399,13 @@ TEST_F(SymptomOpsTest, TheCheckRefusesClashesAndAddsMissingPaths) {
   EXPECT_EQ(LogLastSeverity, 2);
   EXPECT_EQ(std::string(twin->text), whole) << "whole again";
   // A rename to the same text is no clash.
-  EXPECT_TRUE(LogCheckSymptom(Entry(OpRenameSymptom, {"0", "Mind \x02 fear",
-                                                      "0", "fear", "fear"}),
-                              ctx, false));
+  EXPECT_TRUE(LogCheckSymptom(
+      Entry(OpRenameSymptom, {"0", "Mind \x02 fear", "0", "fear", "fear"}), ctx,
+      false));
 
   // A path that does not exist: refused without the option.
-  LogEntry *lost = Entry(OpAddRemedy, {"0", "Mind \x02 jealousy \x02 love",
-                                       "Acon.", "Kent", "2"});
+  LogEntry *lost = Entry(
+      OpAddRemedy, {"0", "Mind \x02 jealousy \x02 love", "Acon.", "Kent", "2"});
   EXPECT_FALSE(LogCheckSymptom(lost, ctx, false));
   EXPECT_EQ(LogLastMessage, kMsgSymptomNotFound);
   EXPECT_FALSE(Exists("Mind \x02 personal additions"));

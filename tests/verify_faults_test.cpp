@@ -122,7 +122,8 @@ TEST_F(VerifyTest, AnExtractEntryWithTheUserBitOfAGoneSymptomIsKept) {
   memset(&x, 0, sizeof x);
   x.CursorState = 0xff;
   x.RemedyId = kSulph;
-  x.Entries[0] = ExtractEntry{7, 3, 2, static_cast<uint16_t>(kKent | kAuthorUserBit), 0};
+  x.Entries[0] =
+      ExtractEntry{7, 3, 2, static_cast<uint16_t>(kKent | kAuthorUserBit), 0};
   x.Entries[1] = ExtractEntry{7, 4, 2, kKent, 0};
   x.Entries[2] = ChainExtractTerminator();
   ASSERT_EQ(TblSaveExtract(e, &x, kSaveAdd), 0);

@@ -44,8 +44,8 @@ int AddLevel(const LogEntry &from, const OpContext &ctx, int op,
   e.time = from.time;
   e.tag = from.tag;
   e.operation = static_cast<uint16_t>(op);
-  std::string fields =
-      language + "\x01" + path + "\x01" + language + "\x01" + text + "\x01" + "1\x01";
+  std::string fields = language + "\x01" + path + "\x01" + language + "\x01" +
+                       text + "\x01" + "1\x01";
   StrCopy(buffer, kLogTextSize, fields.c_str());
   OpContext inner = ctx;
   inner.silent = 2;
@@ -64,8 +64,8 @@ const char *TextIn(const Symptom &s, int language) {
 // every child sorts after it. The walk goes no further than the parent's
 // last child.
 int AddInPlace(const LogEntry &from, const OpContext &ctx,
-               const std::string &language, int lang,
-               const std::string &parent, const std::string &level) {
+               const std::string &language, int lang, const std::string &parent,
+               const std::string &level) {
   uint32_t pNum;
   uint16_t pSub;
   if (GetSptNumFromExactText(ctx.symptoms, lang, parent.c_str(), &pNum,
@@ -157,8 +157,8 @@ bool LogCheckSymptom(LogEntry *entry, const OpContext &ctx, bool addMissing) {
   std::string path = LogField(entry->text, off, kFieldPath);
   uint32_t num;
   uint16_t sub;
-  bool found = GetSptNumFromExactText(ctx.symptoms, lang, path.c_str(), &num,
-                                      &sub) == 0;
+  bool found =
+      GetSptNumFromExactText(ctx.symptoms, lang, path.c_str(), &num, &sub) == 0;
   if (found) {
     char stored[kSptPathSize];
     if (op == OpRenameSymptom || op == OpAddSymptomAfter ||
@@ -172,15 +172,14 @@ bool LogCheckSymptom(LogEntry *entry, const OpContext &ctx, bool addMissing) {
           made.pop_back();
         made += " ";
       }
-      const char *text =
-          LogField(entry->text, off,
-                   op == OpRenameSymptom
-                       ? static_cast<int>(RenameFields::kNewText)
-                       : static_cast<int>(AddSymptomFields::kText));
+      const char *text = LogField(
+          entry->text, off,
+          op == OpRenameSymptom ? static_cast<int>(RenameFields::kNewText)
+                                : static_cast<int>(AddSymptomFields::kText));
       made += text;
-      bool same = op == OpRenameSymptom &&
-                  strcmp(LogField(entry->text, off, RenameFields::kOldText),
-                         text) == 0;
+      bool same =
+          op == OpRenameSymptom &&
+          strcmp(LogField(entry->text, off, RenameFields::kOldText), text) == 0;
       if (!same && text[0] != '\0' && Exists(ctx.symptoms, lang, made)) {
         LogReportEntry(ctx.errors, kMsgSymptomExists, entry, off, 2);
         LogJoinFields(entry->text, length);
@@ -215,8 +214,8 @@ bool LogCheckSymptom(LogEntry *entry, const OpContext &ctx, bool addMissing) {
     LogJoinFields(entry->text, length);
     return true;
   }
-  bool rebuild = op == OpMoveSymptoms || op == OpSplitSymptom ||
-                 op == OpMergeSymptom;
+  bool rebuild =
+      op == OpMoveSymptoms || op == OpSplitSymptom || op == OpMergeSymptom;
   if (!addMissing || rebuild) {
     LogReportEntry(ctx.errors, kMsgSymptomNotFound, entry, off, 1);
     LogJoinFields(entry->text, length);

@@ -250,8 +250,8 @@ int ShiftExtract(TblHandle extract, uint16_t remedyId, const Moves &m) {
     if (TblFindFullExtract(extract, &rec, 0, kFindEqual, nullptr) != 0)
       return 1;
     bool changed = false;
-    for (int i = 0; i < kListEntries - 1 &&
-                    TblIsLastExtractSymptom(&rec.Entries[i]) != 2;
+    for (int i = 0;
+         i < kListEntries - 1 && TblIsLastExtractSymptom(&rec.Entries[i]) != 2;
          ++i) {
       ExtractEntry &e = rec.Entries[i];
       if (m.Has(e.Num, e.Sub)) {
@@ -306,7 +306,8 @@ int ShiftWord(TblHandle words, const std::string &token, const Moves &m) {
 } // namespace
 
 bool OpTextInWords(const char *text) {
-  return text != nullptr && text[0] != '\0' && !(text[0] >= '1' && text[0] <= '9');
+  return text != nullptr && text[0] != '\0' &&
+         !(text[0] >= '1' && text[0] <= '9');
 }
 
 int OpRenumberMakeRoom(const OpContext &ctx, uint32_t num, uint16_t sub,
@@ -345,14 +346,13 @@ int OpRenumberMakeRoom(const OpContext &ctx, uint32_t num, uint16_t sub,
   // next inserts in this stretch find their Sub free; it takes no more than
   // kRenumberSpread Subs a symptom, and the rest of the gap stays for adds
   // further on.
-  uint32_t span = std::min<uint32_t>(limit - m.from,
-                                     static_cast<uint32_t>(count + 1) *
-                                         kRenumberSpread);
+  uint32_t span = std::min<uint32_t>(
+      limit - m.from, static_cast<uint32_t>(count + 1) * kRenumberSpread);
   m.newSub.resize(static_cast<size_t>(count));
   for (int i = 0; i < count; ++i)
-    m.newSub[static_cast<size_t>(i)] = static_cast<uint16_t>(
-        m.from + static_cast<uint32_t>(i + 1) * span /
-                     static_cast<uint32_t>(count + 1));
+    m.newSub[static_cast<size_t>(i)] =
+        static_cast<uint16_t>(m.from + static_cast<uint32_t>(i + 1) * span /
+                                           static_cast<uint32_t>(count + 1));
 
   // From the last down, so that each new number is free when it is taken.
   HeapSymptom h;

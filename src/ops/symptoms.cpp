@@ -83,16 +83,19 @@ void CopySymptom(const Symptom &from, OwnSymptom *to) {
   *to->s = from;
   to->s->Remedies = keep;
   int n = 0;
-  while (from.Remedies != nullptr && TblIsLastSymptomRemed(&from.Remedies[n]) != 2)
+  while (from.Remedies != nullptr &&
+         TblIsLastSymptomRemed(&from.Remedies[n]) != 2)
     ++n;
-  if (to->s->Remedies == nullptr || TblSymptomRemedRoom(to->s->Remedies) < n + 1) {
+  if (to->s->Remedies == nullptr ||
+      TblSymptomRemedRoom(to->s->Remedies) < n + 1) {
     TblFreeSymptomRemed(to->s);
     to->s->Remedies = TblAllocSymptomRemed(n + 1);
   }
   if (to->s->Remedies == nullptr)
     return;
   if (n > 0)
-    memcpy(to->s->Remedies, from.Remedies, sizeof(SymptomRemedy) * static_cast<size_t>(n));
+    memcpy(to->s->Remedies, from.Remedies,
+           sizeof(SymptomRemedy) * static_cast<size_t>(n));
   to->s->Remedies[n] = SymptomRemedy{0, 0, 0, 0xffff};
 }
 
@@ -222,9 +225,8 @@ void CopyRemedies(const OpContext &ctx, const LogEntry &caller,
 
 // Runs a nested rename of the symptom's text in `language` (1 or 2) to
 // `text`; 0 done.
-int RenameNested(const OpContext &ctx, const LogEntry &caller,
-                 const Symptom &s, const std::string &path, int language,
-                 const char *text) {
+int RenameNested(const OpContext &ctx, const LogEntry &caller, const Symptom &s,
+                 const std::string &path, int language, const char *text) {
   const char *old = language == 1 ? s.Text1 : s.Text2;
   Nested rename(caller, OpRenameSymptom,
                 {language == 1 ? "0" : "1", path, language == 1 ? "0" : "1",
@@ -389,7 +391,8 @@ int RemoveFromExtract(TblHandle extract, const Symptom &s) {
     return 0;
   static Extract rec;
   for (int i = 0;
-       s.Remedies != nullptr && TblIsLastSymptomRemed(&s.Remedies[i]) != 2; ++i) {
+       s.Remedies != nullptr && TblIsLastSymptomRemed(&s.Remedies[i]) != 2;
+       ++i) {
     uint16_t remedy = s.Remedies[i].RemedyId;
     uint16_t author = s.Remedies[i].AuthorId & kAuthorMask;
     for (int seq = 0; seq <= 255; ++seq) {
@@ -479,14 +482,15 @@ int DeleteConcepts(const OpContext &ctx, uint32_t num, uint16_t sub) {
       return 0;
     ExSp mine = rec;
     for (int i = 0;
-         i < kChainScanMax && TblIsLastExSpSymptom(&mine.Entries[i]) != 2; ++i) {
+         i < kChainScanMax && TblIsLastExSpSymptom(&mine.Entries[i]) != 2;
+         ++i) {
       TblClearExSp(&rev);
       rev.CursorState = 0xff;
       rev.Num = mine.Entries[i].Num;
       rev.Sub = mine.Entries[i].Sub;
       rev.Direction = other;
-      for (int err = TblFindFullExSp(ctx.concepts, &rev, 0, kFindAtOrAfter,
-                                     nullptr);
+      for (int err =
+               TblFindFullExSp(ctx.concepts, &rev, 0, kFindAtOrAfter, nullptr);
            err == 0 && rev.Num == mine.Entries[i].Num &&
            rev.Sub == mine.Entries[i].Sub && rev.Direction == other;
            err = TblFindFullExSp(ctx.concepts, &rev, 0, kFindNext, nullptr)) {
@@ -568,8 +572,8 @@ int OpRenameSymptomRun(LogEntry *entry, const OpContext &ctx) {
     if (WordIndexRemove(ctx.word1, ctx.word2, changed1 ? old1 : nullptr,
                         changed2 ? old2 : nullptr, s.Num, s.Sub) != 0 ||
         WordIndexAdd(ctx.symptoms, ctx.word1, ctx.word2,
-                     changed1 ? s.Text1 : nullptr,
-                     changed2 ? s.Text2 : nullptr, s.Num, s.Sub) != 0)
+                     changed1 ? s.Text1 : nullptr, changed2 ? s.Text2 : nullptr,
+                     s.Num, s.Sub) != 0)
       return Report(t, kMsgWordIndexNotUpdated, 1, 1);
   }
   return Done(t);
@@ -706,10 +710,10 @@ int OpMoveSymptomsRun(LogEntry *entry, const OpContext &ctx) {
     std::string text1 = std::string(c.s->Text1) + " #";
     std::string text2 =
         c.s->Text2[0] != '\0' ? std::string(c.s->Text2) + " #" : "";
-    Nested add(*entry, op,
-               {"0", PathOf(ctx.symptoms, r.s->Num, r.s->Sub), "0", text1, "1",
-                text2},
-               ref);
+    Nested add(
+        *entry, op,
+        {"0", PathOf(ctx.symptoms, r.s->Num, r.s->Sub), "0", text1, "1", text2},
+        ref);
     if ((op == OpAddSymptomAfter ? OpAddSymptomAfterRun(&add.e, inner)
                                  : OpAddSymptomBelowRun(&add.e, inner)) != 0)
       continue; // a failing add has reported; the move goes on
@@ -737,8 +741,8 @@ int OpMoveSymptomsRun(LogEntry *entry, const OpContext &ctx) {
       rec.Sub = c.s->Sub;
       rec.Direction = own;
       std::vector<std::pair<uint32_t, uint16_t>> partners;
-      for (int err = TblFindFullExSp(ctx.concepts, &rec, 0, kFindAtOrAfter,
-                                     nullptr);
+      for (int err =
+               TblFindFullExSp(ctx.concepts, &rec, 0, kFindAtOrAfter, nullptr);
            err == 0 && rec.Num == c.s->Num && rec.Sub == c.s->Sub &&
            rec.Direction == own;
            err = TblFindFullExSp(ctx.concepts, &rec, 0, kFindNext, nullptr))
@@ -769,12 +773,13 @@ int OpMoveSymptomsRun(LogEntry *entry, const OpContext &ctx) {
         for (const char *text : extra[lang])
           if (OpTextInWords(text) &&
               WordIndexAdd(ctx.symptoms, lang == 0 ? ctx.word1 : 0,
-                           lang == 1 ? ctx.word2 : 0, lang == 0 ? text : nullptr,
+                           lang == 1 ? ctx.word2 : 0,
+                           lang == 0 ? text : nullptr,
                            lang == 1 ? text : nullptr, newNum, newSub) != 0)
             return Report(t, kMsgWordIndexNotUpdated, 1, 1);
     }
-    if (moving)
-      MoveNotes(ctx.notes, c.s->Num, c.s->Sub, newNum, newSub);
+    // The notes go to the new symptom, in a copy as well.
+    MoveNotes(ctx.notes, c.s->Num, c.s->Sub, newNum, newSub);
   }
 
   if (moving) {
@@ -835,8 +840,8 @@ int OpSplitSymptomRun(LogEntry *entry, const OpContext &ctx) {
 
   std::string childPath = path + " \x02 " + childText;
   if (!PathExists(ctx.symptoms, language, childPath)) {
-    Nested add(*entry, OpAddSymptomBelow, {lang, path, lang, childText, "1", ""},
-               s.UniqueId);
+    Nested add(*entry, OpAddSymptomBelow,
+               {lang, path, lang, childText, "1", ""}, s.UniqueId);
     if (OpAddSymptomBelowRun(&add.e, inner) != 0)
       return 1;
   }
@@ -880,8 +885,8 @@ int OpSplitSymptomRun(LogEntry *entry, const OpContext &ctx) {
   const char *newText = Field(t, SplitFields::kText);
   if (newText[0] != '\0' &&
       RenameNested(ctx, *entry, *now.s,
-                   PathOf(ctx.symptoms, now.s->Num, now.s->Sub),
-                   language, newText) != 0)
+                   PathOf(ctx.symptoms, now.s->Num, now.s->Sub), language,
+                   newText) != 0)
     return 1;
   if (mode == 2) {
     if (now.ByNumber(ctx.symptoms, me.s->Num, me.s->Sub) != 0 ||
@@ -989,8 +994,7 @@ int OpMergeSymptomRun(LogEntry *entry, const OpContext &ctx) {
     }
   }
 
-  CopyRemedies(ctx, *entry, *next.s, id, PathOf(ctx.symptoms, num, sub),
-               merge);
+  CopyRemedies(ctx, *entry, *next.s, id, PathOf(ctx.symptoms, num, sub), merge);
   MoveNotes(ctx.notes, nNum, nSub, num, sub);
   std::string nextPath = PathOf(ctx.symptoms, nNum, nSub);
   DeleteNested(ctx, *entry, nextPath, nextId);

@@ -320,8 +320,8 @@ void CheckNotesAndLinks(
     for (int err = TblFindFullLink(links, &l, 0, kFindFirst); err == 0;
          err = TblFindFullLink(links, &l, 0, kFindNext))
       if (!tree.count(KeyOf(l.Num, l.Sub)))
-        c.Kept("link '%s' of symptom %u.%u, which was deleted", l.Title,
-               l.Num, l.Sub);
+        c.Kept("link '%s' of symptom %u.%u, which was deleted", l.Title, l.Num,
+               l.Sub);
   }
 }
 
