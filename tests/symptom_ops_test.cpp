@@ -388,6 +388,41 @@ TEST_F(SymptomOpsTest, SplitAndMerge) {
   EXPECT_EQ(LogLastMessage, kMsgMoveTargetInRange);
 }
 
+TEST_F(SymptomOpsTest, ARangeMovesOrCopiesWithItsSubtreeAndRemedies) {
+  // Copy "fear" with "night" below "Head > pain": the source stays.
+  ASSERT_EQ(LogDispatch(
+                Entry(OpMoveSymptoms, {"0", "Head \x02 pain", "Mind \x02 fear",
+                                       "Mind \x02 fear \x02 night", "3"}),
+                Ctx()),
+            0);
+  const std::string copy = "Head \x02 pain \x02 fear";
+  EXPECT_TRUE(Exists(copy + " \x02 night"));
+  EXPECT_TRUE(Exists("Mind \x02 fear \x02 night"));
+  Symptom c = Find(copy);
+  EXPECT_EQ(Remedies(c.Num, c.Sub).size(), 2u)
+      << "Bell. by Kent differs in degree from Bell. by Boer: refused";
+  EXPECT_NE(c.UniqueId, 101) << "a copy has an id of its own";
+  // Copied again, the name stands there already: the suffix stays on the
+  // symptom; below it the name is free again, and the suffix goes.
+  ASSERT_EQ(LogDispatch(
+                Entry(OpMoveSymptoms, {"0", "Head \x02 pain", "Mind \x02 fear",
+                                       "Mind \x02 fear \x02 night", "3"}),
+                Ctx()),
+            0);
+  EXPECT_TRUE(Exists("Head \x02 pain \x02 fear # \x02 night"));
+  // Moved beside "Head > pain": the source goes, the subtree with it.
+  ASSERT_EQ(LogDispatch(
+                Entry(OpMoveSymptoms, {"0", "Head \x02 pain", "Mind \x02 fear",
+                                       "Mind \x02 fear", "2"}),
+                Ctx()),
+            0);
+  EXPECT_FALSE(Exists("Mind \x02 fear"));
+  EXPECT_FALSE(Exists("Mind \x02 fear \x02 night"))
+      << "the range ended at fear: night was not copied, and went with it";
+  EXPECT_TRUE(Exists("Head \x02 fear"));
+  EXPECT_EQ(Faults(), "");
+}
+
 TEST_F(SymptomOpsTest, TheCheckRefusesClashesAndAddsMissingPaths) {
   OpContext ctx = Ctx();
   // The text to be created stands there already: refused, a warning.

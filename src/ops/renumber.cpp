@@ -148,22 +148,6 @@ int CarryLinks(TblHandle links, uint32_t num, uint16_t oldSub,
   }
 }
 
-// The directions of the concept table for this repertory: a repertory of
-// kind 3 keeps its own links under direction 1, any other under 2.
-void ConceptDirections(TblHandle symptoms, uint8_t *own, uint8_t *other) {
-  int kind = 1;
-  Resource key, res;
-  memset(&key, 0, sizeof key);
-  key.Type = kResRepKindType;
-  key.Id = kResRepKindId;
-  int saved = OrvixError;
-  if (DbGetResource(symptoms, &key, &res, 2) == 0 && OrvixError == 0)
-    kind = atoi(res.Text);
-  OrvixError = saved;
-  *own = kind == 3 ? 1 : 2;
-  *other = kind == 3 ? 2 : 1;
-}
-
 void ExSpKey(ExSp *r, uint32_t num, uint16_t sub, uint8_t direction,
              uint8_t seq) {
   TblClearExSp(r);
@@ -182,7 +166,7 @@ int CarryConcepts(const OpContext &ctx, uint32_t num, uint16_t oldSub,
   if (ctx.concepts == 0)
     return 0;
   uint8_t own, other;
-  ConceptDirections(ctx.symptoms, &own, &other);
+  OpConceptDirections(ctx.symptoms, &own, &other);
   static ExSp rec, rev;
   ExSpKey(&rec, num, oldSub, own, 0);
   if (TblFindFullExSp(ctx.concepts, &rec, 0, kFindEqual, nullptr) != 0)
@@ -304,6 +288,20 @@ int ShiftWord(TblHandle words, const std::string &token, const Moves &m) {
 }
 
 } // namespace
+
+void OpConceptDirections(TblHandle symptoms, uint8_t *own, uint8_t *other) {
+  int kind = 1;
+  Resource key, res;
+  memset(&key, 0, sizeof key);
+  key.Type = kResRepKindType;
+  key.Id = kResRepKindId;
+  int saved = OrvixError;
+  if (DbGetResource(symptoms, &key, &res, 2) == 0 && OrvixError == 0)
+    kind = atoi(res.Text);
+  OrvixError = saved;
+  *own = kind == 3 ? 1 : 2;
+  *other = kind == 3 ? 2 : 1;
+}
 
 bool OpTextInWords(const char *text) {
   return text != nullptr && text[0] != '\0' &&

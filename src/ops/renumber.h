@@ -58,3 +58,9 @@ int OpRemoveWordsExactly(TblHandle words, const char *text, uint32_t num,
 // Whether a synonym or reference text is indexed in words (it is a list
 // of references when it begins with a level digit).
 bool OpTextInWords(const char *text);
+
+// The directions of the concept table for this repertory (resource
+// 0x10001/2 of its symptom table, 1 when missing): a repertory of kind 3
+// keeps its own links under direction 1 and finds the partner's under 2,
+// any other the other way round.
+void OpConceptDirections(TblHandle symptoms, uint8_t *own, uint8_t *other);

@@ -449,26 +449,12 @@ int DeleteNotesOf(TblHandle notes, uint32_t num, uint16_t sub) {
   }
 }
 
-void ConceptDirections(TblHandle symptoms, uint8_t *own, uint8_t *other) {
-  int kind = 1;
-  Resource key, res;
-  memset(&key, 0, sizeof key);
-  key.Type = kResRepKindType;
-  key.Id = kResRepKindId;
-  int saved = OrvixError;
-  if (DbGetResource(symptoms, &key, &res, 2) == 0 && OrvixError == 0)
-    kind = atoi(res.Text);
-  OrvixError = saved;
-  *own = kind == 3 ? 1 : 2;
-  *other = kind == 3 ? 2 : 1;
-}
-
 // The symptom leaves the partner's lists, and its own records go.
 int DeleteConcepts(const OpContext &ctx, uint32_t num, uint16_t sub) {
   if (ctx.symptoms == 0 || ctx.partnerSymptoms == 0 || ctx.concepts == 0)
     return 0;
   uint8_t own, other;
-  ConceptDirections(ctx.symptoms, &own, &other);
+  OpConceptDirections(ctx.symptoms, &own, &other);
   static ExSp rec, rev;
   for (;;) {
     TblClearExSp(&rec);
@@ -733,7 +719,7 @@ int OpMoveSymptomsRun(LogEntry *entry, const OpContext &ctx) {
     if (ctx.concepts != 0 && ctx.partnerSymptoms != 0 &&
         OpHasHandler(OpAddConcept)) {
       uint8_t own, other;
-      ConceptDirections(ctx.symptoms, &own, &other);
+      OpConceptDirections(ctx.symptoms, &own, &other);
       static ExSp rec;
       TblClearExSp(&rec);
       rec.CursorState = 0xff;
