@@ -1,6 +1,7 @@
 #include "ops/verify.h"
 
 #include "ops/chainlist.h"
+#include "ops/reftext.h"
 #include "ops/wordindex.h"
 #include "platform/strutil.h"
 #include "store/progress.h"
@@ -12,6 +13,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <set>
 #include <string>
 #include <tuple>
@@ -71,6 +73,10 @@ struct Checker {
     report(text, context);
   }
 };
+
+// Directions of the concept table.
+constexpr int kConceptSide = 1;   // key a concept symptom
+constexpr int kRepertorySide = 2; // key a symptom of the repertory
 
 struct SymptomInfo {
   uint32_t parentNum;
@@ -362,7 +368,175 @@ void CheckWords(Checker &c, TblHandle words, int lang,
   }
 }
 
+// The words of the synonyms and references in words, by language: each
+// stands in the word table of its language under its symptom. Only these
+// pairs are gathered, so the walk of the word table keeps little.
+void CheckWordsOfReferences(
+    Checker &c, TblHandle words, int lang,
+    const std::unordered_map<SymptomKey, WordTexts> &texts) {
+  std::map<std::string, std::set<SymptomKey>> wanted;
+  for (const auto &[k, t] : texts)
+    for (const std::string *field : {&t.synonym, &t.crossRef}) {
+      std::set<std::string> tokens;
+      WordIndexTokens(RefWordsOf(field->c_str()).c_str(), 0, CollectToken,
+                      &tokens);
+      for (const std::string &w : tokens)
+        wanted[w].insert(k);
+    }
+  if (wanted.empty())
+    return;
+  Word w;
+  memset(&w, 0, sizeof w);
+  w.CursorState = 0xff;
+  for (auto &[word, keys] : wanted) {
+    StrCopy(w.Text, word.c_str());
+    w.Seq = 0;
+    for (int err = TblFindFullWord(words, &w, 0, kFindEqual, nullptr);
+         err == 0 && OrvixError == 0 && word == w.Text && !keys.empty();
+         err = TblFindFullWord(words, &w, 0, kFindNext, nullptr))
+      for (int i = 0;
+           i < kListEntries - 1 && TblIsLastWordSymptom(&w.Entries[i]) != 2;
+           ++i)
+        keys.erase(KeyOf(w.Entries[i].Num, w.Entries[i].Sub));
+    for (SymptomKey k : keys)
+      c.Fault("word%d '%s': symptom %u.%u '%s' has the word in a synonym or "
+              "reference, the index does not list it",
+              lang + 1, word.c_str(), static_cast<unsigned>(k >> 16),
+              static_cast<unsigned>(k & 0xffff), texts.at(k).text.c_str());
+  }
+}
+
+// Whether a symptom exists, remembered by table.
+struct SymptomCache {
+  TblHandle table;
+  std::unordered_map<SymptomKey, bool> known;
+  bool Exists(uint32_t num, uint16_t sub) {
+    auto [it, fresh] = known.emplace(KeyOf(num, sub), false);
+    if (fresh) {
+      static Symptom s;
+      s.CursorState = 0xff;
+      TblClearSymptom(&s);
+      s.Num = num;
+      s.Sub = sub;
+      it->second =
+          TblFindFullSymptom(table, &s, 0, kFindEqual) == 0 && OrvixError == 0;
+    }
+    return it->second;
+  }
+};
+
+// The concept table: its chains, the symptoms it names on either side,
+// and each link in both directions.
+void CheckConceptTable(Checker &c, TblHandle exsp, SymptomCache &own,
+                       SymptomCache &partner) {
+  // (direction, key, entry) of every link.
+  std::set<std::tuple<int, SymptomKey, SymptomKey>> links;
+  ExSp rec;
+  memset(&rec, 0, sizeof rec);
+  rec.CursorState = 0xff;
+  int lastDir = -1, expectSeq = 0;
+  SymptomKey lastKey = 0, lastEntry = 0;
+  bool any = false;
+  for (int err = TblFindFullExSp(exsp, &rec, 0, kFindFirst, nullptr);
+       err == 0 && OrvixError == 0 && !c.Stop();
+       err = TblFindFullExSp(exsp, &rec, 0, kFindNext, nullptr)) {
+    SymptomKey key = KeyOf(rec.Num, rec.Sub);
+    if (key != lastKey || rec.Direction != lastDir) {
+      lastKey = key;
+      lastDir = rec.Direction;
+      expectSeq = 0;
+      any = false;
+    }
+    if (rec.Seq != expectSeq)
+      c.Fault("extrspt: symptom %u.%u direction %u has record Seq %u where "
+              "%d was due",
+              rec.Num, rec.Sub, rec.Direction, rec.Seq, expectSeq);
+    expectSeq = rec.Seq + 1;
+    if (rec.Direction != kConceptSide && rec.Direction != kRepertorySide) {
+      c.Fault("extrspt: symptom %u.%u has direction %u", rec.Num, rec.Sub,
+              rec.Direction);
+      continue;
+    }
+    bool fromConcept = rec.Direction == kConceptSide;
+    SymptomCache &keySide = fromConcept ? partner : own;
+    SymptomCache &entrySide = fromConcept ? own : partner;
+    if (rec.Seq == 0 && !keySide.Exists(rec.Num, rec.Sub))
+      c.Fault("extrspt: direction %u names symptom %u.%u, which the %s "
+              "does not hold",
+              rec.Direction, rec.Num, rec.Sub,
+              fromConcept ? "concept repertory" : "repertory");
+    int n = ChainCountExSp(rec);
+    if (n >= kListEntries - 1)
+      c.Fault("extrspt: symptom %u.%u direction %u record Seq %u is not "
+              "terminated",
+              rec.Num, rec.Sub, rec.Direction, rec.Seq);
+    for (int i = 0; i < n; ++i) {
+      const ExSpEntry &e = rec.Entries[i];
+      SymptomKey ek = KeyOf(e.Num, e.Sub);
+      if (any && ek <= lastEntry)
+        c.Fault("extrspt: symptom %u.%u direction %u: %u.%u stands after "
+                "%u.%u",
+                rec.Num, rec.Sub, rec.Direction, e.Num, e.Sub,
+                static_cast<unsigned>(lastEntry >> 16),
+                static_cast<unsigned>(lastEntry & 0xffff));
+      lastEntry = ek;
+      any = true;
+      if (!entrySide.Exists(e.Num, e.Sub))
+        c.Fault("extrspt: symptom %u.%u direction %u lists %u.%u, which the "
+                "%s does not hold",
+                rec.Num, rec.Sub, rec.Direction, e.Num, e.Sub,
+                fromConcept ? "repertory" : "concept repertory");
+      links.emplace(rec.Direction, key, ek);
+    }
+  }
+  for (const auto &[dir, key, entry] : links) {
+    int other = dir == kConceptSide ? kRepertorySide : kConceptSide;
+    if (!links.count({other, entry, key}))
+      c.Fault("extrspt: %u.%u lists %u.%u in direction %d, the reverse "
+              "link is missing",
+              static_cast<unsigned>(key >> 16),
+              static_cast<unsigned>(key & 0xffff),
+              static_cast<unsigned>(entry >> 16),
+              static_cast<unsigned>(entry & 0xffff), dir);
+  }
+}
+
 } // namespace
+
+int VerifyConcepts(const char *folder, const char *conceptFolder,
+                   VerifyReport report, void *context) {
+  Checker c{report, context};
+  char path[300];
+  TablePath(path, sizeof path, folder, "symptom");
+  TblHandle own = TblOpenSymptom(path, 1, 1);
+  if (OrvixError != 0 || own == 0) {
+    c.Fault("%s: the table cannot be opened (H-%d)", path, OrvixError);
+    own = 0;
+  }
+  TablePath(path, sizeof path, conceptFolder, "symptom");
+  TblHandle partner = TblOpenSymptom(path, 1, 1);
+  if (OrvixError != 0 || partner == 0) {
+    c.Fault("%s: the table cannot be opened (H-%d)", path, OrvixError);
+    partner = 0;
+  }
+  // A pair without links has no concept table yet.
+  TablePath(path, sizeof path, conceptFolder, "extrspt");
+  TblHandle exsp = TblOpenExSp(path, 1, 1);
+  if (OrvixError != 0 || exsp == 0) {
+    if (OrvixError != kErrNoFile)
+      c.Fault("%s: the table cannot be opened (H-%d)", path, OrvixError);
+    exsp = 0;
+  }
+  if (own != 0 && partner != 0 && exsp != 0) {
+    c.toWalk = DbCountEntries(exsp);
+    SymptomCache ownCache{own, {}}, partnerCache{partner, {}};
+    CheckConceptTable(c, exsp, ownCache, partnerCache);
+  }
+  for (TblHandle h : {own, partner, exsp})
+    if (h != 0)
+      DbCloseFile(h);
+  return c.stopped ? -1 : c.faults;
+}
 
 int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
   Checker c{report, context};
@@ -405,8 +579,10 @@ int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
     }
     TblHandle words[2] = {word1, word2};
     for (int lang = 0; lang < 2 && !c.stopped; ++lang)
-      if (words[lang] != 0)
+      if (words[lang] != 0) {
         CheckWords(c, words[lang], lang, found.texts[lang]);
+        CheckWordsOfReferences(c, words[lang], lang, found.texts[lang]);
+      }
   }
 
   for (TblHandle h : {symptoms, extract, word1, word2, notes, links})

@@ -15,7 +15,8 @@
 //   is kept by design, see below);
 // - every Word entry names an existing symptom whose text, synonym or
 //   reference in words holds the word (word1 the first language, word2 the
-//   second).
+//   second), and every word of a synonym or reference in words is in the
+//   word table of its language under its symptom;
 //
 // Operations that keep further tables in step extend the check with them.
 #pragma once
@@ -43,6 +44,16 @@ extern VerifyReport VerifyKeptReport;
 extern void *VerifyKeptContext;
 // How many such leftovers the last check met.
 extern int VerifyKeptCount;
+
+// The concept links between a repertory (its tables in `folder`) and its
+// concept partner (in `conceptFolder`, which holds the concept table
+// "extrspt"): every record of Direction 2 names a symptom of the
+// repertory and lists symptoms of the partner, every record of Direction 1
+// the reverse, each chain runs Seq 0, 1, ... in (Num, Sub) order, and
+// every link stands in both directions. Answers the number of faults, -1
+// when the progress hook stopped the check.
+int VerifyConcepts(const char *folder, const char *conceptFolder,
+                   VerifyReport report, void *context);
 
 // At most this many faults are named; the count goes on beyond.
 inline constexpr int kVerifyMaxReported = 200;
