@@ -366,8 +366,22 @@ TEST_F(SymptomOpsTest, SplitAndMerge) {
   EXPECT_EQ(g.Sub, 2) << "first among the children";
   EXPECT_EQ(Faults(), "");
 
+  // The successor has a synonym in words, indexed as the synonym operation
+  // indexes it.
+  {
+    Symptom gen = Find("Mind \x02 fears \x02 in general");
+    Symptom x = MakeSymptom(gen.Num, gen.Sub, 0, 0, "");
+    ASSERT_EQ(TblFindFullSymptom(sym_, &x, 0, kFindEqual), 0);
+    StrCopy(x.Synonym1, "dread");
+    ASSERT_EQ(TblSaveSymptom(sym_, &x, kSaveReplace), 0);
+    TblFreeSymptomRemed(&x);
+    ASSERT_EQ(WordIndexAdd(sym_, word1_, 0, "dread", nullptr, gen.Num, gen.Sub),
+              0);
+    ASSERT_EQ(Faults(), "");
+  }
   // Merge "fears" with its successor "in general", degrees left alone: the
-  // remedies come back, the successor goes, "night" comes up below fears.
+  // remedies come back, the successor goes, "night" comes up below fears,
+  // and the synonym comes over with its word.
   ASSERT_EQ(
       LogDispatch(Entry(OpMergeSymptom, {"0", "Mind \x02 fears", "fear", "3"}),
                   Ctx()),
@@ -376,6 +390,7 @@ TEST_F(SymptomOpsTest, SplitAndMerge) {
                                               "3|Mind \x02 fear \x02 night",
                                               "1|Head", "2|Head \x02 pain"}));
   Symptom fear = Find("Mind \x02 fear");
+  EXPECT_STREQ(fear.Synonym1, "dread");
   EXPECT_EQ(Remedies(fear.Num, fear.Sub),
             (std::vector<Rem>{{kAcon, kKent, 3}, {kBell, kBoer, 1}}));
   EXPECT_EQ(Faults(), "");

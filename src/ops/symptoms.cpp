@@ -950,6 +950,14 @@ int OpMergeSymptomRun(LogEntry *entry, const OpContext &ctx) {
   AppendWithSlash(me.s->Synonym1, sizeof me.s->Synonym1, next.s->Synonym1);
   if (TblSaveSymptom(ctx.symptoms, me.s, kSaveReplace) != 0)
     return Report(t, kMsgSymptomNotSaved, 1, 1);
+  // What came over is indexed when the text it joined is held in words.
+  const char *joined[2][2] = {{me.s->CrossRef1, next.s->CrossRef1},
+                              {me.s->Synonym1, next.s->Synonym1}};
+  for (const auto &pair : joined)
+    if (OpTextInWords(pair[0]) && pair[1][0] != '\0' &&
+        WordIndexAdd(ctx.symptoms, ctx.word1, 0, pair[1], nullptr, num, sub) !=
+            0)
+      return Report(t, kMsgWordIndexNotUpdated, 1, 1);
 
   // The successor's descendants come up a level; its children become the
   // symptom's.
