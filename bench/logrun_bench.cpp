@@ -11,7 +11,7 @@
 // resident memory printed for each is its own and not the builder's.
 //
 //   logrun_bench [--count N] [--entries N] [--keep] [--text] [--notes N]
-//                [--build-only]
+//                [--mixed] [--build-only]
 //
 // With --build-only the repertory and the log are built and kept, for the
 // phases to be run by hand on copies of it (--phase run DIR ENTRIES, then
@@ -19,7 +19,10 @@
 // With --text the log is written in its text form, the reader is timed on
 // it alone, and the text is run with LogRunText instead of the table with
 // LogRunTable. With --notes N a note text file of N lines is uploaded with
-// the notes upload of /NOTES instead of any run.
+// the notes upload of /NOTES instead of any run. With --mixed the log holds
+// the operations on notes, references, synonyms, links, concept links and
+// symptom types instead of the remedy operations (WriteMixedLog), on the
+// same repertory with a concept partner beside it.
 //
 // Build in Release for figures worth quoting; docs/performance.md holds them.
 #include "bench_measure.h"
@@ -30,7 +33,9 @@
 #include "logentry/logtext.h"
 #include "logrun/logrun.h"
 #include "logrun/logruntext.h"
+#include "ops/reftext.h"
 #include "ops/verify.h"
+#include "ops/wordindex.h"
 #include "platform/files.h"
 #include "platform/process.h"
 #include "platform/strutil.h"
@@ -380,6 +385,288 @@ bool WriteNotes(const std::vector<Planned> &plan, long lines) {
   return Check(fclose(out) == 0, "notes file close");
 }
 
+// The words of the synonyms in words go into the word index, as the
+// operations keep it: the check of a repertory looks for them there.
+bool IndexSynonymWords(const std::vector<Planned> &plan) {
+  TblHandle s = TblOpenSymptom("rep\\symptom", 0, 1);
+  TblHandle w1 = TblOpenWord("rep\\word1", 0, 1);
+  if (!Check(s != 0 && w1 != 0, "word index"))
+    return false;
+  bool ok = true;
+  for (const Planned &p : plan) {
+    std::string words = RefWordsOf(p.synonym1.c_str());
+    if (!words.empty() &&
+        WordIndexAdd(s, w1, 0, words.c_str(), nullptr, p.at.num, p.at.sub) != 0)
+      ok = false;
+  }
+  DbCloseFile(s);
+  DbCloseFile(w1);
+  return Check(ok, "synonym words");
+}
+
+// --mixed: a concept partner "CREP" (20 chapters of 100 concepts, an empty
+// concept table) beside the repertory, which becomes "SREP"; a picture for
+// the links in the folder of images.
+constexpr int kConceptChapters = 20, kConceptsPerChapter = 100;
+
+std::string ConceptPath(int chapter, int topic) {
+  char path[96];
+  if (topic == 0)
+    StrFormat(path, "Konzept %d", chapter);
+  else
+    StrFormat(path, "Konzept %d \x02 Thema %d-%d", chapter, chapter, topic);
+  return path;
+}
+
+bool BuildConceptPartner() {
+  std::filesystem::create_directory("cpt");
+  TblHandle h = TblCreateSymptom("cpt\\symptom", 1, 1);
+  if (!Check(h != 0, "concept symptoms"))
+    return false;
+  Symptom s;
+  bool ok = true;
+  for (int c = 1; c <= kConceptChapters && ok; ++c)
+    for (int j = 0; j <= kConceptsPerChapter && ok; ++j) {
+      memset(static_cast<void *>(&s), 0, sizeof s);
+      s.CursorState = 0xff;
+      s.Remedies = TblAllocSymptomRemed(1);
+      s.Num = static_cast<uint32_t>(c);
+      s.Sub = static_cast<uint16_t>(j);
+      s.ParentNum = j == 0 ? 0 : static_cast<uint32_t>(c);
+      s.Level = static_cast<uint8_t>(j == 0 ? 1 : 2);
+      s.Chapter = static_cast<uint8_t>(c);
+      s.UniqueId = c * 1000 + j;
+      std::string path = ConceptPath(c, j);
+      const char *last = strrchr(path.c_str(), '\x02');
+      StrCopy(s.Text1, last != nullptr ? last + 2 : path.c_str());
+      StrCopy(s.Text2, s.Text1);
+      ok = TblSaveSymptom(h, &s, kSaveAdd) == 0;
+      TblFreeSymptomRemed(&s);
+    }
+  DbCloseFile(h);
+  if (!Check(ok, "concept symptom"))
+    return false;
+  DbCloseFile(TblCreateExSp("cpt\\extrspt", 1, 1));
+
+  TblHandle cat = TblOpenCatalog("cat", 0, 1);
+  if (!Check(cat != 0, "catalogue"))
+    return false;
+  Catalog own = CurrentCatalog;
+  ok = TblFindFullCatalog(cat, &own, 0, kFindEqual) == 0;
+  StrCopy(own.Abbrev, "SREP");
+  ok = ok && TblSaveCatalog(cat, &own, kSaveReplace) == 0;
+  CurrentCatalog = own;
+  Catalog partner = own;
+  partner.Id = 2;
+  StrCopy(partner.Abbrev, "CREP");
+  StrCopy(partner.RepertoryBlock.Paths[kCatSymptom], "cpt\\symptom");
+  StrCopy(partner.RepertoryBlock.Paths[kCatFolder], "cpt\\");
+  ok = ok && TblSaveCatalog(cat, &partner, kSaveAdd) == 0;
+  DbCloseFile(cat);
+
+  std::filesystem::create_directory("photo");
+  FILE *f = PlatOpenFile("photo\\bench.svg", "wb");
+  ok = ok && f != nullptr && fputs("<svg/>\n", f) >= 0;
+  if (f != nullptr)
+    fclose(f);
+  StrCopy(DefaultImage, "photo");
+  StrCopy(ImageDir, "photo");
+  return Check(ok, "concept partner");
+}
+
+struct MixedMix {
+  int notes = 0, refs = 0, synonyms = 0, links = 0, concepts = 0, kinds = 0,
+      failing = 0;
+};
+
+std::string Display(std::string path) {
+  for (size_t at; (at = path.find(" \x02 ")) != std::string::npos;)
+    path.replace(at, 3, " - ");
+  return path;
+}
+
+// The mixed log: notes (on the symptom and on one of its remedies), cross-
+// references to other symptoms, synonyms in words and as lists, links
+// added and deleted, concept links added and deleted, symptom types; one
+// entry in twenty-five refers to what is not there and is refused.
+bool WriteMixedLog(const std::vector<Planned> &plan, int entries,
+                   MixedMix &mix) {
+  TblHandle log = TblCreateRlog("logs\\bench", 0, 1, 3);
+  if (!Check(log != 0, "log"))
+    return false;
+  std::vector<size_t> order(plan.size());
+  for (size_t i = 0; i < order.size(); ++i)
+    order[i] = i;
+  std::shuffle(order.begin(), order.end(), gRandom);
+  long date = 0;
+  DateYMDToLong(2024, 3, 15, &date);
+  static char buffer[kLogTextSize];
+  // What was added, for the deletions that follow: the symptom of a link,
+  // the pair of a concept link.
+  std::vector<size_t> linked;
+  std::vector<std::pair<std::string, size_t>> paired;
+  // The generated texts repeat among siblings; a path names the first
+  // sibling of its text, so only symptoms that their path names are
+  // referred to by path.
+  TblHandle sym = TblOpenSymptom("rep\\symptom", 1, 1);
+  if (!Check(sym != 0, "symptoms"))
+    return false;
+  auto named = [&](size_t k) {
+    uint32_t num;
+    uint16_t sub;
+    return GetSptNumFromExactText(sym, 1, PathOf(plan, k).c_str(), &num,
+                                  &sub) == 0 &&
+           num == plan[k].at.num && sub == plan[k].at.sub;
+  };
+  auto pickNamed = [&]() {
+    size_t k;
+    do
+      k = static_cast<size_t>(Pick(0, static_cast<int>(plan.size()) - 1));
+    while (!named(k));
+    return k;
+  };
+  auto other = [&]() { return Display(PathOf(plan, pickNamed())); };
+  for (int n = 0; n < entries; ++n) {
+    size_t i = order[static_cast<size_t>(n) % order.size()];
+    const Planned *p = &plan[i];
+    std::vector<std::string> f;
+    int op;
+    int r = Pick(0, 99);
+    bool fail = Pick(0, 24) == 0;
+    if (r < 20) {
+      op = OpChangeNote;
+      const SymptomRemedy &x = p->remedies[static_cast<size_t>(
+          Pick(0, static_cast<int>(p->remedies.size()) - 2))];
+      char rem[32] = "0", aut[32] = "0";
+      int degree = 0;
+      if (r < 10) {
+        RemedyAbbrev(rem, sizeof rem, x.RemedyId);
+        AuthorAbbrev(aut, sizeof aut, x.AuthorId & kAuthorMask);
+        degree = x.Degree;
+      }
+      if (fail)
+        StrCopy(rem, "Xq.");
+      f = {std::to_string(Pick(1, 5)),
+           rem,
+           aut,
+           std::to_string(degree),
+           std::to_string(Pick(0, 1)),
+           "",
+           "Notiz " + std::to_string(n)};
+      ++mix.notes;
+    } else if (r < 35) {
+      op = OpChangeCrossReference;
+      std::string text = "1" + other();
+      if (Pick(0, 1) == 0)
+        text += "\n1" + other();
+      if (fail)
+        text += "\n1Nirgends - nichts";
+      f = {"0", "", text};
+      ++mix.refs;
+    } else if (r < 50) {
+      op = OpChangeSynonym;
+      std::string text = r < 43
+                             ? std::string(kWords1[Pick(0, kWordCount - 1)]) +
+                                   ", " + kWords1[Pick(0, kWordCount - 1)]
+                             : "1" + other();
+      if (fail)
+        text = "1Nirgends";
+      f = {"0", "", text};
+      ++mix.synonyms;
+    } else if (r < 65) {
+      bool remove = r >= 60 && !linked.empty();
+      fail = fail && !remove; // a deletion finds its link, or counts as done
+      op = remove ? OpDeleteLink : OpAddLink;
+      if (remove) {
+        i = linked[static_cast<size_t>(
+            Pick(0, static_cast<int>(linked.size()) - 1))];
+        p = &plan[i];
+        f = {"0", "0", "0", "3"};
+      } else {
+        f = {"0",
+             "0",
+             "0",
+             "3",
+             "Bild " + std::to_string(n),
+             fail ? "photo\\fehlt.svg" : "photo\\bench.svg"};
+        if (!fail)
+          linked.push_back(i);
+      }
+      ++mix.links;
+    } else if (r < 85) {
+      bool remove = r >= 80 && !paired.empty();
+      op = remove ? OpDeleteConcept : OpAddConcept;
+      std::string topic;
+      if (remove) {
+        // Each link is deleted once.
+        size_t k =
+            static_cast<size_t>(Pick(0, static_cast<int>(paired.size()) - 1));
+        topic = paired[k].first;
+        i = paired[k].second;
+        p = &plan[i];
+        paired[k] = paired.back();
+        paired.pop_back();
+      } else {
+        i = pickNamed();
+        p = &plan[i];
+        topic = fail ? "Konzept 99 \x02 nichts"
+                     : ConceptPath(Pick(1, kConceptChapters),
+                                   Pick(1, kConceptsPerChapter));
+        if (!fail)
+          paired.emplace_back(topic, i);
+      }
+      std::string text = std::string("0") + kLogFieldSep + topic +
+                         kLogFieldSep + PathOf(plan, i);
+      LogEntry e;
+      LogClearEntry(&e, buffer);
+      StrCopy(buffer, kLogTextSize, text.c_str());
+      e.number = n + 1;
+      e.operation = static_cast<uint16_t>(op);
+      e.date = static_cast<uint32_t>(date);
+      e.time = static_cast<uint32_t>(36000 + n);
+      e.tag = 1;
+      if (!Check(TblSaveRlog(log, &e, kSaveAdd) == 0, "log entry"))
+        return false;
+      mix.failing += fail && !remove;
+      ++mix.concepts;
+      continue;
+    } else {
+      op = OpChangeSymptomKind;
+      f = {"00", fail ? "x" : std::to_string(Pick(10, 99))};
+      ++mix.kinds;
+    }
+    mix.failing += fail;
+    std::string text = std::string("0") + kLogFieldSep + PathOf(plan, i);
+    for (const std::string &field : f)
+      text += kLogFieldSep + field;
+    LogEntry e;
+    LogClearEntry(&e, buffer);
+    StrCopy(buffer, kLogTextSize, text.c_str());
+    e.number = n + 1;
+    e.operation = static_cast<uint16_t>(op);
+    e.date = static_cast<uint32_t>(date);
+    e.time = static_cast<uint32_t>(36000 + n);
+    e.symptomId = p->uniqueId;
+    e.tag = 1;
+    if (!Check(TblSaveRlog(log, &e, kSaveAdd) == 0, "log entry"))
+      return false;
+  }
+  DbCloseFile(sym);
+  return Check(DbCloseFile(log) == 0, "log close");
+}
+
+// The resident memory now, in kB.
+long ResidentKb() {
+  FILE *f = fopen("/proc/self/statm", "r");
+  long pages = 0, resident = 0;
+  if (f != nullptr) {
+    if (fscanf(f, "%ld %ld", &pages, &resident) != 2)
+      resident = 0;
+    fclose(f);
+  }
+  return resident * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
 // The settings every process of the benchmark starts from, in the scratch
 // folder as current folder.
 int Setup() {
@@ -395,6 +682,10 @@ int Setup() {
   StrCopy(NetLogFileDir, "logs");
   StrCopy(DateFormat, "dd.mm.yyyy");
   Language = 1;
+  if (std::filesystem::exists("photo")) { // --mixed: the links' pictures
+    StrCopy(DefaultImage, "photo");
+    StrCopy(ImageDir, "photo");
+  }
   return 0;
 }
 
@@ -423,6 +714,13 @@ int Phase(const char *what, int entries) {
   } else if (strcmp(what, "run") == 0) {
     MsgTable = MsgOpen("msg", 1, 1);
     FillCatalog();
+    // The entry as built (--mixed renames it and puts a partner beside it).
+    if (TblHandle cat = TblOpenCatalog("cat", 0, 1); cat != 0) {
+      Catalog own = CurrentCatalog;
+      if (TblFindFullCatalog(cat, &own, 0, kFindEqual) == 0)
+        CurrentCatalog = own;
+      DbCloseFile(cat);
+    }
     StrCopy(LogPath, "logs\\bench");
     RunOptionsClear();
     AppLogDefaults(kRunVerb);
@@ -430,9 +728,12 @@ int Phase(const char *what, int entries) {
     RunOptions.BatchMode = 0;
     StrCopy(LogPath, "logs\\bench");
     WorkKeepGoing = 1;
+    long residentBefore = ResidentKb();
     t.Start();
     LogRunTable(NULL_WIN);
     t.Stop();
+    printf("  resident memory: %ld kB before the run, %ld kB after\n",
+           residentBefore, ResidentKb());
     int read = OpRead[kOpTotalRow];
     printf("log run: %d entries: %.0f entries/s wall, %.0f entries/s CPU, "
            "%.1f us CPU an entry\n",
@@ -453,6 +754,8 @@ int Phase(const char *what, int entries) {
     int faults = 0;
     t.Start();
     VerifyRepertory("rep", CountFault, &faults);
+    if (std::filesystem::exists("cpt")) // --mixed
+      VerifyConcepts("rep", "cpt", CountFault, &faults);
     t.Stop();
     printf("  verify: %d faults\n", faults);
     PrintFigures("verify", t, PeakKb());
@@ -475,10 +778,14 @@ int main(int argc, char **argv) {
   }
   int count = 250000, entries = 10000;
   long notes = 0;
-  bool keep = false, text = false, buildOnly = false;
+  bool keep = false, text = false, buildOnly = false, mixed = false;
   for (int i = 1; i < argc; ++i) {
     if (strcmp(argv[i], "--keep") == 0) {
       keep = true;
+      continue;
+    }
+    if (strcmp(argv[i], "--mixed") == 0) {
+      mixed = true;
       continue;
     }
     if (strcmp(argv[i], "--build-only") == 0) {
@@ -500,7 +807,7 @@ int main(int argc, char **argv) {
       entries = static_cast<int>(std::clamp(v, 1L, 10000000L));
     else {
       fprintf(stderr, "usage: logrun_bench [--count N] [--entries N] [--keep] "
-                      "[--text] [--notes N] [--build-only]\n");
+                      "[--text] [--notes N] [--mixed] [--build-only]\n");
       return 2;
     }
     ++i;
@@ -537,12 +844,23 @@ int main(int argc, char **argv) {
                "Extract build"))
       break;
     MsgTable = MsgOpen("msg", 1, 1);
-    if (!WriteLog(plan, entries, mix))
+    MixedMix mixedMix;
+    if (!IndexSynonymWords(plan) || (mixed && !BuildConceptPartner()) ||
+        !(mixed ? WriteMixedLog(plan, entries, mixedMix)
+                : WriteLog(plan, entries, mix)))
       break;
-    fprintf(stderr,
-            "built in %.1f s; log: %d add, %d change degree, %d "
-            "delete, %d with an unknown remedy\n",
-            Seconds(t0), mix.add, mix.change, mix.remove, mix.failing);
+    if (mixed)
+      fprintf(stderr,
+              "built in %.1f s; log: %d notes, %d cross-references, %d "
+              "synonyms, %d links, %d concept links, %d types, %d refused\n",
+              Seconds(t0), mixedMix.notes, mixedMix.refs, mixedMix.synonyms,
+              mixedMix.links, mixedMix.concepts, mixedMix.kinds,
+              mixedMix.failing);
+    else
+      fprintf(stderr,
+              "built in %.1f s; log: %d add, %d change degree, %d "
+              "delete, %d with an unknown remedy\n",
+              Seconds(t0), mix.add, mix.change, mix.remove, mix.failing);
 
     // A repertory is on disk before anyone runs a log on it: the build's
     // writes go out first, so that their writeback does not run in the

@@ -41,3 +41,20 @@ if [ -x "$bin/tbltool" ]; then
   echo "== tbltool verify ..\\data\\salm2009"
   "$bin/tbltool" verify '..\data\salm2009' || true
 fi
+# The 2012 edition writes its references in the second style: a small log
+# of reference changes on it, run from the Update menu by a scripted
+# session (a batch run takes only the 2009 editions): the repertory's row,
+# "Update repertory from another log file", the log, both backups off, no
+# comment, all entries, Cancel to the reports, and the menu's exit.
+echo "== Update menu: ..\\log\\sample2012 on Almanacum 2012"
+script="$demo/log/sample2012.script"
+printf 'select 5 1\nclick 1\nmenu 1033\nfile %s\nclick 4\nclick 5\nclick 1\ntext\ntext\nanswer 2\nexit\n' \
+  "$demo/log/sample2012.dat" >"$script"
+MANTREL_UI=scripted MANTREL_VIEWER=true MANTREL_SCRIPT="$script" "$bin/mantrel" </dev/null || true
+for f in sample2012.edt sample2012.err; do
+  [ -f "$demo/log/$f" ] && printf '  %-16s %6d lines\n' "$f" "$(wc -l < "$demo/log/$f")"
+done
+if [ -x "$bin/tbltool" ]; then
+  echo "== tbltool verify ..\\data\\salm2012"
+  "$bin/tbltool" verify '..\data\salm2012' || true
+fi

@@ -138,21 +138,30 @@ TEST_F(ReportTest, OperationsWithoutHandlerAreRefusedAndChangeNothing) {
   OpenTables();
   FILE *err = fopen("errors.txt", "wb");
   OpContext ctx = Context(err);
-  for (int op = OpChangeNote; op <= OpChangeSymptomKind; ++op) {
+  int refused = 0;
+  for (int op = OpChangeDegree; op <= OpChangeSymptomKind; ++op) {
+    if (OpHasHandler(op))
+      continue;
     LogEntry *e = Entry(op, {"0", "Mind \x02 fear", "x", "y"}, 101);
     std::string before = e->text;
     EXPECT_EQ(LogDispatch(e, ctx), 1) << op;
     EXPECT_EQ(std::string(e->text), before) << "the text is whole again";
     EXPECT_EQ(LogLastSeverity, 1);
     EXPECT_EQ(LogLastMessage, kMsgOperationNotAvailable);
-    EXPECT_FALSE(OpHasHandler(op));
+    ++refused;
   }
   fclose(err);
+  if (refused == 0)
+    GTEST_SKIP() << "every operation has its handler";
   std::string text = Slurp("errors.txt");
   EXPECT_NE(text.find("Error: This operation is not available in this "
                       "version of Mantrel (H-0)\n"),
             std::string::npos);
-  EXPECT_NE(text.find("Operation: Add link\n"), std::string::npos);
+  size_t blocks = 0;
+  for (size_t at = text.find("\nOperation: "); at != std::string::npos;
+       at = text.find("\nOperation: ", at + 1))
+    ++blocks;
+  EXPECT_EQ(blocks, static_cast<size_t>(refused));
   ExpectConsistent();
 }
 
@@ -207,7 +216,10 @@ TEST_F(ReportTest, UnknownCodesAreRefusedBeforeAnyHandler) {
     EXPECT_FALSE(OpHasHandler(op));
     EXPECT_EQ(OpHandlerOf(op), nullptr);
   }
-  for (int op : {OpChangeDegree, OpDeleteRemedy, OpAddRemedy}) {
+  for (int op :
+       {OpChangeDegree, OpDeleteRemedy, OpAddRemedy, OpChangeNote,
+        OpChangeCrossReference, OpChangeSynonym, OpAddLink, OpDeleteLink,
+        OpAddConcept, OpDeleteConcept, OpChangeSymptomKind}) {
     EXPECT_TRUE(OpHasHandler(op)) << op;
     EXPECT_EQ(OpHandlerOf(op)->operation, op);
   }

@@ -72,13 +72,15 @@ protected:
   }
 
   // The Update menu's text-file run on a file of the log folder: the
-  // repertory SALM2009 chosen, the file, both backups off, OK, no comment,
-  // OK to the start note, Cancel to the reports.
+  // repertory SALM2009 chosen, the file, both backups off, notes appended
+  // and checked for doubles as /RUN does, OK, no comment, OK to the start
+  // note, Cancel to the reports.
   std::string TextRun(const fs::path &demo, const std::string &file) {
     return Mantrel(demo, "",
                    "select 5 0\nclick 1\nmenu 1037\nfile " +
                        (demo / "log" / file).string() +
-                       "\nclick 4\nclick 5\nclick 1\ntext\nanswer 1\n"
+                       "\nclick 4\nclick 5\nclick 11\nclick 21\nclick 1\ntext\n"
+                       "answer 1\n"
                        "answer 2\nquit\n");
   }
 
@@ -114,10 +116,10 @@ TEST_F(TextRunDemo, TheTextFormChangesTheRepertoryAsTheLogTableDoes) {
   std::string ok = Slurp(log / "logtext.ok");
   EXPECT_EQ(Count(ok, "Operation done\n"),
             Count(Slurp(byTable / "log" / "sample.edt"), "Operation done\n"));
-  EXPECT_EQ(Count(ok, "Operation done\n"), 7);
+  EXPECT_EQ(Count(ok, "Operation done\n"), 28);
   std::string rejects = Slurp(log / "sample-text.edt");
-  EXPECT_EQ(Count(rejects, "\n" + std::string(105, '-') + "\n"), 23);
-  EXPECT_EQ(Count(Slurp(log / "sample-text.err"), "Error: "), 22);
+  EXPECT_EQ(Count(rejects, "\n" + std::string(105, '-') + "\n"), 9);
+  EXPECT_EQ(Count(Slurp(log / "sample-text.err"), "Error: "), 6);
 
   // The rejects, run again under another name, reject themselves and
   // change nothing.

@@ -49,7 +49,7 @@ TEST_F(VerifyTest, CountsParentsAndLevels) {
 }
 
 TEST_F(VerifyTest, ExtractChainsAreSortedAndNumbered) {
-  TblHandle e = TblOpenExtract("rep\\extract", 1, 1);
+  TblHandle e = TblOpenExtract("rep\\extract", 0, 1);
   Extract x;
   memset(&x, 0, sizeof x);
   x.CursorState = 0xff;
@@ -119,9 +119,39 @@ TEST_F(VerifyTest, NotesLinksAndWordsNameRealSymptoms) {
   ASSERT_EQ(TblSaveWord(w, &word, kSaveAdd), 0);
   DbCloseFile(w);
   EXPECT_TRUE(Names("note of symptom 3.0 remedy 0: no such symptom"));
-  EXPECT_TRUE(Names("link 'a twig' of symptom 5.9: no such symptom"));
   EXPECT_TRUE(Names("word2 'peur': symptom 5.1 'douleur' does not hold"));
-  EXPECT_EQ(VerifyRepertory("rep", nullptr, nullptr), 3);
+  // A link of a symptom that is gone is what a deletion leaves: kept, no
+  // fault.
+  EXPECT_FALSE(Names("a twig"));
+  std::vector<std::string> kept;
+  VerifyKeptReport = [](const char *k, void *ctx) {
+    static_cast<std::vector<std::string> *>(ctx)->push_back(k);
+  };
+  VerifyKeptContext = &kept;
+  EXPECT_EQ(VerifyRepertory("rep", nullptr, nullptr), 2);
+  VerifyKeptReport = nullptr;
+  EXPECT_EQ(kept, (std::vector<std::string>{
+                      "link 'a twig' of symptom 5.9, which was deleted"}));
+  EXPECT_EQ(VerifyKeptCount, 1);
+}
+
+TEST_F(VerifyTest, AnExtractEntryWithTheUserBitOfAGoneSymptomIsKept) {
+  TblHandle e = TblOpenExtract("rep\\extract", 0, 1);
+  Extract x;
+  memset(&x, 0, sizeof x);
+  x.CursorState = 0xff;
+  x.RemedyId = kSulph;
+  x.Entries[0] =
+      ExtractEntry{7, 3, 2, static_cast<uint16_t>(kKent | kAuthorUserBit), 0};
+  x.Entries[1] = ExtractEntry{7, 4, 2, kKent, 0};
+  x.Entries[2] = ChainExtractTerminator();
+  ASSERT_EQ(TblSaveExtract(e, &x, kSaveAdd), 0);
+  DbCloseFile(e);
+  // Without the bit it is a fault; with it, a leftover of a deletion.
+  EXPECT_EQ(VerifyRepertory("rep", nullptr, nullptr), 1);
+  EXPECT_EQ(VerifyKeptCount, 1);
+  EXPECT_TRUE(Names("extract: remedy 5 lists symptom 7.4 author 1, which"));
+  EXPECT_FALSE(Names("7.3"));
 }
 
 TEST_F(VerifyTest, AMissingTableIsAFault) {

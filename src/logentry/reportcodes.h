@@ -49,11 +49,18 @@ inline constexpr int kMsgMoveTargetInRange = 5907;
 inline constexpr int kMsgMoveTextTooLong = 5908;
 inline constexpr int kMsgNoMemory = 3218;
 inline constexpr int kMsgTextTooLong = 3228;
+// A reference of a list leads to no symptom of the repertory.
+inline constexpr int kMsgReferenceNotFound = 3431;
 inline constexpr int kMsgDoubledSymptom = 5402;
 
 // Links.
 inline constexpr int kMsgLinkNotSaved = 3422;
 inline constexpr int kMsgLinkNotDeleted = 3425;
+// The media file of a video, sound or image link is nowhere to be found.
+inline constexpr int kMsgLinkFileNotFound = 3430;
+
+// The type of a symptom is two digits.
+inline constexpr int kMsgSymptomTypeNotDigits = 5513;
 
 // The concept table.
 inline constexpr int kMsgConceptNotSaved = 5071;

@@ -6,6 +6,7 @@
 #include "logentry/report.h"
 #include "logentry/reportcodes.h"
 #include "logentry/tally.h"
+#include "logrun/logcheck.h"
 #include "ops/dispatch.h"
 #include "ops/subject.h"
 #include "ops/views.h"
@@ -604,6 +605,19 @@ int LogRunEntry(LogEntry *entry, const OpContext &ctx) {
   ++OpRead[kOpTotalRow];
   if (LogHasNoPath(entry->text))
     return kRunEntrySkipped;
+  // An entry with a unique id goes straight to its handler, which finds
+  // the symptom by the id; the others are checked first.
+  if (entry->symptomId == 0 &&
+      !LogCheckSymptom(entry, ctx, RunOptions.AddMissing != 0)) {
+    LogTallyReport();
+    bool error = LogLastSeverity == 1;
+    int32_t *counts = error ? OpErrors : OpWarnings;
+    if (op >= 1 && op <= kOpCount)
+      ++counts[op - 1];
+    ++counts[kOpTotalRow];
+    ++(error ? LogRunErrorCount : LogRunWarningCount);
+    return error ? 1 : 2;
+  }
   int result = LogDispatch(entry, ctx);
   switch (OpCountOutcome(op, result)) {
   case kOutcomeError:

@@ -3,7 +3,12 @@
 #include "logentry/report.h"
 #include "logentry/reportcodes.h"
 #include "logentry/tally.h"
+#include "ops/concepts.h"
+#include "ops/links.h"
+#include "ops/notes.h"
+#include "ops/references.h"
 #include "ops/remedy.h"
+#include "ops/symptoms.h"
 #include "platform/strutil.h"
 
 #include <cstring>
@@ -11,27 +16,26 @@
 
 namespace {
 
-// One row for each operation code, in the order of the codes. Notes,
-// references, symptoms, links and concepts have no handler in this version.
+// One row for each operation code, in the order of the codes.
 constexpr OpHandlerRow kHandlers[kOpCount] = {
     {OpChangeDegree, OpChangeDegreeRun, 0},
     {OpDeleteRemedy, OpDeleteRemedyRun, 0},
     {OpAddRemedy, OpAddRemedyRun, 0},
-    {OpChangeNote, nullptr, kOpChangesNote},
-    {OpChangeCrossReference, nullptr, 0},
-    {OpChangeSynonym, nullptr, 0},
-    {OpRenameSymptom, nullptr, 0},
-    {OpAddSymptomAfter, nullptr, 0},
-    {OpAddSymptomBelow, nullptr, 0},
-    {OpDeleteSymptom, nullptr, kOpFailureCountsDone},
-    {OpMoveSymptoms, nullptr, 0},
-    {OpSplitSymptom, nullptr, 0},
-    {OpMergeSymptom, nullptr, 0},
-    {OpAddLink, nullptr, 0},
-    {OpDeleteLink, nullptr, 0},
-    {OpAddConcept, nullptr, kOpConceptSided},
-    {OpDeleteConcept, nullptr, kOpConceptSided},
-    {OpChangeSymptomKind, nullptr, 0},
+    {OpChangeNote, OpChangeNoteRun, kOpChangesNote},
+    {OpChangeCrossReference, OpChangeCrossReferenceRun, 0},
+    {OpChangeSynonym, OpChangeSynonymRun, 0},
+    {OpRenameSymptom, OpRenameSymptomRun, 0},
+    {OpAddSymptomAfter, OpAddSymptomAfterRun, 0},
+    {OpAddSymptomBelow, OpAddSymptomBelowRun, 0},
+    {OpDeleteSymptom, OpDeleteSymptomRun, kOpFailureCountsDone},
+    {OpMoveSymptoms, OpMoveSymptomsRun, 0},
+    {OpSplitSymptom, OpSplitSymptomRun, 0},
+    {OpMergeSymptom, OpMergeSymptomRun, 0},
+    {OpAddLink, OpAddLinkRun, 0},
+    {OpDeleteLink, OpDeleteLinkRun, 0},
+    {OpAddConcept, OpAddConceptRun, kOpConceptSided},
+    {OpDeleteConcept, OpDeleteConceptRun, kOpConceptSided},
+    {OpChangeSymptomKind, OpChangeSymptomKindRun, 0},
 };
 
 constexpr bool RowsInOrder() {

@@ -2,6 +2,7 @@
 
 #include "logentry/report.h"
 #include "logentry/reportcodes.h"
+#include "ops/reftext.h"
 #include "platform/strutil.h"
 #include "store/sptpath.h"
 
@@ -44,6 +45,7 @@ const char *CachedName(std::vector<std::string> &cache, uint16_t id,
 
 void OpReleaseRecords() {
   TblFreeSymptomRemed(&SymptomRecord);
+  RefForgetReported();
   RemedyNames.clear();
   AuthorNames.clear();
 }

@@ -21,7 +21,8 @@ extern TblHandle OpRemedTable;
 extern TblHandle OpAuthorTable;
 
 // Frees the remedy array of SymptomRecord and forgets the cached remedy and
-// author names; the run calls it at its end.
+// author names and the last bad destination of a reference reported; the
+// run calls it at its end.
 void OpReleaseRecords();
 
 // Finds the symptom of the entry into `found` (SymptomRecord for the

@@ -1,6 +1,7 @@
 #include "ops/verify.h"
 
 #include "ops/chainlist.h"
+#include "ops/reftext.h"
 #include "ops/wordindex.h"
 #include "platform/strutil.h"
 #include "store/progress.h"
@@ -12,10 +13,15 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
+
+VerifyReport VerifyKeptReport = nullptr;
+void *VerifyKeptContext = nullptr;
+int VerifyKeptCount = 0;
 
 namespace {
 
@@ -50,6 +56,19 @@ struct Checker {
   uint64_t place = 0;
   int deferredFaults = 0;
   std::vector<std::pair<uint64_t, std::string>> deferred;
+
+  // A leftover that the rules keep: named apart, never a fault.
+  void Kept(const char *fmt, ...) __attribute__((format(printf, 2, 3))) {
+    ++VerifyKeptCount;
+    if (VerifyKeptReport == nullptr)
+      return;
+    char text[600];
+    va_list ap;
+    va_start(ap, fmt);
+    StrFormatV(text, sizeof text, fmt, ap);
+    va_end(ap);
+    VerifyKeptReport(text, VerifyKeptContext);
+  }
 
   void Fault(const char *fmt, ...) __attribute__((format(printf, 2, 3))) {
     if (deferring)
@@ -100,6 +119,10 @@ struct Checker {
   }
 };
 
+// Directions of the concept table.
+constexpr int kConceptSide = 1;   // key a concept symptom
+constexpr int kRepertorySide = 2; // key a symptom of the repertory
+
 struct SymptomInfo {
   uint32_t parentNum;
   uint16_t parentSub;
@@ -139,8 +162,9 @@ struct ExtractSeen {
   uint32_t num;
   uint16_t author;
   uint8_t degree;
-  bool held;   // a symptom holds the entry
-  uint32_t at; // its place in the walk of the table
+  uint8_t held : 1;    // a symptom holds the entry
+  uint8_t userBit : 1; // the list's entry holds the user bit
+  uint32_t at;         // its place in the walk of the table
 };
 static_assert(sizeof(ExtractSeen) == 16);
 
@@ -168,7 +192,7 @@ struct ExtractEntries {
                     uint16_t author) {
     if (from.empty())
       return nullptr;
-    ExtractSeen probe{remedy, sub, num, author, 0, false, 0};
+    ExtractSeen probe{remedy, sub, num, author, 0, 0, 0, 0};
     auto lo = all.begin() + from[remedy], hi = all.begin() + from[remedy + 1];
     auto it = std::lower_bound(lo, hi, probe, KeyBefore);
     return it != hi && SameKey(*it, probe) ? &*it : nullptr;
@@ -230,7 +254,8 @@ void CheckExtract(Checker &c, TblHandle h, ExtractEntries &entries) {
       any = true;
       all.push_back(ExtractSeen{rec.RemedyId, e.Sub, e.Num,
                                 static_cast<uint16_t>(e.AuthorId & kAuthorMask),
-                                e.Degree, false,
+                                e.Degree, 0,
+                                (e.AuthorId & kAuthorUserBit) != 0 ? 1 : 0,
                                 static_cast<uint32_t>(all.size())});
     }
   }
@@ -287,7 +312,7 @@ void CheckRemedies(Checker &c, const Symptom &s, bool haveExtract,
               s.Num, s.Sub, s.Text1, r.RemedyId, author);
       continue;
     }
-    it->held = true;
+    it->held = 1;
     if (it->degree != r.Degree)
       c.Fault("symptom %u.%u '%s': remedy %u author %u has degree %u, "
               "its extract entry %u",
@@ -308,11 +333,8 @@ void CheckRemedies(Checker &c, const Symptom &s, bool haveExtract,
 }
 
 // Walks the symptoms: their remedies, and what the later checks need.
-// The texts of a language are kept only when its word table has entries
-// to check against them (`withTexts`).
 void CheckSymptoms(Checker &c, TblHandle symptoms, bool haveExtract,
-                   ExtractEntries &extractEntries, const bool withTexts[2],
-                   SymptomTables *out) {
+                   ExtractEntries &extractEntries, SymptomTables *out) {
   Symptom s;
   memset(&s, 0, sizeof s);
   s.CursorState = 0xff;
@@ -325,12 +347,10 @@ void CheckSymptoms(Checker &c, TblHandle symptoms, bool haveExtract,
       DbReleasePages(symptoms);
     SymptomKey k = KeyOf(s.Num, s.Sub);
     out->tree[k] = {s.ParentNum, s.ParentSub, s.Level, s.Chapter};
-    if (withTexts[0])
-      out->texts[0][k] = {s.Text1, InWords(s.Synonym1) ? s.Synonym1 : "",
-                          InWords(s.CrossRef1) ? s.CrossRef1 : ""};
-    if (withTexts[1])
-      out->texts[1][k] = {s.Text2, InWords(s.Synonym2) ? s.Synonym2 : "",
-                          InWords(s.CrossRef2) ? s.CrossRef2 : ""};
+    out->texts[0][k] = {s.Text1, InWords(s.Synonym1) ? s.Synonym1 : "",
+                        InWords(s.CrossRef1) ? s.CrossRef1 : ""};
+    out->texts[1][k] = {s.Text2, InWords(s.Synonym2) ? s.Synonym2 : "",
+                        InWords(s.CrossRef2) ? s.CrossRef2 : ""};
     CheckRemedies(c, s, haveExtract, extractEntries, pairs);
   }
   DbReleasePages(symptoms);
@@ -339,9 +359,23 @@ void CheckSymptoms(Checker &c, TblHandle symptoms, bool haveExtract,
 
 // The Extract entries that no symptom holds, in key order, so that the
 // same faults read the same each time.
-void ReportUnheld(Checker &c, const ExtractEntries &extractEntries) {
+// An entry with the user bit whose symptom is gone is what a deletion
+// leaves on purpose.
+bool KeptByDeletion(const ExtractSeen &seen,
+                    const std::unordered_map<SymptomKey, SymptomInfo> &tree) {
+  return seen.userBit && tree.count(KeyOf(seen.num, seen.sub)) == 0;
+}
+
+void ReportUnheld(Checker &c, const ExtractEntries &extractEntries,
+                  const std::unordered_map<SymptomKey, SymptomInfo> &tree) {
+  // The entries stand in key order already.
   for (const ExtractSeen &e : extractEntries.all)
-    if (!e.held)
+    if (!e.held && KeptByDeletion(e, tree))
+      c.Kept("extract: remedy %u lists symptom %u.%u author %u (user bit), "
+             "which was deleted",
+             e.remedy, e.num, e.sub, e.author);
+  for (const ExtractSeen &e : extractEntries.all)
+    if (!e.held && !KeptByDeletion(e, tree))
       c.Fault("extract: remedy %u lists symptom %u.%u author %u, which the "
               "symptom does not hold",
               e.remedy, e.num, e.sub, e.author);
@@ -395,8 +429,8 @@ void CheckNotesAndLinks(
     for (int err = TblFindFullLink(links, &l, 0, kFindFirst); err == 0;
          err = TblFindFullLink(links, &l, 0, kFindNext))
       if (!tree.count(KeyOf(l.Num, l.Sub)))
-        c.Fault("link '%s' of symptom %u.%u: no such symptom", l.Title, l.Num,
-                l.Sub);
+        c.Kept("link '%s' of symptom %u.%u, which was deleted", l.Title, l.Num,
+               l.Sub);
   }
 }
 
@@ -437,12 +471,181 @@ void CheckWords(Checker &c, TblHandle words, int lang,
   }
 }
 
+// The words of the synonyms and references in words, by language: each
+// stands in the word table of its language under its symptom. Only these
+// pairs are gathered, so the walk of the word table keeps little.
+void CheckWordsOfReferences(
+    Checker &c, TblHandle words, int lang,
+    const std::unordered_map<SymptomKey, WordTexts> &texts) {
+  std::map<std::string, std::set<SymptomKey>> wanted;
+  for (const auto &[k, t] : texts)
+    for (const std::string *field : {&t.synonym, &t.crossRef}) {
+      std::set<std::string> tokens;
+      WordIndexTokens(RefWordsOf(field->c_str()).c_str(), 0, CollectToken,
+                      &tokens);
+      for (const std::string &w : tokens)
+        wanted[w].insert(k);
+    }
+  if (wanted.empty())
+    return;
+  Word w;
+  memset(&w, 0, sizeof w);
+  w.CursorState = 0xff;
+  for (auto &[word, keys] : wanted) {
+    StrCopy(w.Text, word.c_str());
+    w.Seq = 0;
+    for (int err = TblFindFullWord(words, &w, 0, kFindEqual, nullptr);
+         err == 0 && OrvixError == 0 && word == w.Text && !keys.empty();
+         err = TblFindFullWord(words, &w, 0, kFindNext, nullptr))
+      for (int i = 0;
+           i < kListEntries - 1 && TblIsLastWordSymptom(&w.Entries[i]) != 2;
+           ++i)
+        keys.erase(KeyOf(w.Entries[i].Num, w.Entries[i].Sub));
+    for (SymptomKey k : keys)
+      c.Fault("word%d '%s': symptom %u.%u '%s' has the word in a synonym or "
+              "reference, the index does not list it",
+              lang + 1, word.c_str(), static_cast<unsigned>(k >> 16),
+              static_cast<unsigned>(k & 0xffff), texts.at(k).text.c_str());
+  }
+}
+
+// Whether a symptom exists, remembered by table.
+struct SymptomCache {
+  TblHandle table;
+  std::unordered_map<SymptomKey, bool> known;
+  bool Exists(uint32_t num, uint16_t sub) {
+    auto [it, fresh] = known.emplace(KeyOf(num, sub), false);
+    if (fresh) {
+      static Symptom s;
+      s.CursorState = 0xff;
+      TblClearSymptom(&s);
+      s.Num = num;
+      s.Sub = sub;
+      it->second =
+          TblFindFullSymptom(table, &s, 0, kFindEqual) == 0 && OrvixError == 0;
+    }
+    return it->second;
+  }
+};
+
+// The concept table: its chains, the symptoms it names on either side,
+// and each link in both directions.
+void CheckConceptTable(Checker &c, TblHandle exsp, SymptomCache &own,
+                       SymptomCache &partner) {
+  // (direction, key, entry) of every link.
+  std::set<std::tuple<int, SymptomKey, SymptomKey>> links;
+  ExSp rec;
+  memset(&rec, 0, sizeof rec);
+  rec.CursorState = 0xff;
+  int lastDir = -1, expectSeq = 0;
+  SymptomKey lastKey = 0, lastEntry = 0;
+  bool any = false;
+  for (int err = TblFindFullExSp(exsp, &rec, 0, kFindFirst, nullptr);
+       err == 0 && OrvixError == 0 && !c.Stop();
+       err = TblFindFullExSp(exsp, &rec, 0, kFindNext, nullptr)) {
+    SymptomKey key = KeyOf(rec.Num, rec.Sub);
+    if (key != lastKey || rec.Direction != lastDir) {
+      lastKey = key;
+      lastDir = rec.Direction;
+      expectSeq = 0;
+      any = false;
+    }
+    if (rec.Seq != expectSeq)
+      c.Fault("extrspt: symptom %u.%u direction %u has record Seq %u where "
+              "%d was due",
+              rec.Num, rec.Sub, rec.Direction, rec.Seq, expectSeq);
+    expectSeq = rec.Seq + 1;
+    if (rec.Direction != kConceptSide && rec.Direction != kRepertorySide) {
+      c.Fault("extrspt: symptom %u.%u has direction %u", rec.Num, rec.Sub,
+              rec.Direction);
+      continue;
+    }
+    bool fromConcept = rec.Direction == kConceptSide;
+    SymptomCache &keySide = fromConcept ? partner : own;
+    SymptomCache &entrySide = fromConcept ? own : partner;
+    if (rec.Seq == 0 && !keySide.Exists(rec.Num, rec.Sub))
+      c.Fault("extrspt: direction %u names symptom %u.%u, which the %s "
+              "does not hold",
+              rec.Direction, rec.Num, rec.Sub,
+              fromConcept ? "concept repertory" : "repertory");
+    int n = ChainCountExSp(rec);
+    if (n >= kListEntries - 1)
+      c.Fault("extrspt: symptom %u.%u direction %u record Seq %u is not "
+              "terminated",
+              rec.Num, rec.Sub, rec.Direction, rec.Seq);
+    for (int i = 0; i < n; ++i) {
+      const ExSpEntry &e = rec.Entries[i];
+      SymptomKey ek = KeyOf(e.Num, e.Sub);
+      if (any && ek <= lastEntry)
+        c.Fault("extrspt: symptom %u.%u direction %u: %u.%u stands after "
+                "%u.%u",
+                rec.Num, rec.Sub, rec.Direction, e.Num, e.Sub,
+                static_cast<unsigned>(lastEntry >> 16),
+                static_cast<unsigned>(lastEntry & 0xffff));
+      lastEntry = ek;
+      any = true;
+      if (!entrySide.Exists(e.Num, e.Sub))
+        c.Fault("extrspt: symptom %u.%u direction %u lists %u.%u, which the "
+                "%s does not hold",
+                rec.Num, rec.Sub, rec.Direction, e.Num, e.Sub,
+                fromConcept ? "repertory" : "concept repertory");
+      links.emplace(rec.Direction, key, ek);
+    }
+  }
+  for (const auto &[dir, key, entry] : links) {
+    int other = dir == kConceptSide ? kRepertorySide : kConceptSide;
+    if (!links.count({other, entry, key}))
+      c.Fault("extrspt: %u.%u lists %u.%u in direction %d, the reverse "
+              "link is missing",
+              static_cast<unsigned>(key >> 16),
+              static_cast<unsigned>(key & 0xffff),
+              static_cast<unsigned>(entry >> 16),
+              static_cast<unsigned>(entry & 0xffff), dir);
+  }
+}
+
 } // namespace
 
-int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
+int VerifyConcepts(const char *folder, const char *conceptFolder,
+                   VerifyReport report, void *context) {
   Checker c;
   c.report = report;
   c.context = context;
+  char path[300];
+  TablePath(path, sizeof path, folder, "symptom");
+  TblHandle own = TblOpenSymptom(path, 1, 1);
+  if (OrvixError != 0 || own == 0) {
+    c.Fault("%s: the table cannot be opened (H-%d)", path, OrvixError);
+    own = 0;
+  }
+  TablePath(path, sizeof path, conceptFolder, "symptom");
+  TblHandle partner = TblOpenSymptom(path, 1, 1);
+  if (OrvixError != 0 || partner == 0) {
+    c.Fault("%s: the table cannot be opened (H-%d)", path, OrvixError);
+    partner = 0;
+  }
+  // A pair without links has no concept table yet.
+  TablePath(path, sizeof path, conceptFolder, "extrspt");
+  TblHandle exsp = TblOpenExSp(path, 1, 1);
+  if (OrvixError != 0 || exsp == 0) {
+    if (OrvixError != kErrNoFile)
+      c.Fault("%s: the table cannot be opened (H-%d)", path, OrvixError);
+    exsp = 0;
+  }
+  if (own != 0 && partner != 0 && exsp != 0) {
+    c.toWalk = DbCountEntries(exsp);
+    SymptomCache ownCache{own, {}}, partnerCache{partner, {}};
+    CheckConceptTable(c, exsp, ownCache, partnerCache);
+  }
+  for (TblHandle h : {own, partner, exsp})
+    if (h != 0)
+      DbCloseFile(h);
+  return c.stopped ? -1 : c.faults;
+}
+
+int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
+  Checker c{report, context};
+  VerifyKeptCount = 0;
   char path[300];
   auto open = [&](const char *name, TblHandle (*opener)(const char *, int, int),
                   bool required) -> TblHandle {
@@ -474,18 +677,18 @@ int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
   // Everything else is told against the symptoms.
   if (symptoms != 0) {
     SymptomTables found;
-    bool withTexts[2] = {word1 != 0 && DbCountEntries(word1) > 0,
-                         word2 != 0 && DbCountEntries(word2) > 0};
-    CheckSymptoms(c, symptoms, extract != 0, extractEntries, withTexts, &found);
+    CheckSymptoms(c, symptoms, extract != 0, extractEntries, &found);
     if (!c.stopped) {
-      ReportUnheld(c, extractEntries);
+      ReportUnheld(c, extractEntries, found.tree);
       CheckTree(c, found.tree);
       CheckNotesAndLinks(c, notes, links, found.tree);
     }
     TblHandle words[2] = {word1, word2};
     for (int lang = 0; lang < 2 && !c.stopped; ++lang)
-      if (words[lang] != 0)
+      if (words[lang] != 0) {
         CheckWords(c, words[lang], lang, found.texts[lang]);
+        CheckWordsOfReferences(c, words[lang], lang, found.texts[lang]);
+      }
   }
 
   for (TblHandle h : {symptoms, extract, word1, word2, notes, links})

@@ -566,8 +566,8 @@ void CheckSingle(MsgDataSet *set, const MsgDataEntry &e) {
   static const int kReportCodes[] = {
       2628, 2736, 2737, 2738, 2739, 2740, 2741, 2743, 2745, 2749,
       2750, 2751, 2762, 2767, 2769, 2770, 2771, 2805, 2809, 2810,
-      2811, 3218, 3228, 3422, 3425, 5071, 5073, 5074, 5364, 5402,
-      5544, 5546, 5547, 5552, 5612, 5907, 5908};
+      2811, 3218, 3228, 3422, 3425, 3430, 3431, 5071, 5073, 5074,
+      5364, 5402, 5513, 5544, 5546, 5547, 5552, 5612, 5907, 5908};
   if (InList(n, kReportCodes, std::size(kReportCodes)) && len > 80)
     AddProblem(set, e.File, e.Line,
                "%d: a report code of the statistics shows 80 characters", n);

@@ -332,10 +332,12 @@ long AppTaskEvent(WINDOW win, EVENT *ev) {
     AppMenuCommand(win, ev);
     break;
   case E_QUIT:
+    // A quit that is no question ends the program as the menu's Exit does:
+    // the message table and every table still open are closed first.
     if (ev->v.query)
       xvt_app_allow_quit();
     else
-      xvtv_app_destroy();
+      AppTerminate();
     break;
   default:
     break;

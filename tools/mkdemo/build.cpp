@@ -943,6 +943,12 @@ int DemoBuild(const std::string &sources) {
       BuildLogText("..\\log\\sample", "..\\data\\salm2009\\symptom",
                    "..\\log\\sample-text.txt"))
     return 1;
+  // A sample for the 2012 edition, whose references take the second style.
+  std::vector<DemoLogEntry> sample2012;
+  if (DemoReadLog(src("log-sample2012.txt"), sample2012) ||
+      BuildLog("..\\log\\sample2012", sample2012,
+               "..\\data\\salm2012\\symptom"))
+    return 1;
   // The list of tables for /BUILD, as an installer would write it.
   if (CopySource(src("rebuild.txt"), "..\\log\\rebuild.txt"))
     return 1;

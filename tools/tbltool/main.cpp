@@ -5,7 +5,8 @@
 //   tbltool check KIND PATH         data and index; exit 1 on any fault
 //   tbltool rebuild KIND PATH       the index from the data file
 //   tbltool stat KIND PATH          counts and sizes
-//   tbltool verify FOLDER           a repertory's tables against each other
+//   tbltool verify FOLDER [CONCEPTS]  a repertory's tables against each
+//                                   other, and against its concept partner
 //
 // PATH is a table's path without extension, as the installation stores it
 // (backslashes allowed, letter case free). Exit 0 on success, 1 on a fault
@@ -18,6 +19,8 @@
 // was. A second Ctrl-C ends the program at once.
 #include "ops/verify.h"
 #include "platform/cp1252.h"
+#include "platform/profile.h"
+#include "platform/strutil.h"
 #include "store/progress.h"
 #include "store/store.h"
 #include "tbljson.h"
@@ -28,6 +31,11 @@
 #include <cstring>
 #include <ctime>
 #include <unistd.h>
+
+#include <cctype>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -104,7 +112,7 @@ int Stopped(const char *path) {
 
 void Usage(FILE *out) {
   fprintf(out, "usage: tbltool dump|load|check|rebuild|stat KIND PATH [FILE]\n"
-               "       tbltool verify REPERTORY-FOLDER\n"
+               "       tbltool verify REPERTORY-FOLDER [CONCEPT-FOLDER]\n"
                "KIND is one of:");
   for (int i = 0; TjFamilyKind(i) != nullptr; ++i)
     fprintf(out, " %s", TjFamilyKind(i));
@@ -212,14 +220,88 @@ void PrintFault(const char *fault, void *) {
   printf("fault: %s\n", Cp1252ToUtf8(fault).c_str());
 }
 
-// The repertory's tables against each other; exit 1 on any fault.
-int Verify(const char *folder) {
+void PrintKept(const char *leftover, void *) {
+  ClearProgress();
+  printf("kept: %s\n", Cp1252ToUtf8(leftover).c_str());
+}
+
+// A folder as the catalogue and the command line may write it, for
+// comparing: capitals, backslashes, no closing backslash.
+std::string FolderKey(const char *folder) {
+  std::string k = folder;
+  for (char &ch : k)
+    ch = ch == '/' ? '\\'
+                   : static_cast<char>(toupper(static_cast<unsigned char>(ch)));
+  while (!k.empty() && k.back() == '\\')
+    k.pop_back();
+  return k;
+}
+
+// The two halves of a repertory pair, from the catalogue that orvix.ini in
+// the current folder names: the repertory's folder (abbreviation "S...")
+// and the concept repertory's ("C..."), when `folder` is either one and the
+// other is listed. Answers true when both were found.
+bool FindConceptPair(const char *folder, std::string *repertory,
+                     std::string *concepts) {
+  char catalog[300];
+  GetPrivateProfileStringA("System section", "CatalogCatalogName", "", catalog,
+                           sizeof catalog, "orvix.ini");
+  if (catalog[0] == '\0')
+    return false;
+  TblHandle h = TblOpenCatalog(catalog, 1, 1);
+  if (OrvixError != 0 || h == 0)
+    return false;
+  static Catalog rec;
+  memset(&rec, 0, sizeof rec);
+  rec.CursorState = 0xff;
+  std::string want = FolderKey(folder), self;
+  std::vector<std::pair<std::string, std::string>> all; // abbrev, folder
+  for (int err = TblFindFullCatalog(h, &rec, 0, kFindFirst);
+       err == 0 && OrvixError == 0;
+       err = TblFindFullCatalog(h, &rec, 0, kFindNext)) {
+    if (rec.Kind != 1)
+      continue;
+    all.emplace_back(rec.Abbrev, rec.RepertoryBlock.Paths[kCatFolder]);
+    if (FolderKey(rec.RepertoryBlock.Paths[kCatFolder]) == want)
+      self = rec.Abbrev;
+  }
+  DbCloseFile(h);
+  if (self.empty() || (self[0] != 'S' && self[0] != 'C'))
+    return false;
+  std::string other = self;
+  other[0] = self[0] == 'S' ? 'C' : 'S';
+  for (const auto &[abbrev, dir] : all)
+    if (abbrev == other) {
+      *repertory = self[0] == 'S' ? folder : dir;
+      *concepts = self[0] == 'S' ? dir : folder;
+      return true;
+    }
+  return false;
+}
+
+// The repertory's tables against each other, and the concept links of the
+// pair when its partner is given or the catalogue names it; exit 1 on any
+// fault. What the operations' rules leave on purpose is listed as "kept",
+// and is no fault.
+int Verify(const char *folder, const char *conceptFolder) {
   if (DbInitialize(50, 90, 4, kModule, "", 0) != 0) {
     fprintf(stderr, "tbltool: the store does not start (%d)\n", OrvixError);
     return 1;
   }
   StartProgress(folder);
+  VerifyKeptReport = PrintKept;
   int faults = VerifyRepertory(folder, PrintFault, nullptr);
+  std::string repertory, concepts;
+  if (conceptFolder != nullptr) {
+    repertory = folder;
+    concepts = conceptFolder;
+  }
+  if (faults >= 0 && (conceptFolder != nullptr ||
+                      FindConceptPair(folder, &repertory, &concepts))) {
+    int more = VerifyConcepts(repertory.c_str(), concepts.c_str(), PrintFault,
+                              nullptr);
+    faults = more < 0 ? more : faults + more;
+  }
   ClearProgress();
   TellMended();
   DbTerminate(kModule);
@@ -228,14 +310,17 @@ int Verify(const char *folder) {
   if (faults > kVerifyMaxReported)
     printf("... %d faults in all\n", faults);
   printf("%s: %s\n", folder, faults == 0 ? "consistent" : "faults found");
+  if (!concepts.empty())
+    printf("  the concept links of %s and %s checked too\n", repertory.c_str(),
+           concepts.c_str());
   return faults == 0 ? 0 : 1;
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
-  if (argc == 3 && strcmp(argv[1], "verify") == 0)
-    return Verify(argv[2]);
+  if ((argc == 3 || argc == 4) && strcmp(argv[1], "verify") == 0)
+    return Verify(argv[2], argc == 4 ? argv[3] : nullptr);
   if (argc == 2 &&
       (strcmp(argv[1], "-h") == 0 || strcmp(argv[1], "--help") == 0)) {
     Usage(stdout);
