@@ -252,11 +252,11 @@ void CheckExtract(Checker &c, TblHandle h, ExtractEntries &entries) {
                 static_cast<unsigned>(lastKey & 0xffff));
       lastKey = k;
       any = true;
-      all.push_back(ExtractSeen{rec.RemedyId, e.Sub, e.Num,
-                                static_cast<uint16_t>(e.AuthorId & kAuthorMask),
-                                e.Degree, 0,
-                                (e.AuthorId & kAuthorUserBit) != 0 ? 1 : 0,
-                                static_cast<uint32_t>(all.size())});
+      all.push_back(ExtractSeen{
+          rec.RemedyId, e.Sub, e.Num,
+          static_cast<uint16_t>(e.AuthorId & kAuthorMask), e.Degree, 0,
+          static_cast<uint8_t>((e.AuthorId & kAuthorUserBit) != 0),
+          static_cast<uint32_t>(all.size())});
     }
   }
   DbReleasePages(h);
@@ -644,7 +644,9 @@ int VerifyConcepts(const char *folder, const char *conceptFolder,
 }
 
 int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
-  Checker c{report, context};
+  Checker c;
+  c.report = report;
+  c.context = context;
   VerifyKeptCount = 0;
   char path[300];
   auto open = [&](const char *name, TblHandle (*opener)(const char *, int, int),
