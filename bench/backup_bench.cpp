@@ -36,7 +36,6 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
 
@@ -126,22 +125,6 @@ long long FolderBytes(const fs::path &p, int *files) {
       ++*files;
     }
   return total;
-}
-
-double ChildCpu() {
-  rusage u;
-  getrusage(RUSAGE_CHILDREN, &u);
-  return u.ru_utime.tv_sec + u.ru_stime.tv_sec +
-         (u.ru_utime.tv_usec + u.ru_stime.tv_usec) * 1e-6;
-}
-
-struct Timing {
-  double copy = 0, sync = 0, childCpu = 0, ownCpu = 0;
-};
-
-double Median(std::vector<double> v) {
-  std::sort(v.begin(), v.end());
-  return v.empty() ? 0 : v[v.size() / 2];
 }
 
 } // namespace
@@ -266,25 +249,22 @@ int main(int argc, char **argv) {
         failed = true;
       }
       printf("round %d: cp -r %.3f s + sync %.3f s (CPU %.3f s); backup %.3f "
-             "s + sync %.3f s (copy program CPU %.3f s, waiting CPU %.4f s)\n",
+             "s + sync %.3f s (copy program CPU %.3f s, waiting CPU %.4f s), "
+             "load %.2f\n",
              r + 1, cpWall.back(), cpSync.back(), cpCpu.back(), bkWall.back(),
-             bkSync.back(), bkCpu.back(), bkOwn.back());
+             bkSync.back(), bkCpu.back(), bkOwn.back(), LoadAverage());
     }
     if (failed)
       break;
     double cp = Median(cpWall) + Median(cpSync);
     double bk = Median(bkWall) + Median(bkSync);
-    rusage self{};
-    getrusage(RUSAGE_SELF, &self);
-    rusage kids{};
-    getrusage(RUSAGE_CHILDREN, &kids);
     printf("repertory: %d files, %.1f MB\n", files, bytes / 1e6);
     printf("median of %d rounds: cp -r %.3f s (%.0f MB/s), backup %.3f s "
            "(%.0f MB/s): the backup takes %.0f %% of the time of cp -r\n",
            rounds, cp, bytes / 1e6 / cp, bk, bytes / 1e6 / bk, 100.0 * bk / cp);
     printf("peak memory: this process %ld MB (the build), the largest child "
            "%ld MB\n",
-           self.ru_maxrss / 1024, kids.ru_maxrss / 1024);
+           PeakKb() / 1024, ChildPeakKb() / 1024);
     rc = 0;
   } while (false);
 

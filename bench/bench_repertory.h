@@ -4,31 +4,17 @@
 // The generator is seeded, so every run plans the same repertory.
 #pragma once
 
+#include "bench_measure.h"
 #include "platform/strutil.h"
 #include "store/store.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
-#include <ctime>
 #include <random>
 #include <string>
 #include <vector>
 
 namespace bench {
-
-// Wall-clock and process CPU time, as both benchmarks report them.
-using Clock = std::chrono::steady_clock;
-
-inline double Seconds(Clock::time_point from) {
-  return std::chrono::duration<double>(Clock::now() - from).count();
-}
-
-inline double CpuNow() {
-  timespec ts;
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
-  return static_cast<double>(ts.tv_sec) + ts.tv_nsec * 1e-9;
-}
 
 inline constexpr int kRemedyIds = 3000;
 inline constexpr int kAuthorIds = 900;

@@ -6,10 +6,16 @@
 // distinct random symptoms; replays it with LogRunTable as /RUN does (the
 // options of /RUN, the own log kept) with no Progress window; times the
 // replay, checks the repertory with VerifyRepertory, and removes its files.
+// The Extract build, the replay and the check each run in a process of their
+// own (the benchmark runs itself again with --phase), so that the peak
+// resident memory printed for each is its own and not the builder's.
 //
 //   logrun_bench [--count N] [--entries N] [--keep] [--text] [--notes N]
-//                [--mixed]
+//                [--mixed] [--build-only]
 //
+// With --build-only the repertory and the log are built and kept, for the
+// phases to be run by hand on copies of it (--phase run DIR ENTRIES, then
+// --phase verify DIR ENTRIES), e.g. two binaries in turn on the same data.
 // With --text the log is written in its text form, the reader is timed on
 // it alone, and the text is run with LogRunText instead of the table with
 // LogRunTable. With --notes N a note text file of N lines is uploaded with
@@ -19,6 +25,7 @@
 // same repertory with a concept partner beside it.
 //
 // Build in Release for figures worth quoting; docs/performance.md holds them.
+#include "bench_measure.h"
 #include "bench_repertory.h"
 #include "listings/statistics.h"
 #include "logentry/logentry.h"
@@ -55,7 +62,6 @@
 #include <ctime>
 #include <filesystem>
 #include <string>
-#include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
 
@@ -99,6 +105,8 @@ void AuthorAbbrev(char *out, size_t cap, int id) {
   StrFormat(out, cap, "A%d", id);
 }
 
+void FillCatalog();
+
 bool BuildCatalogues() {
   TblHandle r = TblCreateRemed("rem", 1, 1);
   if (!Check(r != 0, "Remed table"))
@@ -130,6 +138,14 @@ bool BuildCatalogues() {
   TblHandle cat = TblCreateCatalog("cat", 1, 1);
   if (!Check(cat != 0, "catalogue"))
     return false;
+  FillCatalog();
+  bool ok = TblSaveCatalog(cat, &CurrentCatalog, kSaveAdd) == 0;
+  DbCloseFile(cat);
+  return Check(ok, "catalogue entry");
+}
+
+// The catalogue entry of the bench repertory, in CurrentCatalog.
+void FillCatalog() {
   memset(&CurrentCatalog, 0, sizeof CurrentCatalog);
   CurrentCatalog.CursorState = 0xff;
   CurrentCatalog.Kind = 1;
@@ -140,9 +156,6 @@ bool BuildCatalogues() {
                           "word2",   "view",    ""};
   for (int i = 0; i < kCatPathCount; ++i)
     StrFormat(CurrentCatalog.RepertoryBlock.Paths[i], "rep\\%s", tables[i]);
-  bool ok = TblSaveCatalog(cat, &CurrentCatalog, kSaveAdd) == 0;
-  DbCloseFile(cat);
-  return Check(ok, "catalogue entry");
 }
 
 bool BuildRepertory(const std::vector<Planned> &plan) {
@@ -176,11 +189,6 @@ bool BuildRepertory(const std::vector<Planned> &plan) {
   if (!Check(DbCloseFile(h) == 0, "Symptom close"))
     return false;
 
-  ExtractBuildHooks hooks{nullptr, nullptr, nullptr, nullptr};
-  if (!Check(ExtractBuild("rep\\symptom", "rep\\extract", "rem", "rep\\",
-                          hooks) == kExtractOk,
-             "Extract build"))
-    return false;
   for (const char *w : {"rep\\word1", "rep\\word2"})
     DbCloseFile(TblCreateWord(w, 1, 1));
   DbCloseFile(TblCreateNote("rep\\Note", 1, 1));
@@ -307,12 +315,6 @@ void CountFault(const char *fault, void *ctx) {
   int &n = *static_cast<int *>(ctx);
   if (n++ < 10)
     fprintf(stderr, "  fault: %s\n", fault);
-}
-
-long PeakKb() {
-  rusage u;
-  getrusage(RUSAGE_SELF, &u);
-  return u.ru_maxrss;
 }
 
 // The log in its text form, as a listing writes it.
@@ -665,23 +667,133 @@ long ResidentKb() {
   return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
+// The settings every process of the benchmark starts from, in the scratch
+// folder as current folder.
+int Setup() {
+  if (DbInitialize(50, 90, 4, "A-Mantrel", "", 0) != 0)
+    return 1;
+  XvtReset();
+  setenv("MANTREL_UI", "scripted", 1);
+  unsetenv("MANTREL_SCRIPT");
+  StrCopy(PlatViewerProgram, "true");
+  StrCopy(RemedyCatalogName, "rem");
+  StrCopy(AuthorCatalogName, "aut");
+  StrCopy(CatalogCatalogName, "cat");
+  StrCopy(NetLogFileDir, "logs");
+  StrCopy(DateFormat, "dd.mm.yyyy");
+  Language = 1;
+  if (std::filesystem::exists("photo")) { // --mixed: the links' pictures
+    StrCopy(DefaultImage, "photo");
+    StrCopy(ImageDir, "photo");
+  }
+  return 0;
+}
+
+// The timed phases, each in a process of its own.
+//   extract: the Extract table built from the Symptom table;
+//   run: the replay of the log as /RUN does it;
+//   verify: the check of the whole repertory.
+int Phase(const char *what, int entries) {
+  if (Setup() != 0)
+    return 1;
+  int rc = 1;
+  Timer t;
+  if (strcmp(what, "extract") == 0) {
+    ExtractBuildHooks hooks{nullptr, nullptr, nullptr, nullptr};
+    t.Start();
+    int r = ExtractBuild("rep\\symptom", "rep\\extract", "rem", "rep\\", hooks);
+    t.Stop();
+    TblHandle x = TblOpenExtract("rep\\extract", 1, 1);
+    long records = x != 0 ? DbCountEntries(x) : -1;
+    if (x != 0)
+      DbCloseFile(x);
+    char line[160];
+    StrFormat(line, "extract build (%ld records)", records);
+    PrintFigures(line, t, PeakKb());
+    rc = r == kExtractOk ? 0 : 1;
+  } else if (strcmp(what, "run") == 0) {
+    MsgTable = MsgOpen("msg", 1, 1);
+    FillCatalog();
+    // The entry as built (--mixed renames it and puts a partner beside it).
+    if (TblHandle cat = TblOpenCatalog("cat", 0, 1); cat != 0) {
+      Catalog own = CurrentCatalog;
+      if (TblFindFullCatalog(cat, &own, 0, kFindEqual) == 0)
+        CurrentCatalog = own;
+      DbCloseFile(cat);
+    }
+    StrCopy(LogPath, "logs\\bench");
+    RunOptionsClear();
+    AppLogDefaults(kRunVerb);
+    RunOptions.KeepInOwnLog = 1;
+    RunOptions.BatchMode = 0;
+    StrCopy(LogPath, "logs\\bench");
+    WorkKeepGoing = 1;
+    long residentBefore = ResidentKb();
+    t.Start();
+    LogRunTable(NULL_WIN);
+    t.Stop();
+    printf("  resident memory: %ld kB before the run, %ld kB after\n",
+           residentBefore, ResidentKb());
+    int read = OpRead[kOpTotalRow];
+    printf("log run: %d entries: %.0f entries/s wall, %.0f entries/s CPU, "
+           "%.1f us CPU an entry\n",
+           read, read / std::max(t.wall, 1e-9), read / std::max(t.cpu, 1e-9),
+           t.cpu * 1e6 / std::max(read, 1));
+    printf("  done %d, errors %d, warnings %d\n", OpDone[kOpTotalRow],
+           OpErrors[kOpTotalRow], OpWarnings[kOpTotalRow]);
+    PrintFigures("log run", t, PeakKb());
+    if (read != entries)
+      fprintf(stderr, "logrun_bench: the run read %d of %d entries\n", read,
+              entries);
+    else
+      rc = 0;
+    if (MsgTable != 0)
+      DbCloseFile(MsgTable);
+    MsgTable = 0;
+  } else if (strcmp(what, "verify") == 0) {
+    int faults = 0;
+    t.Start();
+    VerifyRepertory("rep", CountFault, &faults);
+    if (std::filesystem::exists("cpt")) // --mixed
+      VerifyConcepts("rep", "cpt", CountFault, &faults);
+    t.Stop();
+    printf("  verify: %d faults\n", faults);
+    PrintFigures("verify", t, PeakKb());
+    rc = faults == 0 ? 0 : 1;
+  } else {
+    fprintf(stderr, "logrun_bench: no phase %s\n", what);
+  }
+  DbTerminate("A-Mantrel");
+  return rc;
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
+  // logrun_bench --phase WHAT DIR ENTRIES: one timed phase, in DIR.
+  if (argc == 5 && strcmp(argv[1], "--phase") == 0) {
+    if (chdir(argv[3]) != 0)
+      return 1;
+    return Phase(argv[2], atoi(argv[4]));
+  }
   int count = 250000, entries = 10000;
   long notes = 0;
-  bool keep = false, text = false, mixed = false;
+  bool keep = false, text = false, buildOnly = false, mixed = false;
   for (int i = 1; i < argc; ++i) {
     if (strcmp(argv[i], "--keep") == 0) {
       keep = true;
       continue;
     }
-    if (strcmp(argv[i], "--text") == 0) {
-      text = true;
-      continue;
-    }
     if (strcmp(argv[i], "--mixed") == 0) {
       mixed = true;
+      continue;
+    }
+    if (strcmp(argv[i], "--build-only") == 0) {
+      keep = buildOnly = true;
+      continue;
+    }
+    if (strcmp(argv[i], "--text") == 0) {
+      text = true;
       continue;
     }
     if (strcmp(argv[i], "--notes") == 0 && i + 1 < argc) {
@@ -695,7 +807,7 @@ int main(int argc, char **argv) {
       entries = static_cast<int>(std::clamp(v, 1L, 10000000L));
     else {
       fprintf(stderr, "usage: logrun_bench [--count N] [--entries N] [--keep] "
-                      "[--text] [--notes N] [--mixed]\n");
+                      "[--text] [--notes N] [--mixed] [--build-only]\n");
       return 2;
     }
     ++i;
@@ -706,21 +818,13 @@ int main(int argc, char **argv) {
     perror("logrun_bench: mkdtemp");
     return 1;
   }
+  std::string self = SelfPath();
   std::filesystem::path old = std::filesystem::current_path();
   std::filesystem::current_path(dir);
-  if (DbInitialize(50, 90, 4, "A-Mantrel", "", 0) != 0)
+  if (Setup() != 0)
     return 1;
-  XvtReset();
-  setenv("MANTREL_UI", "scripted", 1);
-  unsetenv("MANTREL_SCRIPT");
-  StrCopy(PlatViewerProgram, "true");
-  StrCopy(RemedyCatalogName, "rem");
-  StrCopy(AuthorCatalogName, "aut");
-  StrCopy(CatalogCatalogName, "cat");
-  StrCopy(NetLogFileDir, "logs");
-  StrCopy(DateFormat, "dd.mm.yyyy");
-  Language = 1;
   std::filesystem::create_directory("logs");
+  std::string count_s = std::to_string(entries);
 
   int rc = 1;
   do {
@@ -728,9 +832,20 @@ int main(int argc, char **argv) {
     fprintf(stderr, "planning %d symptoms, building them in %s\n", count, dir);
     std::vector<Planned> plan = Plan(count);
     Mix mix;
+    if (!BuildMessages() || !BuildCatalogues() || !BuildRepertory(plan))
+      break;
+    // The build's tables are closed: the Extract build runs in a process
+    // of its own, after the Symptom table is on disk.
+    if (MsgTable != 0)
+      DbCloseFile(MsgTable);
+    MsgTable = 0;
+    sync();
+    if (!Check(RunSelf(self.c_str(), {"--phase", "extract", dir, count_s}) == 0,
+               "Extract build"))
+      break;
+    MsgTable = MsgOpen("msg", 1, 1);
     MixedMix mixedMix;
-    if (!BuildMessages() || !BuildCatalogues() || !BuildRepertory(plan) ||
-        !IndexSynonymWords(plan) || (mixed && !BuildConceptPartner()) ||
+    if (!IndexSynonymWords(plan) || (mixed && !BuildConceptPartner()) ||
         !(mixed ? WriteMixedLog(plan, entries, mixedMix)
                 : WriteLog(plan, entries, mix)))
       break;
@@ -757,18 +872,18 @@ int main(int argc, char **argv) {
         break;
       sync();
       long before = PeakKb();
-      auto w0 = Clock::now();
-      double c0 = CpuNow();
+      Timer t;
+      t.Start();
       int r = NotesUpload("rep", "notes.txt");
-      double cpu = CpuNow() - c0, wall = Seconds(w0);
-      printf("notes upload: %ld lines in %.3f s wall (CPU %.3f s): %.0f "
-             "lines/s; added %ld, replaced %ld, refused %ld, degree "
-             "replaced %ld\n",
-             NotesLastUpload.lines, wall, cpu,
-             NotesLastUpload.lines / std::max(wall, 1e-9),
+      t.Stop();
+      printf("notes upload: %ld lines: %.0f lines/s; added %ld, replaced %ld, "
+             "refused %ld, degree replaced %ld\n",
+             NotesLastUpload.lines,
+             NotesLastUpload.lines / std::max(t.wall, 1e-9),
              NotesLastUpload.added, NotesLastUpload.replaced,
              NotesLastUpload.refused, NotesLastUpload.degreeChanged);
-      printf("  peak memory: %ld kB before, %ld kB after\n", before, PeakKb());
+      printf("  peak memory: %ld kB before\n", before);
+      PrintFigures("notes upload", t, PeakKb());
       rc = r;
       break;
     }
@@ -780,8 +895,8 @@ int main(int argc, char **argv) {
       double wall = 0, cpu = 0;
       long n = ReadAllText("logs\\bench.txt", &wall, &cpu);
       printf("text reader: %ld entries in %.3f s wall (CPU %.3f s): %.0f "
-             "entries/s wall\n",
-             n, wall, cpu, n / std::max(wall, 1e-9));
+             "entries/s wall, load %.2f\n",
+             n, wall, cpu, n / std::max(wall, 1e-9), LoadAverage());
       printf("  peak memory: %ld kB before, %ld kB after\n", before, PeakKb());
       RunOptionsClear();
       RunOptions.SameLanguage = 1;
@@ -797,71 +912,47 @@ int main(int argc, char **argv) {
       StrCopy(LogPath, "logs\\bench.txt");
       WorkKeepGoing = 1;
       before = PeakKb();
-      auto w0 = Clock::now();
-      double c0 = CpuNow();
+      Timer t;
+      t.Start();
       LogRunText(NULL_WIN);
-      cpu = CpuNow() - c0;
-      wall = Seconds(w0);
+      t.Stop();
       int read = OpRead[kOpTotalRow];
-      printf("text run: %d entries in %.3f s wall (CPU %.3f s): %.0f "
-             "entries/s wall, %.0f entries/s CPU\n",
-             read, wall, cpu, read / std::max(wall, 1e-9),
-             read / std::max(cpu, 1e-9));
-      printf("  done %d, errors %d, warnings %d; peak memory %ld kB before, "
-             "%ld kB after\n",
+      printf("text run: %d entries: %.0f entries/s wall, %.0f entries/s CPU\n",
+             read, read / std::max(t.wall, 1e-9), read / std::max(t.cpu, 1e-9));
+      printf("  done %d, errors %d, warnings %d; peak memory %ld kB before\n",
              OpDone[kOpTotalRow], OpErrors[kOpTotalRow],
-             OpWarnings[kOpTotalRow], before, PeakKb());
-      w0 = Clock::now();
+             OpWarnings[kOpTotalRow], before);
+      PrintFigures("text run", t, PeakKb());
       int faults = 0;
+      t = Timer();
+      t.Start();
       VerifyRepertory("rep", CountFault, &faults);
-      printf("  verify: %d faults (%.1f s)\n", faults, Seconds(w0));
+      t.Stop();
+      printf("  verify: %d faults\n", faults);
+      PrintFigures("verify", t, PeakKb());
       rc = faults == 0 && read == entries ? 0 : 1;
       break;
     }
 
-    // What /RUN does before the run: a fresh index of the log, the options
-    // of its kind, the log path; then the run without a window.
+    // What /RUN does before the run: a fresh index of the log; then the
+    // run and the check, each in a process of its own.
     StrCopy(LogPath, "logs\\bench");
     PlatDeleteFile("logs\\bench.idx");
     if (!Check(TblRebuildRlog(LogPath, 0, 1) == 0, "log index"))
       break;
-    RunOptionsClear();
-    AppLogDefaults(kRunVerb);
-    RunOptions.KeepInOwnLog = 1;
-    RunOptions.BatchMode = 0;
-    StrCopy(LogPath, "logs\\bench");
-    WorkKeepGoing = 1;
-
-    long before = PeakKb(), residentBefore = ResidentKb();
-    auto w0 = Clock::now();
-    double c0 = CpuNow();
-    LogRunTable(NULL_WIN);
-    double cpu = CpuNow() - c0, wall = Seconds(w0);
-    printf("  resident memory: %ld kB before the run, %ld kB after\n",
-           residentBefore, ResidentKb());
-
-    int read = OpRead[kOpTotalRow];
-    printf("log run: %d entries in %.3f s wall (CPU %.3f s): %.0f entries/s "
-           "wall, %.0f entries/s CPU\n",
-           read, wall, cpu, read / std::max(wall, 1e-9),
-           read / std::max(cpu, 1e-9));
-    printf("  done %d, errors %d, warnings %d; peak memory %ld kB before, "
-           "%ld kB after\n",
-           OpDone[kOpTotalRow], OpErrors[kOpTotalRow], OpWarnings[kOpTotalRow],
-           before, PeakKb());
-    if (read != entries) {
-      fprintf(stderr, "logrun_bench: the run read %d of %d entries\n", read,
-              entries);
+    if (MsgTable != 0)
+      DbCloseFile(MsgTable);
+    MsgTable = 0;
+    plan.clear();
+    plan.shrink_to_fit();
+    if (buildOnly) {
+      // Phases by hand: logrun_bench --phase run|verify DIR ENTRIES.
+      rc = 0;
       break;
     }
-
-    w0 = Clock::now();
-    int faults = 0;
-    VerifyRepertory("rep", CountFault, &faults);
-    if (mixed)
-      VerifyConcepts("rep", "cpt", CountFault, &faults);
-    printf("  verify: %d faults (%.1f s)\n", faults, Seconds(w0));
-    rc = faults == 0 ? 0 : 1;
+    if (RunSelf(self.c_str(), {"--phase", "run", dir, count_s}) != 0)
+      break;
+    rc = RunSelf(self.c_str(), {"--phase", "verify", dir, count_s});
   } while (false);
 
   if (MsgTable != 0)

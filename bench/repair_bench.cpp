@@ -31,8 +31,6 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace bench;
@@ -232,20 +230,6 @@ void Setup() {
   StrCopy(CurrentCatalog.RepertoryBlock.Title, "Repertorium bench");
 }
 
-// The peak resident memory of this process image, in kB: VmHWM, which
-// belongs to the memory of the image. (getrusage's maxrss would carry over
-// the builder's peak through fork and exec.)
-long PeakKb() {
-  std::ifstream in("/proc/self/status");
-  std::string line;
-  while (std::getline(in, line))
-    if (line.rfind("VmHWM:", 0) == 0)
-      return strtol(line.c_str() + 6, nullptr, 10);
-  rusage ru;
-  getrusage(RUSAGE_SELF, &ru);
-  return ru.ru_maxrss;
-}
-
 // The timed phases, each in a process of its own (the program re-runs
 // itself), so that the peak memory is the phase's.
 int Phase(const char *what) {
@@ -267,8 +251,8 @@ int Phase(const char *what) {
     }
   }
   double cpu = CpuNow() - c0, wall = Seconds(w0);
-  printf("%s: wall %.2f s, CPU %.2f s, peak resident %.1f MB", what, wall, cpu,
-         PeakKb() / 1024.0);
+  printf("%s: wall %.2f s, CPU %.2f s, peak resident %.1f MB, load %.2f", what,
+         wall, cpu, PeakKb() / 1024.0, LoadAverage());
   if (strcmp(what, "cases") == 0)
     printf(" (%ld cases, %ld rows dumped and loaded, %ld counts put right)",
            CasesCounts.CasesDumped, CasesCounts.SymptomsDumped,
@@ -279,14 +263,7 @@ int Phase(const char *what) {
 }
 
 int RunPhase(const char *self, const char *what) {
-  pid_t pid = fork();
-  if (pid == 0) {
-    execl(self, self, "--phase", what, static_cast<char *>(nullptr));
-    _exit(127);
-  }
-  int status = 0;
-  waitpid(pid, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+  return RunSelf(self, {"--phase", what});
 }
 
 } // namespace

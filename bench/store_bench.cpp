@@ -27,22 +27,6 @@ namespace {
 
 using namespace bench;
 
-// Wall-clock and process CPU time of a stretch of work. On a shared machine
-// the CPU time is the steadier figure.
-struct Timer {
-  double wall = 0, cpu = 0;
-  Clock::time_point w0;
-  double c0 = 0;
-  void Start() {
-    w0 = Clock::now();
-    c0 = CpuNow();
-  }
-  void Stop() {
-    cpu += CpuNow() - c0;
-    wall += Seconds(w0);
-  }
-};
-
 Symptom gSym;
 
 void ClearSym() {

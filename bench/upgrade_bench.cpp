@@ -57,17 +57,6 @@ bool Check(bool ok, const char *what) {
   return ok;
 }
 
-long PeakKb() {
-  rusage u;
-  getrusage(RUSAGE_SELF, &u);
-  return u.ru_maxrss;
-}
-
-double LoadAverage() {
-  double load[1] = {0};
-  return getloadavg(load, 1) == 1 ? load[0] : -1;
-}
-
 void RemedyAbbrev(char *out, size_t cap, int id) {
   StrFormat(out, cap, "R%d.", id);
 }

@@ -172,6 +172,57 @@ TEST_F(ChainTest, AChainUpToTheLastSeqCannotSplitAndKeepsItsRecords) {
   EXPECT_EQ(Chain(5), runs);
 }
 
+TEST_F(ChainTest, ShiftUpMovesRecordsByTheirBytesAndARebuildAgrees) {
+  // Three chains side by side; the middle records of remedy 5 move up.
+  SaveChain(4, {{{9, 1}}});
+  SaveChain(5, {{{1, 0}}, {{2, 0}, {3, 0}}, {{4, 0}}, {{5, 0}}});
+  SaveChain(6, {{{7, 0}}});
+  Extract key;
+  TblClearExtract(&key);
+  key.CursorState = 0xff;
+  key.RemedyId = 5;
+  // Onto a Seq that is held: refused, nothing moves.
+  EXPECT_EQ(TblShiftUpExtract(h_, &key, 1, 2), kErrDuplicate);
+  // A Seq missing in between: refused before anything is written.
+  key.RemedyId = 6;
+  EXPECT_EQ(TblShiftUpExtract(h_, &key, 0, 1), kErrEnd);
+  key.RemedyId = 5;
+  ASSERT_EQ(TblShiftUpExtract(h_, &key, 2, 3), 0);
+  ASSERT_EQ(TblShiftUpExtract(h_, &key, 1, 1), 0);
+  // Seq 1 is free now; a record there closes the gap, as a split does.
+  Extract x;
+  TblClearExtract(&x);
+  x.CursorState = 0xff;
+  x.RemedyId = 5;
+  x.Seq = 1;
+  x.Entries[0] = ExtractEntry{1, 5, 1, 7, 0};
+  ASSERT_EQ(TblSaveExtract(h_, &x, kSaveAdd), 0);
+  const std::vector<std::vector<Pair>> want = {
+      {{1, 0}}, {{1, 5}}, {{2, 0}, {3, 0}}, {{4, 0}}, {{5, 0}}};
+  EXPECT_EQ(Chain(5), want);
+  EXPECT_EQ(Chain(4), std::vector<std::vector<Pair>>({{{9, 1}}}));
+  EXPECT_EQ(Chain(6), std::vector<std::vector<Pair>>({{{7, 0}}}));
+  // The moved records keep every other byte: degree and author as saved.
+  x.Seq = 2;
+  ASSERT_EQ(TblFindFullExtract(h_, &x, 0, kFindEqual, nullptr), 0);
+  EXPECT_EQ(x.Entries[1].Degree, 1);
+  EXPECT_EQ(x.Entries[1].AuthorId, 7);
+  EXPECT_EQ(DbCountEntries(h_), 7);
+
+  // The snapshot written at the close, and a rebuild that takes the keys
+  // from the records' bytes alone, both see the new Seqs.
+  ASSERT_EQ(DbCloseFile(h_), 0);
+  h_ = TblOpenExtract("extract", 1, 1);
+  ASSERT_NE(h_, 0);
+  EXPECT_EQ(Chain(5), want);
+  ASSERT_EQ(DbCloseFile(h_), 0);
+  ASSERT_EQ(TblRebuildExtract("extract", 1, 1), 0);
+  h_ = TblOpenExtract("extract", 1, 1);
+  ASSERT_NE(h_, 0);
+  EXPECT_EQ(Chain(5), want);
+  EXPECT_EQ(DbCountEntries(h_), 7);
+}
+
 TEST_F(ChainTest, PeekTellsFirstLastAndCountAndLeavesTheCurrentRecord) {
   SaveChain(5, {{{10, 1}, {20, 2}, {30, 3}}, {}});
   Extract cur;

@@ -398,8 +398,12 @@ TEST_F(DemoTest, TheSampleLogHoldsEveryOperationAndRealFailures) {
     s.Sub = sub;
     ASSERT_EQ(TblFindFullSymptom(concepts ? partner : sym, &s, 0, kFindEqual),
               0);
+    // An entry refused as doubled carries no id: only then does the run
+    // check it.
     if (!concepts) {
-      EXPECT_EQ(e.symptomId, s.UniqueId) << "entry " << e.number;
+      EXPECT_EQ(e.symptomId,
+                kind.find("doubled") != std::string::npos ? 0 : s.UniqueId)
+          << "entry " << e.number;
     }
     static Remed rm;
     rm.CursorState = 0xff;

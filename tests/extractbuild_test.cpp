@@ -154,6 +154,35 @@ TEST_F(ExtractBuildTest, AChainTakesAnotherBlockAfter255Entries) {
   EXPECT_EQ(c[std::make_pair(2, 0)].size(), 255u);
   EXPECT_EQ(std::get<0>(c[std::make_pair(1, 1)][0]), 102u);
   EXPECT_EQ(std::get<1>(c[std::make_pair(1, 1)][0]), 55u);
+
+  // The scratch file holds the blocks in the order they were begun, each
+  // at the place it took then, whatever order they were written in:
+  // remedy 1's first, remedy 2's, then remedy 1's second, begun by the
+  // 256th symptom and holding its one entry, zeros behind it.
+  std::string bin = SlurpFile(root_ / "rep" / "extract.bin");
+  ASSERT_EQ(bin.size(), 3u * kExtractBlockSize);
+  auto at = [&](size_t i) { return static_cast<uint8_t>(bin[i]); };
+  const size_t b0 = 0, b1 = kExtractBlockSize, b2 = 2 * kExtractBlockSize;
+  EXPECT_EQ(at(b0), 1);
+  EXPECT_EQ(at(b0 + 2), 0);
+  EXPECT_EQ(at(b1), 2);
+  EXPECT_EQ(at(b1 + 2), 0);
+  EXPECT_EQ(at(b2), 1);
+  EXPECT_EQ(at(b2 + 2), 1);
+  // Remedy 1's first block ends with symptom (102, 54), its 255th.
+  size_t last = b0 + 3 + 254 * kExtractBinEntrySize;
+  EXPECT_EQ(at(last), 102);
+  EXPECT_EQ(at(last + 4), 54);
+  // Remedy 2's block is full too, and its last entry is (102, 54) as well:
+  // (102, 55) lost it.
+  last = b1 + 3 + 254 * kExtractBinEntrySize;
+  EXPECT_EQ(at(last), 102);
+  EXPECT_EQ(at(last + 4), 54);
+  EXPECT_EQ(at(b2 + 3), 102);
+  EXPECT_EQ(at(b2 + 3 + 4), 55);
+  EXPECT_EQ(at(b2 + 3 + 6), 1); // its degree
+  for (size_t i = b2 + 3 + kExtractBinEntrySize; i < bin.size(); ++i)
+    ASSERT_EQ(at(i), 0) << "at " << i;
 }
 
 TEST_F(ExtractBuildTest, AnUnknownRemedyJoinsTheFirstRemedysChain) {

@@ -448,4 +448,62 @@ TEST_F(StoreTest, GarbageIsCompactedAtClose) {
   EXPECT_EQ(strlen(t1), 3000u);
 }
 
+TEST_F(StoreTest, ARebuildOfACompactFileWritesOnlyTheIndex) {
+  // Additions only, a resource and a number given out: the data file is
+  // what a compaction would write, so a rebuild leaves every byte of it.
+  TblHandle h = TblCreateSymptom("sym", 1, 1);
+  ASSERT_NE(h, 0);
+  for (uint16_t i = 0; i < 300; ++i) {
+    Symptom s = MakeSymptom(1 + i / 100, i % 100, 0, 0, "Angst", i + 1);
+    ASSERT_EQ(TblSaveSymptom(h, &s, kSaveAdd), 0);
+  }
+  Resource r{};
+  r.Type = 7;
+  r.Id = 1;
+  r.Length = 3;
+  memcpy(r.Text, "abc", 3);
+  ASSERT_EQ(DbAddResource(h, &r), 0);
+  ASSERT_GT(TblGetNewSptId(h, 0), 300);
+  ASSERT_EQ(DbCloseFile(h), 0);
+  std::string before = SlurpFile(root_ / "sym.dat");
+  std::filesystem::remove(root_ / "sym.idx");
+  ASSERT_EQ(TblRebuildSymptom("sym", 0, 1), 0);
+  EXPECT_EQ(SlurpFile(root_ / "sym.dat"), before);
+  h = TblOpenSymptom("sym", 1, 1);
+  ASSERT_NE(h, 0) << OrvixError;
+  EXPECT_EQ(DbCountEntries(h), 300);
+  Symptom s = MakeSymptom(3, 99, 0, 0, "");
+  ASSERT_EQ(TblFindFullSymptom(h, &s, 0, kFindEqual), 0);
+  EXPECT_EQ(s.UniqueId, 300);
+  s.UniqueId = 150;
+  ASSERT_EQ(TblFindFullSymptom(h, &s, 8, kFindEqual), 0);
+  EXPECT_EQ(s.Num, 2u);
+  EXPECT_EQ(s.Sub, 49);
+  Resource got{};
+  ASSERT_EQ(DbGetResource(h, &r, &got, 2), 0);
+  EXPECT_EQ(memcmp(got.Text, "abc", 3), 0);
+  EXPECT_GT(TblGetNewSptId(h, 0), 301); // the number given out survives
+
+  // A replace leaves an old frame behind: the next rebuild compacts, and
+  // the file comes out smaller, with the record's last version.
+  s.Num = 1;
+  s.Sub = 5;
+  ASSERT_EQ(TblFindFullSymptom(h, &s, 0, kFindEqual), 0);
+  StrCopy(s.Text1, "Furcht");
+  ASSERT_EQ(TblSaveSymptom(h, &s, kSaveReplace), 0);
+  ASSERT_EQ(DbCloseFile(h), 0);
+  auto grown = std::filesystem::file_size(root_ / "sym.dat");
+  ASSERT_EQ(TblRebuildSymptom("sym", 0, 1), 0);
+  EXPECT_LT(std::filesystem::file_size(root_ / "sym.dat"), grown);
+  h = TblOpenSymptom("sym", 1, 1);
+  ASSERT_NE(h, 0) << OrvixError;
+  EXPECT_EQ(DbCountEntries(h), 300);
+  TblFreeSymptomRemed(&s);
+  s = MakeSymptom(1, 5, 0, 0, "");
+  ASSERT_EQ(TblFindFullSymptom(h, &s, 0, kFindEqual), 0);
+  EXPECT_STREQ(s.Text1, "Furcht");
+  TblFreeSymptomRemed(&s);
+  ASSERT_EQ(DbCloseFile(h), 0);
+}
+
 } // namespace

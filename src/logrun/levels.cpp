@@ -1,7 +1,5 @@
 #include "logrun/levels.h"
 
-#include "logentry/report.h"
-#include "logentry/reportcodes.h"
 #include "logrun/translate.h"
 #include "ops/dispatch.h"
 #include "platform/strutil.h"
@@ -96,68 +94,4 @@ int LogRebuildLevels(LogEntry *entry, const OpContext &ctx, TblHandle ownLog,
     prefix = candidate;
   }
   return 0;
-}
-
-bool LogCheckSymptom(LogEntry *entry, const OpContext &ctx, TblHandle ownLog,
-                     int32_t *nextOwn) {
-  int op = entry->operation;
-  if (op == OpAddConcept || op == OpDeleteConcept)
-    return true;
-  size_t length = strlen(entry->text);
-  FieldOffsets offsets;
-  LogSplitFields(entry->text, offsets);
-  int language = entry->text[0] == '1' ? 2 : 1;
-  uint32_t num;
-  uint16_t sub;
-  if (GetSptNumFromExactText(ctx.symptoms, language,
-                             LogField(entry->text, offsets, kFieldPath), &num,
-                             &sub) == 0) {
-    // An entry that creates a text must not create one that exists.
-    if (op == OpRenameSymptom || op == OpAddSymptomAfter ||
-        op == OpAddSymptomBelow) {
-      char path[kSptPathSize];
-      GetLevelsFromSptNum(ctx.symptoms, language, path, num, sub);
-      std::string wanted = path;
-      if (op == OpAddSymptomBelow) {
-        wanted += " \x02 ";
-      } else {
-        size_t cut = wanted.rfind(kSptSeparator);
-        wanted = cut == std::string::npos ? std::string()
-                                          : wanted.substr(0, cut + 1) + " ";
-      }
-      int field = op == OpRenameSymptom
-                      ? static_cast<int>(RenameFields::kNewText)
-                      : static_cast<int>(AddSymptomFields::kText);
-      const char *added = LogField(entry->text, offsets, field);
-      bool same = op == OpRenameSymptom &&
-                  strcmp(added, LogField(entry->text, offsets,
-                                         RenameFields::kOldText)) == 0;
-      wanted += added;
-      if (!same && !wanted.empty() && added[0] != '\0' &&
-          Exists(ctx.symptoms, language, wanted.c_str())) {
-        LogReportEntry(ctx.errors, kMsgSymptomExists, entry, offsets, 2);
-        LogJoinFields(entry->text, length);
-        return false;
-      }
-    }
-    LogJoinFields(entry->text, length);
-    return true;
-  }
-  LogJoinFields(entry->text, length);
-  // A symptom that is gone needs no levels to be deleted again: its
-  // handler tells that it is not there.
-  if (op == OpDeleteSymptom)
-    return true;
-  if (language == 1) {
-    if (LogRebuildLevels(entry, ctx, ownLog, nextOwn) != 0) {
-      LogReportEntry(ctx.errors, kMsgPathNotRecreated, entry, nullptr, 2);
-      LogJoinFields(entry->text, length);
-      return false;
-    }
-    return true;
-  }
-  // A second-language path goes on: its handler tells the same failure.
-  LogReportEntry(ctx.errors, kMsgSymptomNotFound, entry, nullptr, 1);
-  LogJoinFields(entry->text, length);
-  return true;
 }

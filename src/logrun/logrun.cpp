@@ -6,7 +6,7 @@
 #include "logentry/report.h"
 #include "logentry/reportcodes.h"
 #include "logentry/tally.h"
-#include "logrun/levels.h"
+#include "logrun/logcheck.h"
 #include "logrun/translate.h"
 #include "ops/dispatch.h"
 #include "ops/subject.h"
@@ -216,12 +216,11 @@ void TableReadAgain(LogEntry *e, bool forOwnLog, void *data) {
   }
 }
 
-// The translation of an entry to the new edition, then the search for its
-// symptom when it has no unique id. The first call is quiet; when it fails
-// the entry is tried again with reports on, through the older step first
-// when there is one. An entry with a unique id goes on to its handler even
-// when its translation failed: the handler finds it by the id.
-int TableTranslate(LogEntry *e, const OpContext &ctx, void *data) {
+// The translation of an entry to the new edition. The first call is quiet;
+// when it fails the entry is tried again with reports on, through the older
+// step first when there is one. An entry whose translation failed is
+// refused, unless it has a unique id: its handler finds it by the id.
+int TableTranslate(LogEntry *e, const OpContext &, void *data) {
   auto *source = static_cast<TableSource *>(data);
   source->translated = nullptr;
   LogLastMessage = LogLastSeverity = 0;
@@ -240,11 +239,8 @@ int TableTranslate(LogEntry *e, const OpContext &ctx, void *data) {
   StrCopy(translated, e->text);
   source->translated = translated;
   source->operation = e->operation;
-  if (e->symptomId != 0)
-    return 0;
-  if (r != 0)
-    return 1;
-  return LogCheckSymptom(e, ctx, T.own, &LogRunNextOwnNumber) ? 0 : 1;
+  // The search for its symptom follows in LogRunEntry.
+  return e->symptomId == 0 && r != 0 ? 1 : 0;
 }
 
 void TableNotApplied(LogEntry *e, void *) {
@@ -637,6 +633,10 @@ void LogRunCloseTables() {
   CloseAssociation();
 }
 
+TblHandle LogRunOwnLog() {
+  return T.own;
+}
+
 void LogRunKeepInOwnLog(LogEntry *e, int32_t rememberedId) {
   if (T.own == 0)
     return;
@@ -696,6 +696,19 @@ int LogRunEntry(LogEntry *entry, const OpContext &ctx) {
   ++OpRead[kOpTotalRow];
   if (LogHasNoPath(entry->text))
     return kRunEntrySkipped;
+  // An entry with a unique id goes straight to its handler, which finds
+  // the symptom by the id; the others are checked first.
+  if (entry->symptomId == 0 &&
+      !LogCheckSymptom(entry, ctx, RunOptions.AddMissing != 0)) {
+    LogTallyReport();
+    bool error = LogLastSeverity == 1;
+    int32_t *counts = error ? OpErrors : OpWarnings;
+    if (op >= 1 && op <= kOpCount)
+      ++counts[op - 1];
+    ++counts[kOpTotalRow];
+    ++(error ? LogRunErrorCount : LogRunWarningCount);
+    return error ? 1 : 2;
+  }
   int result = LogDispatch(entry, ctx);
   switch (OpCountOutcome(op, result)) {
   case kOutcomeError:

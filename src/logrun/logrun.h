@@ -105,6 +105,9 @@ int LogRunApplyEntry(LogEntry *entry, const OpContext &ctx,
 // none. The entry keeps its own number.
 void LogRunKeepInOwnLog(LogEntry *e, int32_t rememberedId);
 
+// The repertory's own log while a run keeps one, else 0.
+TblHandle LogRunOwnLog();
+
 // The question at the end of a run with errors (message 5605 with the
 // count): true when the person answers that they want to see the reports.
 bool LogRunAskToSeeReports();

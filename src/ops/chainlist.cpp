@@ -20,6 +20,9 @@ struct ExtractTraits {
                   int *count) {
     return TblPeekExtract(h, key, first, last, count);
   }
+  static int ShiftUp(TblHandle h, const Rec *key, int from, int last) {
+    return TblShiftUpExtract(h, key, from, last);
+  }
   static void CopyKey(Rec *dst, const Rec &src) {
     dst->RemedyId = src.RemedyId;
   }
@@ -39,6 +42,9 @@ struct ExSpTraits {
   static int Peek(TblHandle h, const Rec *key, Entry *first, Entry *last,
                   int *count) {
     return TblPeekExSp(h, key, first, last, count);
+  }
+  static int ShiftUp(TblHandle h, const Rec *key, int from, int last) {
+    return TblShiftUpExSp(h, key, from, last);
   }
   static void CopyKey(Rec *dst, const Rec &src) {
     dst->Num = src.Num;
@@ -61,6 +67,9 @@ struct WordTraits {
   static int Peek(TblHandle h, const Rec *key, Entry *first, Entry *last,
                   int *count) {
     return TblPeekWord(h, key, first, last, count);
+  }
+  static int ShiftUp(TblHandle h, const Rec *key, int from, int last) {
+    return TblShiftUpWord(h, key, from, last);
   }
   static void CopyKey(Rec *dst, const Rec &src) {
     memcpy(dst->Text, src.Text, sizeof dst->Text);
@@ -160,23 +169,22 @@ int Insert(TblHandle h, typename T::Rec *rec, const typename T::Entry &entry) {
     return T::Save(h, rec, kSaveReplace) != 0 || OrvixError != 0;
   }
 
-  // 4: split. The records behind move up by one Seq, from the last down.
+  // 4: split. The records behind move up by one Seq, from the last down;
+  // the store copies them with their new Seq in one write (their entries
+  // do not change, so they need not be read and written as records).
   static Rec probe;
   int last = LastSeq<T>(h, *rec);
   if (last >= 255) { // Seq is one byte: the chain cannot grow a record
     OrvixError = kErrTooLarge;
     return 1;
   }
-  for (int s = last; s > seq; --s) {
+  if (last > seq) {
     T::CopyKey(&probe, *rec);
-    if (FindAt<T>(h, &probe, s))
-      return 1;
-    probe.Seq = static_cast<uint8_t>(s + 1);
-    if (T::Save(h, &probe, kSaveReplace) != 0 || OrvixError != 0)
+    if (T::ShiftUp(h, &probe, seq + 1, last) != 0 || OrvixError != 0)
       return 1;
   }
-  if (FindAt<T>(h, rec, seq))
-    return 1;
+  // *rec is still the record at seq, and the current one: the shift leaves
+  // both alone.
   // The tail of the full record, from the place on, becomes Seq + 1.
   probe = *rec;
   memmove(&probe.Entries[0], &rec->Entries[place],

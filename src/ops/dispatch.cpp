@@ -8,6 +8,7 @@
 #include "ops/notes.h"
 #include "ops/references.h"
 #include "ops/remedy.h"
+#include "ops/symptoms.h"
 #include "platform/strutil.h"
 
 #include <cstring>
@@ -23,13 +24,13 @@ constexpr OpHandlerRow kHandlers[kOpCount] = {
     {OpChangeNote, OpChangeNoteRun, kOpChangesNote},
     {OpChangeCrossReference, OpChangeCrossReferenceRun, 0},
     {OpChangeSynonym, OpChangeSynonymRun, 0},
-    {OpRenameSymptom, nullptr, 0},
-    {OpAddSymptomAfter, nullptr, 0},
-    {OpAddSymptomBelow, nullptr, 0},
-    {OpDeleteSymptom, nullptr, kOpFailureCountsDone},
-    {OpMoveSymptoms, nullptr, 0},
-    {OpSplitSymptom, nullptr, 0},
-    {OpMergeSymptom, nullptr, 0},
+    {OpRenameSymptom, OpRenameSymptomRun, 0},
+    {OpAddSymptomAfter, OpAddSymptomAfterRun, 0},
+    {OpAddSymptomBelow, OpAddSymptomBelowRun, 0},
+    {OpDeleteSymptom, OpDeleteSymptomRun, kOpFailureCountsDone},
+    {OpMoveSymptoms, OpMoveSymptomsRun, 0},
+    {OpSplitSymptom, OpSplitSymptomRun, 0},
+    {OpMergeSymptom, OpMergeSymptomRun, 0},
     {OpAddLink, OpAddLinkRun, 0},
     {OpDeleteLink, OpDeleteLinkRun, 0},
     {OpAddConcept, OpAddConceptRun, kOpConceptSided},

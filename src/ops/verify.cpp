@@ -16,9 +16,12 @@
 #include <map>
 #include <set>
 #include <string>
-#include <tuple>
 #include <unordered_map>
 #include <vector>
+
+VerifyReport VerifyKeptReport = nullptr;
+void *VerifyKeptContext = nullptr;
+int VerifyKeptCount = 0;
 
 namespace {
 
@@ -28,8 +31,8 @@ SymptomKey KeyOf(uint32_t num, uint16_t sub) {
 }
 
 struct Checker {
-  VerifyReport report;
-  void *context;
+  VerifyReport report = nullptr;
+  void *context = nullptr;
   int faults = 0;
   // The symptoms and both word tables are walked once each; the progress
   // hook sees the records so far and may stop the check.
@@ -44,16 +47,75 @@ struct Checker {
     return stopped;
   }
 
-  void Fault(const char *fmt, ...) __attribute__((format(printf, 2, 3))) {
-    ++faults;
-    if (faults > kVerifyMaxReported || report == nullptr)
+  // While a walk finds faults out of the order in which they are told
+  // (the Extract walk finds a doubled entry only once its entries are
+  // sorted), they wait here with their place in the walk, and Flush tells
+  // them in that order. Only the first ones can be named, so no more than
+  // those are kept.
+  bool deferring = false;
+  uint64_t place = 0;
+  int deferredFaults = 0;
+  std::vector<std::pair<uint64_t, std::string>> deferred;
+
+  // A leftover that the rules keep: named apart, never a fault.
+  void Kept(const char *fmt, ...) __attribute__((format(printf, 2, 3))) {
+    ++VerifyKeptCount;
+    if (VerifyKeptReport == nullptr)
       return;
     char text[600];
     va_list ap;
     va_start(ap, fmt);
     StrFormatV(text, sizeof text, fmt, ap);
     va_end(ap);
-    report(text, context);
+    VerifyKeptReport(text, VerifyKeptContext);
+  }
+
+  void Fault(const char *fmt, ...) __attribute__((format(printf, 2, 3))) {
+    if (deferring)
+      ++deferredFaults;
+    else
+      ++faults;
+    if ((!deferring && faults > kVerifyMaxReported) || report == nullptr)
+      return;
+    char text[600];
+    va_list ap;
+    va_start(ap, fmt);
+    StrFormatV(text, sizeof text, fmt, ap);
+    va_end(ap);
+    if (!deferring) {
+      report(text, context);
+      return;
+    }
+    deferred.emplace_back(place, text);
+    if (deferred.size() >= 2 * static_cast<size_t>(kVerifyMaxReported)) {
+      // Only the first places can be told: the others go.
+      std::sort(deferred.begin(), deferred.end(),
+                [](const auto &a, const auto &b) { return a.first < b.first; });
+      deferred.resize(static_cast<size_t>(kVerifyMaxReported));
+    }
+  }
+
+  void Defer() {
+    deferring = true;
+    deferredFaults = 0;
+    deferred.clear();
+  }
+
+  // The faults that waited, in the order of their places.
+  void Flush() {
+    deferring = false;
+    std::stable_sort(
+        deferred.begin(), deferred.end(),
+        [](const auto &a, const auto &b) { return a.first < b.first; });
+    size_t told = 0;
+    for (int i = 0; i < deferredFaults; ++i) {
+      ++faults;
+      if (faults <= kVerifyMaxReported && report != nullptr &&
+          told < deferred.size())
+        report(deferred[told++].second.c_str(), context);
+    }
+    deferred.clear();
+    deferredFaults = 0;
   }
 };
 
@@ -92,24 +154,58 @@ void TablePath(char *out, size_t cap, const char *folder, const char *name) {
   StrAppend(out, cap, name);
 }
 
-// (remedy, num, sub, author) of an entry, with its degree.
-using ExtractKey = std::tuple<uint16_t, uint32_t, uint16_t, uint16_t>;
-struct ExtractKeyHash {
-  size_t operator()(const ExtractKey &k) const {
-    uint64_t a = (static_cast<uint64_t>(std::get<0>(k)) << 48) |
-                 (static_cast<uint64_t>(std::get<3>(k)) << 32) | std::get<1>(k);
-    uint64_t h = (a ^ (static_cast<uint64_t>(std::get<2>(k)) << 17)) *
-                 0x9e3779b97f4a7c15ull;
-    return static_cast<size_t>(h ^ (h >> 29));
+// One entry of the Extract table as the check keeps it: 16 bytes, so that
+// the millions of entries of a repertory fit a plain sorted array.
+struct ExtractSeen {
+  uint16_t remedy;
+  uint16_t sub;
+  uint32_t num;
+  uint16_t author;
+  uint8_t degree;
+  uint8_t held : 1;    // a symptom holds the entry
+  uint8_t userBit : 1; // the list's entry holds the user bit
+  uint32_t at;         // its place in the walk of the table
+};
+static_assert(sizeof(ExtractSeen) == 16);
+
+bool KeyBefore(const ExtractSeen &a, const ExtractSeen &b) {
+  if (a.remedy != b.remedy)
+    return a.remedy < b.remedy;
+  if (a.num != b.num)
+    return a.num < b.num;
+  if (a.sub != b.sub)
+    return a.sub < b.sub;
+  return a.author < b.author;
+}
+bool SameKey(const ExtractSeen &a, const ExtractSeen &b) {
+  return a.remedy == b.remedy && a.num == b.num && a.sub == b.sub &&
+         a.author == b.author;
+}
+
+// Every entry of the Extract table once, in (remedy, symptom, author) order,
+// and where each remedy's entries begin.
+struct ExtractEntries {
+  std::vector<ExtractSeen> all;
+  std::vector<uint32_t> from; // 65537 places: remedy r is [from[r], from[r+1])
+
+  ExtractSeen *Find(uint16_t remedy, uint32_t num, uint16_t sub,
+                    uint16_t author) {
+    if (from.empty())
+      return nullptr;
+    ExtractSeen probe{remedy, sub, num, author, 0, 0, 0, 0};
+    auto lo = all.begin() + from[remedy], hi = all.begin() + from[remedy + 1];
+    auto it = std::lower_bound(lo, hi, probe, KeyBefore);
+    return it != hi && SameKey(*it, probe) ? &*it : nullptr;
   }
 };
-struct ExtractSeen {
-  uint8_t degree;
-  bool held; // a symptom holds the entry
-};
-// Repertories hold millions of remedy entries: a hash table, not a tree.
-using ExtractEntries =
-    std::unordered_map<ExtractKey, ExtractSeen, ExtractKeyHash>;
+
+// Places in the walk of the Extract table: a record's faults come before
+// those of its entries, an entry's order before its doubling.
+constexpr uint64_t kPlaceSeq = 0, kPlaceEnd = 1, kPlaceOrder = 2,
+                   kPlaceTwice = 3;
+uint64_t PlaceOf(size_t entry, uint64_t what) {
+  return static_cast<uint64_t>(entry) * 4 + what;
+}
 
 void CheckExtract(Checker &c, TblHandle h, ExtractEntries &entries) {
   Extract rec;
@@ -119,13 +215,19 @@ void CheckExtract(Checker &c, TblHandle h, ExtractEntries &entries) {
   int expectSeq = 0;
   uint64_t lastKey = 0;
   bool any = false;
+  std::vector<ExtractSeen> &all = entries.all;
+  c.Defer();
+  long records = 0;
   for (int err = TblFindFullExtract(h, &rec, 0, kFindFirst, nullptr); err == 0;
        err = TblFindFullExtract(h, &rec, 0, kFindNext, nullptr)) {
+    if ((++records & 4095) == 0)
+      DbReleasePages(h);
     if (rec.RemedyId != lastRemedy) {
       lastRemedy = rec.RemedyId;
       expectSeq = 0;
       any = false;
     }
+    c.place = PlaceOf(all.size(), kPlaceSeq);
     if (rec.Seq != expectSeq)
       c.Fault("extract: remedy %u has record Seq %u where %d was due",
               rec.RemedyId, rec.Seq, expectSeq);
@@ -134,6 +236,7 @@ void CheckExtract(Checker &c, TblHandle h, ExtractEntries &entries) {
     while (n < kListEntries && TblIsLastExtractSymptom(&rec.Entries[n]) != 2)
       ++n;
     if (n >= kListEntries - 1) {
+      c.place = PlaceOf(all.size(), kPlaceEnd);
       c.Fault("extract: remedy %u record Seq %u is not terminated",
               rec.RemedyId, rec.Seq);
       n = kListEntries - 1;
@@ -141,6 +244,7 @@ void CheckExtract(Checker &c, TblHandle h, ExtractEntries &entries) {
     for (int i = 0; i < n; ++i) {
       const ExtractEntry &e = rec.Entries[i];
       uint64_t k = KeyOf(e.Num, e.Sub);
+      c.place = PlaceOf(all.size(), kPlaceOrder);
       if (any && k < lastKey)
         c.Fault("extract: remedy %u: symptom %u.%u stands after %u.%u",
                 rec.RemedyId, e.Num, e.Sub,
@@ -148,13 +252,36 @@ void CheckExtract(Checker &c, TblHandle h, ExtractEntries &entries) {
                 static_cast<unsigned>(lastKey & 0xffff));
       lastKey = k;
       any = true;
-      ExtractKey key{rec.RemedyId, e.Num, e.Sub,
-                     static_cast<uint16_t>(e.AuthorId & kAuthorMask)};
-      if (!entries.emplace(key, ExtractSeen{e.Degree, false}).second)
-        c.Fault("extract: remedy %u lists symptom %u.%u author %u twice",
-                rec.RemedyId, e.Num, e.Sub, e.AuthorId & kAuthorMask);
+      all.push_back(ExtractSeen{
+          rec.RemedyId, e.Sub, e.Num,
+          static_cast<uint16_t>(e.AuthorId & kAuthorMask), e.Degree, 0,
+          static_cast<uint8_t>((e.AuthorId & kAuthorUserBit) != 0),
+          static_cast<uint32_t>(all.size())});
     }
   }
+  DbReleasePages(h);
+  // In key order; of entries with one key the first in the walk stays and
+  // every later one is named as doubled.
+  std::stable_sort(all.begin(), all.end(), KeyBefore);
+  size_t kept = 0;
+  for (size_t i = 0; i < all.size(); ++i) {
+    if (kept > 0 && SameKey(all[kept - 1], all[i])) {
+      const ExtractSeen &e = all[i];
+      c.place = PlaceOf(e.at, kPlaceTwice);
+      c.Fault("extract: remedy %u lists symptom %u.%u author %u twice",
+              e.remedy, e.num, e.sub, e.author);
+      continue;
+    }
+    all[kept++] = all[i];
+  }
+  all.resize(kept);
+  all.shrink_to_fit();
+  c.Flush();
+  entries.from.assign(65537, 0);
+  for (const ExtractSeen &e : all)
+    ++entries.from[static_cast<size_t>(e.remedy) + 1];
+  for (size_t r = 1; r < entries.from.size(); ++r)
+    entries.from[r] += entries.from[r - 1];
 }
 
 // What the symptom walk gathers for the later checks: the tree, and the
@@ -178,19 +305,18 @@ void CheckRemedies(Checker &c, const Symptom &s, bool haveExtract,
     pairs.emplace_back(r.RemedyId, author);
     if (!haveExtract)
       continue;
-    auto it = extractEntries.find(ExtractKey{r.RemedyId, s.Num, s.Sub, author});
-    if (it == extractEntries.end()) {
+    ExtractSeen *it = extractEntries.Find(r.RemedyId, s.Num, s.Sub, author);
+    if (it == nullptr) {
       c.Fault("symptom %u.%u '%s': remedy %u author %u has no extract "
               "entry",
               s.Num, s.Sub, s.Text1, r.RemedyId, author);
       continue;
     }
-    it->second.held = true;
-    if (it->second.degree != r.Degree)
+    it->held = 1;
+    if (it->degree != r.Degree)
       c.Fault("symptom %u.%u '%s': remedy %u author %u has degree %u, "
               "its extract entry %u",
-              s.Num, s.Sub, s.Text1, r.RemedyId, author, r.Degree,
-              it->second.degree);
+              s.Num, s.Sub, s.Text1, r.RemedyId, author, r.Degree, it->degree);
   }
   std::sort(pairs.begin(), pairs.end());
   size_t distinct = 0;
@@ -213,9 +339,12 @@ void CheckSymptoms(Checker &c, TblHandle symptoms, bool haveExtract,
   memset(&s, 0, sizeof s);
   s.CursorState = 0xff;
   std::vector<std::pair<uint16_t, uint16_t>> pairs;
+  long records = 0;
   for (int err = TblFindFullSymptom(symptoms, &s, 0, kFindFirst);
        err == 0 && !c.Stop();
        err = TblFindFullSymptom(symptoms, &s, 0, kFindNext)) {
+    if ((++records & 4095) == 0)
+      DbReleasePages(symptoms);
     SymptomKey k = KeyOf(s.Num, s.Sub);
     out->tree[k] = {s.ParentNum, s.ParentSub, s.Level, s.Chapter};
     out->texts[0][k] = {s.Text1, InWords(s.Synonym1) ? s.Synonym1 : "",
@@ -224,22 +353,32 @@ void CheckSymptoms(Checker &c, TblHandle symptoms, bool haveExtract,
                         InWords(s.CrossRef2) ? s.CrossRef2 : ""};
     CheckRemedies(c, s, haveExtract, extractEntries, pairs);
   }
+  DbReleasePages(symptoms);
   TblFreeSymptomRemed(&s);
 }
 
 // The Extract entries that no symptom holds, in key order, so that the
 // same faults read the same each time.
-void ReportUnheld(Checker &c, const ExtractEntries &extractEntries) {
-  std::vector<ExtractKey> unheld;
-  for (const auto &[key, seen] : extractEntries)
-    if (!seen.held)
-      unheld.push_back(key);
-  std::sort(unheld.begin(), unheld.end());
-  for (const ExtractKey &key : unheld)
-    c.Fault("extract: remedy %u lists symptom %u.%u author %u, which the "
-            "symptom does not hold",
-            std::get<0>(key), std::get<1>(key), std::get<2>(key),
-            std::get<3>(key));
+// An entry with the user bit whose symptom is gone is what a deletion
+// leaves on purpose.
+bool KeptByDeletion(const ExtractSeen &seen,
+                    const std::unordered_map<SymptomKey, SymptomInfo> &tree) {
+  return seen.userBit && tree.count(KeyOf(seen.num, seen.sub)) == 0;
+}
+
+void ReportUnheld(Checker &c, const ExtractEntries &extractEntries,
+                  const std::unordered_map<SymptomKey, SymptomInfo> &tree) {
+  // The entries stand in key order already.
+  for (const ExtractSeen &e : extractEntries.all)
+    if (!e.held && KeptByDeletion(e, tree))
+      c.Kept("extract: remedy %u lists symptom %u.%u author %u (user bit), "
+             "which was deleted",
+             e.remedy, e.num, e.sub, e.author);
+  for (const ExtractSeen &e : extractEntries.all)
+    if (!e.held && !KeptByDeletion(e, tree))
+      c.Fault("extract: remedy %u lists symptom %u.%u author %u, which the "
+              "symptom does not hold",
+              e.remedy, e.num, e.sub, e.author);
 }
 
 // Each symptom below its parent: the parent exists, the level is one
@@ -290,8 +429,8 @@ void CheckNotesAndLinks(
     for (int err = TblFindFullLink(links, &l, 0, kFindFirst); err == 0;
          err = TblFindFullLink(links, &l, 0, kFindNext))
       if (!tree.count(KeyOf(l.Num, l.Sub)))
-        c.Fault("link '%s' of symptom %u.%u: no such symptom", l.Title, l.Num,
-                l.Sub);
+        c.Kept("link '%s' of symptom %u.%u, which was deleted", l.Title, l.Num,
+               l.Sub);
   }
 }
 
@@ -469,7 +608,9 @@ void CheckConceptTable(Checker &c, TblHandle exsp, SymptomCache &own,
 
 int VerifyConcepts(const char *folder, const char *conceptFolder,
                    VerifyReport report, void *context) {
-  Checker c{report, context};
+  Checker c;
+  c.report = report;
+  c.context = context;
   char path[300];
   TablePath(path, sizeof path, folder, "symptom");
   TblHandle own = TblOpenSymptom(path, 1, 1);
@@ -503,7 +644,10 @@ int VerifyConcepts(const char *folder, const char *conceptFolder,
 }
 
 int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
-  Checker c{report, context};
+  Checker c;
+  c.report = report;
+  c.context = context;
+  VerifyKeptCount = 0;
   char path[300];
   auto open = [&](const char *name, TblHandle (*opener)(const char *, int, int),
                   bool required) -> TblHandle {
@@ -528,7 +672,8 @@ int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
       c.toWalk += DbCountEntries(h);
   ExtractEntries extractEntries;
   if (extract != 0) {
-    extractEntries.reserve(static_cast<size_t>(DbCountEntries(extract)) * 256);
+    extractEntries.all.reserve(static_cast<size_t>(DbCountEntries(extract)) *
+                               (kChainSplitAt + 6));
     CheckExtract(c, extract, extractEntries);
   }
   // Everything else is told against the symptoms.
@@ -536,7 +681,7 @@ int VerifyRepertory(const char *folder, VerifyReport report, void *context) {
     SymptomTables found;
     CheckSymptoms(c, symptoms, extract != 0, extractEntries, &found);
     if (!c.stopped) {
-      ReportUnheld(c, extractEntries);
+      ReportUnheld(c, extractEntries, found.tree);
       CheckTree(c, found.tree);
       CheckNotesAndLinks(c, notes, links, found.tree);
     }

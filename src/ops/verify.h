@@ -11,7 +11,8 @@
 //   remedy array holds each (remedy, author) pair once;
 // - a symptom's parent exists, its level is one below its parent's (1 for
 //   a chapter) and its chapter is its parent's;
-// - notes and links name existing symptoms;
+// - notes and links name existing symptoms (a link of a deleted symptom
+//   is kept by design, see below);
 // - every Word entry names an existing symptom whose text, synonym or
 //   reference in words holds the word (word1 the first language, word2 the
 //   second), and every word of a synonym or reference in words is in the
@@ -32,6 +33,17 @@ typedef void (*VerifyReport)(const char *fault, void *context);
 // may be missing: a repertory gets them with its first note or link).
 // Answers -1 when the progress hook (store/progress.h) stopped the check.
 int VerifyRepertory(const char *folder, VerifyReport report, void *context);
+
+// Leftovers that the operations' rules keep on purpose are no faults: an
+// Extract entry that holds the user bit on the list's side and names a
+// deleted symptom (a deletion leaves it), a link of a deleted symptom (a
+// deletion does not touch links). The check names each of them through
+// this function when it is set (tbltool prints them as "kept"), and counts
+// them apart; they never count as faults.
+extern VerifyReport VerifyKeptReport;
+extern void *VerifyKeptContext;
+// How many such leftovers the last check met.
+extern int VerifyKeptCount;
 
 // The concept links between a repertory (its tables in `folder`) and its
 // concept partner (in `conceptFolder`, which holds the concept table

@@ -99,6 +99,14 @@ struct IndexSection {
   uint32_t crc = 0;
 };
 
+// The first and last entries of a record's entry array, and its count.
+constexpr size_t kSummaryEntry = 16; // the largest entry summarised
+struct EntrySummary {
+  uint64_t off = 0; // the frame it was taken from
+  int32_t count = 0;
+  uint8_t first[kSummaryEntry], last[kSummaryEntry];
+};
+
 struct Table {
   const StoreFamily *fam = nullptr;
   std::string datPath, idxPath; // absolute real paths
@@ -117,11 +125,18 @@ struct Table {
   // under the table's lock, so a frame needs its checksum computed once in
   // the table's life; chain walks read the same frames again and again.
   mutable std::vector<uint64_t> checked;
+  // Record id -> the first and last entries and the count of its entry
+  // array (Extract, ExSp, Word), taken when the frame at `off` was written
+  // or first peeked at: a chain walk peeks at every record it passes, and
+  // with this it reads no frame of them. Good while off is slots[rid];
+  // dropped with `checked` whenever the frames are scanned again.
+  std::vector<EntrySummary> summaries;
   uint32_t liveCount = 0;
   uint64_t liveBytes = 0; // bytes of frames still in use
   SortedIndex idx[kStoreMaxSlots];
   SortedIndex fileOrder; // by frame offset, built for opens without index
   bool haveFileOrder = false;
+  bool scanSkipped = false; // the last ScanFrames stepped over bad bytes
   std::map<uint64_t, uint64_t> resources; // (Type << 32 | Id) -> frame
   int64_t highWater = 0;                  // last id given out
   uint64_t metaOff = 0;
@@ -130,6 +145,7 @@ struct Table {
   uint64_t lastUse = 0;
   std::vector<Handle *> handles;
   std::vector<uint8_t> frame, payload, scratch; // reused buffers
+  std::vector<uint8_t> batch; // the frames of a chain shift (EngineShiftUp)
   // The index snapshot, mapped at open; each key's entries are taken from it
   // at the key's first use, so an open costs little more than its checks.
   const uint8_t *idxMap = nullptr;
@@ -363,7 +379,17 @@ int EnsureMapped(Table &t, uint64_t need) {
   long page = sysconf(_SC_PAGESIZE);
   len =
       (len + static_cast<size_t>(page) - 1) & ~(static_cast<size_t>(page) - 1);
-  void *m = mmap(nullptr, len, PROT_READ, MAP_SHARED, t.lockFd, 0);
+  // A mapping that grows keeps its pages where it can (mremap), so that a
+  // growing file is not faulted in again from its start.
+  void *m = MAP_FAILED;
+  if (t.map != nullptr)
+    m = mremap(const_cast<uint8_t *>(t.map), t.mapLen, len, MREMAP_MAYMOVE);
+  if (m != MAP_FAILED) {
+    t.map = static_cast<const uint8_t *>(m);
+    t.mapLen = len;
+    return 0;
+  }
+  m = mmap(nullptr, len, PROT_READ, MAP_SHARED, t.lockFd, 0);
   if (m == MAP_FAILED)
     return kErrNoMemory;
   if (t.map != nullptr)
@@ -440,6 +466,37 @@ void MarkChecked(const Table &t, uint32_t rid, uint64_t off) {
     }
   }
   t.checked[rid] = off;
+}
+
+// The size of an entry of the family's inline entry array when a summary
+// can hold it, else 0.
+size_t SummaryEntrySize(const StoreFamily &fam) {
+  for (int i = 0; i < fam.fieldCount; ++i)
+    if (fam.fields[i].kind == kFEntries)
+      return fam.fields[i].entries->entrySize <= kSummaryEntry
+                 ? fam.fields[i].entries->entrySize
+                 : 0;
+  return 0;
+}
+
+// Remembers the summary of the record `rid` whose frame is at `off`; only
+// a memory of work done, so nothing fails without room for it.
+void RememberSummary(Table &t, uint32_t rid, uint64_t off, const void *first,
+                     const void *last, int count, size_t entrySize) {
+  if (entrySize == 0 || rid == 0 || rid >= t.slots.size())
+    return;
+  if (t.summaries.size() < t.slots.size()) {
+    try {
+      t.summaries.resize(t.slots.size() + t.slots.size() / 4);
+    } catch (const std::bad_alloc &) {
+      return;
+    }
+  }
+  EntrySummary &s = t.summaries[rid];
+  s.off = off;
+  s.count = count;
+  memcpy(s.first, first, entrySize);
+  memcpy(s.last, last, entrySize);
 }
 
 int ReadFrame(const Table &t, uint64_t off, FrameView &fv) {
@@ -683,12 +740,14 @@ Table *FindOpen(const std::string &datPath) {
 void ScanFrames(Table &t, uint64_t start) {
   t.slots.assign(1, 0);
   t.checked.clear();
+  t.summaries.clear();
   t.resources.clear();
   t.highWater = 0;
   t.metaOff = 0;
   uint64_t end = t.fileSize;
   uint64_t pos = start;
   uint64_t goodEnd = start;
+  t.scanSkipped = false;
   // A record id is at most the number of frames ever written, and a frame
   // takes at least 20 bytes: ids beyond that are damage.
   uint64_t ridLimit = end / (kFrameHead + kFrameTail) + 1;
@@ -716,6 +775,7 @@ void ScanFrames(Table &t, uint64_t start) {
       goodEnd = pos;
       continue;
     }
+    t.scanSkipped = true;
     const void *next = memmem(t.map + pos + 1, end - pos - 1, sync, 4);
     pos =
         next == nullptr
@@ -1178,6 +1238,11 @@ int LoadIndex(Table &t) {
   }
   if (t.metaOff != 0 && t.metaOff + kFrameHead + kFrameTail > t.dataEnd)
     return kErrBadIndex;
+  // The check read the whole snapshot; its pages leave this process's
+  // resident memory again (they stay in the page cache, and an order taken
+  // later finds them there), so that a table opened for a few finds does
+  // not hold its whole index resident.
+  madvise(const_cast<uint8_t *>(t.idxMap), t.idxMapLen, MADV_DONTNEED);
   return 0;
 }
 
@@ -1529,27 +1594,10 @@ TblHandle OpenTable(const StoreFamily &fam, const char *base, int b) {
 
 // ---------------------------------------------------------------- writing
 
-// Appends one frame with one write. On failure nothing of it stays.
-int AppendFrame(Table &t, uint8_t kind, uint32_t rid, const uint8_t *kb,
-                size_t kbLen, const uint8_t *payload, size_t payloadLen,
-                uint64_t &off) {
-  size_t body = kbLen + payloadLen;
-  if (body > kFrameMaxBody)
-    return kErrTooLarge;
-  std::vector<uint8_t> &f = t.frame;
-  f.resize(kFrameHead + body + kFrameTail);
-  StoreLE32(f.data(), kFrameSync);
-  StoreLE32(f.data() + 4, static_cast<uint32_t>(body));
-  StoreLE32(f.data() + 8, rid);
-  f[12] = kind;
-  f[13] = t.fam->code;
-  StoreLE16(f.data() + 14, static_cast<uint16_t>(kbLen));
-  if (kbLen > 0)
-    memcpy(f.data() + kFrameHead, kb, kbLen);
-  if (payloadLen > 0)
-    memcpy(f.data() + kFrameHead + kbLen, payload, payloadLen);
-  StoreLE32(f.data() + kFrameHead + body,
-            StoreCrc32c(f.data(), kFrameHead + body));
+// Appends whole frames, made ready in `f`, with one write at the end of the
+// data file; `off` is where the first one lands. On failure nothing of them
+// stays.
+int AppendBytes(Table &t, const std::vector<uint8_t> &f, uint64_t &off) {
   // The mapping reaches past the frame before it is written: once it is in
   // the file nothing may fail, or the file would hold a record the orders
   // lack. The journal learns of the table before its first frame goes out,
@@ -1586,6 +1634,30 @@ int AppendFrame(Table &t, uint8_t kind, uint32_t rid, const uint8_t *kb,
   assert(t.map != nullptr && t.dataEnd <= t.mapLen);
   t.dirty = true;
   return 0;
+}
+
+// Appends one frame with one write. On failure nothing of it stays.
+int AppendFrame(Table &t, uint8_t kind, uint32_t rid, const uint8_t *kb,
+                size_t kbLen, const uint8_t *payload, size_t payloadLen,
+                uint64_t &off) {
+  size_t body = kbLen + payloadLen;
+  if (body > kFrameMaxBody)
+    return kErrTooLarge;
+  std::vector<uint8_t> &f = t.frame;
+  f.resize(kFrameHead + body + kFrameTail);
+  StoreLE32(f.data(), kFrameSync);
+  StoreLE32(f.data() + 4, static_cast<uint32_t>(body));
+  StoreLE32(f.data() + 8, rid);
+  f[12] = kind;
+  f[13] = t.fam->code;
+  StoreLE16(f.data() + 14, static_cast<uint16_t>(kbLen));
+  if (kbLen > 0)
+    memcpy(f.data() + kFrameHead, kb, kbLen);
+  if (payloadLen > 0)
+    memcpy(f.data() + kFrameHead + kbLen, payload, payloadLen);
+  StoreLE32(f.data() + kFrameHead + body,
+            StoreCrc32c(f.data(), kFrameHead + body));
+  return AppendBytes(t, f, off);
 }
 
 // The key block of a record: every key of the family, in slot order.
@@ -1818,6 +1890,68 @@ TblHandle EngineCreate(const StoreFamily &fam, const char *base) {
   return NewHandle(t, false);
 }
 
+// Is the data file, scanned, already what a compaction would write but for
+// its header: every frame good, the records 1, 2, 3... in that order with
+// one frame each, then the resources in key order, then the one frame of
+// the table's numbers, and each key block as the record's fields give it
+// now? Then a rebuild need not write the data file again. Sets `stopped`
+// when the progress hook stops the check.
+bool AlreadyCompact(Table &t, bool &stopped) {
+  stopped = false;
+  if (t.scanSkipped || t.dataEnd != t.fileSize ||
+      t.liveCount + 1 != t.slots.size())
+    return false;
+  uint64_t pos = kDataHeaderSize;
+  uint8_t kb[kStoreMaxSlots * (kStoreMaxKey + 1)];
+  for (uint32_t rid = 1; rid < t.slots.size(); ++rid) {
+    if ((rid & 4095) == 0 &&
+        DbProgressTell("rebuild", rid, static_cast<long>(t.liveCount))) {
+      stopped = true;
+      return false;
+    }
+    FrameView fv;
+    if (t.slots[rid] != pos || ReadFrame(t, pos, fv) != 0 ||
+        fv.kind != kFramePut || fv.rid != rid)
+      return false;
+    std::fill(t.scratch.begin(), t.scratch.end(), 0);
+    if (StoreDecodeRecord(*t.fam, fv.payload, fv.payloadLen, t.scratch.data(),
+                          false) != 0)
+      return false;
+    size_t kbLen = BuildKeyBlock(*t.fam, t.scratch.data(), kb);
+    if (kbLen != fv.keyLen || memcmp(kb, fv.keys, kbLen) != 0)
+      return false;
+    pos += fv.size();
+  }
+  for (const auto &r : t.resources) {
+    if (r.second != pos)
+      return false;
+    pos += FrameSizeAt(t, pos);
+  }
+  if (t.highWater > 0) {
+    if (t.metaOff != pos || FrameSizeAt(t, pos) != kFrameHead + 8 + kFrameTail)
+      return false;
+    pos += kFrameHead + 8 + kFrameTail;
+  }
+  return pos == t.fileSize;
+}
+
+// The rebuild of a data file that is compact already: the file is synced
+// as it stands and only the index is written anew, beside the old one and
+// renamed into place.
+int IndexInPlace(Table &t) {
+  if (fsync(t.lockFd) != 0)
+    return ErrnoToError(errno);
+  std::string tmpIdx = t.idxPath + "~new";
+  int err = WriteIndexFile(t, tmpIdx);
+  if (err == 0 && rename(tmpIdx.c_str(), t.idxPath.c_str()) != 0) {
+    err = ErrnoToError(errno);
+    unlink(tmpIdx.c_str());
+  }
+  if (err == 0)
+    SyncDir(t.idxPath);
+  return err;
+}
+
 int EngineRebuild(const StoreFamily &fam, const char *base) {
   std::string dat, idx;
   int err = ResolvePath(base, fam.datExt, dat);
@@ -1853,7 +1987,23 @@ int EngineRebuild(const StoreFamily &fam, const char *base) {
   }
   if (err == 0) {
     CountLive(*t);
-    err = CompactAndIndex(*t);
+    // A data file that a compaction would write again byte for byte (but
+    // for its header) keeps its bytes: only the index is written. The
+    // orders are sorted first; should that find two records with one
+    // unique key (and drop one), the file is compacted after all.
+    bool stopped = false;
+    if (headerGood && AlreadyCompact(*t, stopped)) {
+      uint32_t live = t->liveCount;
+      err = BuildIndexes(*t);
+      if (err == 0 && t->liveCount == live)
+        err = IndexInPlace(*t);
+      else if (err == 0)
+        err = CompactAndIndex(*t);
+    } else if (stopped) {
+      err = kErrStopped;
+    } else {
+      err = CompactAndIndex(*t);
+    }
   }
   FreeTable(t);
   return Fail(err);
@@ -1969,11 +2119,23 @@ int EnginePeekEntries(TblHandle h, const StoreFamily &fam, const void *probe,
   IdxPos pos = IdxLowerBound(ix, p, src);
   if (!IdxValid(ix, pos) || !EntryStartsWith(t, 0, IdxAt(ix, pos), buf, n))
     return Fail(kErrEnd);
+  uint32_t rid = IdxAt(ix, pos).rid;
+  uint64_t off = t.slots[rid];
+  size_t es = SummaryEntrySize(fam);
+  if (es > 0 && rid < t.summaries.size() && t.summaries[rid].off == off) {
+    const EntrySummary &s = t.summaries[rid];
+    memcpy(first, s.first, es);
+    memcpy(last, s.last, es);
+    *count = s.count;
+    return Fail(0);
+  }
   FrameView fv;
-  if ((err = ReadFrame(t, t.slots[IdxAt(ix, pos).rid], fv)) != 0)
+  if ((err = ReadFrame(t, off, fv)) != 0)
     return Fail(err);
-  return Fail(
-      StorePeekEntries(fam, fv.payload, fv.payloadLen, first, last, count));
+  err = StorePeekEntries(fam, fv.payload, fv.payloadLen, first, last, count);
+  if (err == 0)
+    RememberSummary(t, rid, off, first, last, *count, es);
+  return Fail(err);
 }
 
 int EngineReadCurrent(TblHandle h, const StoreFamily &fam, void *rec) {
@@ -2072,6 +2234,13 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
     ++t.liveCount;
   }
   MarkChecked(t, rid, off); // written just now from our own bytes
+  if (size_t es = SummaryEntrySize(fam); es > 0) {
+    uint8_t first[kSummaryEntry], last[kSummaryEntry];
+    int count = 0;
+    if (StorePeekEntries(fam, t.payload.data(), t.payload.size(), first, last,
+                         &count) == 0)
+      RememberSummary(t, rid, off, first, last, count, es);
+  }
   err = ReindexSaved(t, rid, kb, kbLen, mode == kSaveReplace ? oldKb : nullptr,
                      oldKbLen, oldOff, off);
   assert(t.slots[rid] == off && OrdersInStep(t));
@@ -2081,6 +2250,128 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
   t.liveBytes -= oldSize;
   hd->cur = rid;
   hd->curOff = off;
+  return Fail(err);
+}
+
+// The byte of the payload that holds the last field of the primary key, a
+// one-byte number, when only numbers stand before it: then a record's Seq
+// can be changed in its bytes. -1 for a family where it cannot.
+long ShiftFieldAt(const StoreFamily &fam) {
+  if (fam.keyCount != 1 || fam.keys[0].fieldCount < 1)
+    return -1;
+  const StoreFieldDesc &seq = fam.keys[0].fields[fam.keys[0].fieldCount - 1];
+  if (seq.kind != kFU8)
+    return -1;
+  long at = 0;
+  for (int i = 0; i < fam.fieldCount; ++i) {
+    const StoreFieldDesc &f = fam.fields[i];
+    if (f.off == seq.off)
+      return f.kind == kFU8 ? at : -1;
+    switch (f.kind) {
+    case kFU8:
+      at += 1;
+      break;
+    case kFU16:
+      at += 2;
+      break;
+    case kFU32:
+    case kFI32:
+      at += 4;
+      break;
+    default:
+      return -1;
+    }
+  }
+  return -1;
+}
+
+int EngineShiftUp(TblHandle h, const StoreFamily &fam, const void *key,
+                  int from, int last) {
+  int err;
+  Handle *hd = GetHandle(h, &fam, err);
+  if (hd == nullptr)
+    return Fail(err);
+  long seqAt = ShiftFieldAt(fam);
+  if (key == nullptr || seqAt < 0 || from < 0 || last < from || last >= 255)
+    return Fail(kErrBadArg);
+  Table &t = *hd->t;
+  if ((err = EnsureKey(t, 0)) != 0)
+    return Fail(err);
+  const StoreKeyDesc &k0 = fam.keys[0];
+  const uint32_t seqOff = k0.fields[k0.fieldCount - 1].off;
+  // The record of the key at a Seq: its id, or 0.
+  std::vector<uint8_t> probe(static_cast<const uint8_t *>(key),
+                             static_cast<const uint8_t *>(key) + fam.recSize);
+  SlotSource ss{&t, 0};
+  IdxSource src{CompositeOfRid, &ss};
+  auto ridAt = [&](int seq) -> uint32_t {
+    probe[seqOff] = static_cast<uint8_t>(seq);
+    uint8_t buf[kCompositeRoom];
+    size_t n = StoreEncodeKey(k0, probe.data(), -1, buf);
+    IdxProbe p;
+    IdxMakeProbe(buf, static_cast<uint32_t>(n), p);
+    IdxPos pos = IdxLowerBound(t.idx[0], p, src);
+    if (!IdxValid(t.idx[0], pos) ||
+        !EntryStartsWith(t, 0, IdxAt(t.idx[0], pos), buf, n))
+      return 0;
+    return IdxAt(t.idx[0], pos).rid;
+  };
+  if (ridAt(last + 1) != 0)
+    return Fail(kErrDuplicate);
+  struct Moved {
+    uint32_t rid;
+    uint64_t oldOff, size;
+    size_t at; // where its frame starts in the batch
+  };
+  std::vector<Moved> moved;
+  std::vector<uint8_t> &b = t.batch;
+  b.clear();
+  // Each record's frame is copied as it stands, its Seq changed in the key
+  // block and in the payload, its checksum made anew: nothing is decoded or
+  // encoded. The last record first, as a chain grows from its end.
+  for (int seq = last; seq >= from; --seq) {
+    uint32_t rid = ridAt(seq);
+    if (rid == 0)
+      return Fail(kErrEnd);
+    FrameView fv;
+    if ((err = ReadFrame(t, t.slots[rid], fv)) != 0)
+      return Fail(err);
+    size_t len0 = fv.keyLen > 0 ? fv.keys[0] : 0;
+    if (fv.kind != kFramePut || len0 < 1 || 1 + len0 > fv.keyLen ||
+        static_cast<size_t>(seqAt) >= fv.payloadLen || fv.keys[len0] != seq ||
+        fv.payload[seqAt] != seq)
+      return Fail(kErrDamaged);
+    size_t at = b.size();
+    b.insert(b.end(), t.map + fv.off, t.map + fv.off + fv.size());
+    uint8_t *f = b.data() + at;
+    f[kFrameHead + len0] = static_cast<uint8_t>(seq + 1);
+    f[kFrameHead + fv.keyLen + seqAt] = static_cast<uint8_t>(seq + 1);
+    StoreLE32(f + kFrameHead + fv.body, StoreCrc32c(f, kFrameHead + fv.body));
+    moved.push_back(Moved{rid, fv.off, fv.size(), at});
+  }
+  uint64_t off;
+  if ((err = AppendBytes(t, b, off)) != 0)
+    return Fail(err);
+  // The frames are in the file; now the order, as a replace brings it up to
+  // date (each key moves to the place its successor left).
+  for (const Moved &m : moved) {
+    uint64_t newOff = off + m.at;
+    const uint8_t *oldKb, *newKb;
+    size_t oldLen, newLen;
+    uint8_t oldCopy[kStoreMaxSlots * (kStoreMaxKey + 1)];
+    if (!FrameKeys(t, m.oldOff, oldKb, oldLen) ||
+        !FrameKeys(t, newOff, newKb, newLen) || oldLen > sizeof oldCopy)
+      return Fail(kErrDamaged);
+    memcpy(oldCopy, oldKb, oldLen);
+    MarkChecked(t, m.rid, newOff); // made just now from our own bytes
+    if (m.rid < t.summaries.size() && t.summaries[m.rid].off == m.oldOff)
+      t.summaries[m.rid].off = newOff; // the entries did not change
+    int e = ReindexSaved(t, m.rid, newKb, newLen, oldCopy, oldLen, m.oldOff,
+                         newOff);
+    if (e != 0)
+      err = e;
+  }
+  assert(OrdersInStep(t));
   return Fail(err);
 }
 
@@ -2377,6 +2668,21 @@ int DbCloseFile(TblHandle h) {
   if (--t->refs > 0)
     return Fail(0);
   return Fail(CloseTable(t));
+}
+
+int DbReleasePages(TblHandle h) {
+  int err;
+  Handle *hd = GetHandle(h, nullptr, err);
+  if (hd == nullptr)
+    return Fail(err);
+  Table &t = *hd->t;
+  // Read-only shared mappings of files: dropping their pages from this
+  // process loses nothing, a later read faults them in from the cache.
+  if (t.map != nullptr)
+    madvise(const_cast<uint8_t *>(t.map), t.mapLen, MADV_DONTNEED);
+  if (t.idxMap != nullptr)
+    madvise(const_cast<uint8_t *>(t.idxMap), t.idxMapLen, MADV_DONTNEED);
+  return Fail(0);
 }
 
 long DbCountEntries(TblHandle h) {

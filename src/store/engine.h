@@ -31,6 +31,17 @@ int EngineReadCurrent(TblHandle h, const StoreFamily &fam, void *rec);
 int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode);
 int EngineDelete(TblHandle h, const StoreFamily &fam);
 
+// Moves the records of one chain up by one Seq (the last field of the
+// primary key, one byte): the records whose primary key equals that of
+// `key` but for its Seq, from `from` to `last`, become Seq + 1, the last
+// first, in one write. Their frames are copied with the new Seq, not
+// decoded and encoded again. No record may hold Seq `last` + 1 (2); a
+// record missing in between answers 101 and moves nothing. The handle's
+// current record stays. kErrBadArg for a family whose Seq cannot be
+// changed in a record's bytes (numbers only before it).
+int EngineShiftUp(TblHandle h, const StoreFamily &fam, const void *key,
+                  int from, int last);
+
 // The next number above both the highest value of a signed 32-bit key field
 // (the first field of key `keyNumber`) and every number given out before;
 // the number is remembered in the data file. 0 and OrvixError on failure.

@@ -716,6 +716,9 @@ int TblPeekExtract(TblHandle h, const Extract *key, ExtractEntry *first,
                    ExtractEntry *last, int *count) {
   return EnginePeekEntries(h, kFamExtract, key, first, last, count);
 }
+int TblShiftUpExtract(TblHandle h, const Extract *key, int from, int last) {
+  return EngineShiftUp(h, kFamExtract, key, from, last);
+}
 
 TblHandle TblOpenExSp(const char *path, int, int b) {
   return EngineOpen(kFamExSp, path, b);
@@ -751,6 +754,9 @@ int TblPeekExSp(TblHandle h, const ExSp *key, ExSpEntry *first, ExSpEntry *last,
                 int *count) {
   return EnginePeekEntries(h, kFamExSp, key, first, last, count);
 }
+int TblShiftUpExSp(TblHandle h, const ExSp *key, int from, int last) {
+  return EngineShiftUp(h, kFamExSp, key, from, last);
+}
 
 TblHandle TblOpenWord(const char *path, int, int b) {
   return EngineOpen(kFamWord, path, b);
@@ -785,6 +791,9 @@ int TblIsLastWordSymptom(const WordEntry *entry) {
 int TblPeekWord(TblHandle h, const Word *key, WordEntry *first, WordEntry *last,
                 int *count) {
   return EnginePeekEntries(h, kFamWord, key, first, last, count);
+}
+int TblShiftUpWord(TblHandle h, const Word *key, int from, int last) {
+  return EngineShiftUp(h, kFamWord, key, from, last);
 }
 
 // ---------------------------------------------------------------- Note, Link

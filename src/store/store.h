@@ -58,6 +58,12 @@ void DbSwitch(const char *module);
 void DbVirtualClose(int n);
 int DbCloseFile(TblHandle h);
 long DbCountEntries(TblHandle h);
+// Lets the pages of the table's files that this process has read leave its
+// resident memory (they stay in the system's page cache, and the next read
+// finds them there). A walk over a whole large table calls it now and then,
+// so that its memory does not grow with the table. Answers 0, or 3 for a
+// bad handle.
+int DbReleasePages(TblHandle h);
 
 int DbGetResource(TblHandle h, Resource *key, Resource *result, int mode);
 int DbUpdateResource(TblHandle h, Resource *rec);
@@ -188,6 +194,14 @@ int TblIsLastExtractSymptom(const ExtractEntry *entry);
 // when there is no such record. The ExSp and Word forms are alike.
 int TblPeekExtract(TblHandle h, const Extract *key, ExtractEntry *first,
                    ExtractEntry *last, int *count);
+// Moves the records of one chain up by one Seq: those with the key of `key`
+// but for Seq, from Seq `from` to `last`, become Seq + 1, the last first,
+// with one write. Their bytes are copied with the new Seq, nothing else
+// changes in them: this is how a split makes room behind a full record.
+// No record may hold Seq `last` + 1 (2); a Seq missing in between answers
+// 101 and moves nothing. The current record stays. The ExSp and Word forms
+// are alike.
+int TblShiftUpExtract(TblHandle h, const Extract *key, int from, int last);
 
 TblHandle TblOpenExSp(const char *path, int a, int b);
 TblHandle TblCreateExSp(const char *path, int a, int b);
@@ -199,6 +213,7 @@ void TblClearExSp(ExSp *rec);
 int TblIsLastExSpSymptom(const ExSpEntry *entry);
 int TblPeekExSp(TblHandle h, const ExSp *key, ExSpEntry *first, ExSpEntry *last,
                 int *count);
+int TblShiftUpExSp(TblHandle h, const ExSp *key, int from, int last);
 
 TblHandle TblOpenWord(const char *path, int a, int b);
 TblHandle TblCreateWord(const char *path, int a, int b);
@@ -210,6 +225,7 @@ void TblClearWord(Word *rec);
 int TblIsLastWordSymptom(const WordEntry *entry);
 int TblPeekWord(TblHandle h, const Word *key, WordEntry *first, WordEntry *last,
                 int *count);
+int TblShiftUpWord(TblHandle h, const Word *key, int from, int last);
 
 // ---------------------------------------------------------------- Note, Link
 

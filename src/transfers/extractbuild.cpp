@@ -8,17 +8,24 @@
 #include "services/work.h"
 #include "session/session.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <unistd.h>
 
 namespace {
 
-// The current block of one remedy's chain in the scratch file.
+// The current block of one remedy's chain in the scratch file. The block
+// is kept in memory while it fills and written whole at its offset when the
+// remedy needs a new one, and at the end: the file comes out as if each
+// entry had been written in its place, with one write a block instead of
+// two seeks and two writes an entry.
 struct RemedySlot {
   uint32_t Offset;
   uint16_t Block; // 0xFFFF: no block yet
   uint16_t Entries;
+  uint8_t *Data; // the block's bytes, kExtractBlockSize; null before its first
 };
 
 // The remedy numbers in the key order of the Remed table, and a slot for
@@ -26,6 +33,12 @@ struct RemedySlot {
 int16_t *RemedyNumbers = nullptr;
 RemedySlot *RemedySlots = nullptr;
 long RemedyCount = 0;
+// The length of the scratch file once every block begun is written.
+uint64_t ScratchEnd = 0;
+// The place of each remedy number (as int16_t, offset by 32768), as
+// RemedyPlace answers it, looked up once for all numbers: the scatter then
+// costs no search an entry.
+int32_t *PlaceOf = nullptr;
 
 void TellNote(const ExtractBuildHooks &hooks, const char *text) {
   if (hooks.note != nullptr)
@@ -42,8 +55,13 @@ void Progress(const ExtractBuildHooks &hooks, long position, long total) {
 }
 
 void FreeArrays() {
+  if (RemedySlots != nullptr)
+    for (long i = 0; i <= RemedyCount; ++i)
+      free(RemedySlots[i].Data);
   free(RemedyNumbers);
   free(RemedySlots);
+  free(PlaceOf);
+  PlaceOf = nullptr;
   RemedyNumbers = nullptr;
   RemedySlots = nullptr;
   RemedyCount = 0;
@@ -120,47 +138,83 @@ bool LoadRemedies(const char *remedPath, const ExtractBuildHooks &hooks) {
     return false;
   }
   for (long i = 0; i <= count; ++i)
-    RemedySlots[i] = RemedySlot{0, 0xFFFF, 0};
+    RemedySlots[i] = RemedySlot{0, 0xFFFF, 0, nullptr};
+  ScratchEnd = 0;
+  PlaceOf = static_cast<int32_t *>(calloc(65536, sizeof(int32_t)));
+  if (PlaceOf == nullptr) {
+    TellNote(hooks, "Error while allocating remedies array");
+    DbCloseFile(remed);
+    FreeArrays();
+    return false;
+  }
+  if (RemedyCount > 0)
+    for (long v = -32768; v <= 32767; ++v)
+      PlaceOf[v + 32768] =
+          static_cast<int32_t>(RemedyPlace(static_cast<int16_t>(v)));
   DbCloseFile(remed);
   DbVirtualClose(2);
   return true;
 }
 
-// Pass 1: one remedy entry into its remedy's current block.
+// Writes a remedy's current block whole at its offset.
+bool FlushBlock(FILE *f, const RemedySlot &slot) {
+  if (slot.Data == nullptr || slot.Block == 0xFFFF)
+    return true;
+  // One positioned write; the stream itself is not written through, so its
+  // buffer and position stay out of the way.
+  size_t done = 0;
+  while (done < static_cast<size_t>(kExtractBlockSize)) {
+    ssize_t n = pwrite(fileno(f), slot.Data + done, kExtractBlockSize - done,
+                       static_cast<off_t>(slot.Offset + done));
+    if (n < 0 && errno == EINTR)
+      continue;
+    if (n <= 0)
+      return false;
+    done += static_cast<size_t>(n);
+  }
+  return true;
+}
+
+// Pass 1: one remedy entry into its remedy's current block. A new block
+// takes the next place at the end of the file; the full one before it is
+// written out.
 bool ScatterEntry(FILE *f, const Symptom &s, const SymptomRemedy &r) {
-  long place =
-      RemedyCount > 0 ? RemedyPlace(static_cast<int16_t>(r.RemedyId)) : 0;
+  long place = PlaceOf[static_cast<int16_t>(r.RemedyId) + 32768];
   RemedySlot &slot = RemedySlots[place];
   if (slot.Block == 0xFFFF || slot.Entries >= kExtractBlockEntries) {
-    static uint8_t block[kExtractBlockSize];
-    memset(block, 0, sizeof block);
-    if (fseek(f, 0, SEEK_END) != 0)
+    if (!FlushBlock(f, slot))
       return false;
-    long end = ftell(f);
-    if (end < 0)
-      return false;
+    if (slot.Data == nullptr) {
+      slot.Data = static_cast<uint8_t *>(malloc(kExtractBlockSize));
+      if (slot.Data == nullptr)
+        return false;
+    }
+    if (ScratchEnd + kExtractBlockSize > 0x7fffffffu)
+      return false; // a block's offset is a long and a u32
+    memset(slot.Data, 0, kExtractBlockSize);
     slot.Block = static_cast<uint16_t>(slot.Block + 1);
-    slot.Offset = static_cast<uint32_t>(end);
+    slot.Offset = static_cast<uint32_t>(ScratchEnd);
     slot.Entries = 0;
-    Put16(block, static_cast<uint16_t>(RemedyCount > 0 ? RemedyNumbers[place]
-                                                       : r.RemedyId));
-    block[2] = static_cast<uint8_t>(slot.Block);
-    if (fwrite(block, 1, sizeof block, f) != sizeof block)
-      return false;
+    ScratchEnd += kExtractBlockSize;
+    Put16(slot.Data, static_cast<uint16_t>(
+                         RemedyCount > 0 ? RemedyNumbers[place] : r.RemedyId));
+    slot.Data[2] = static_cast<uint8_t>(slot.Block);
   }
-  uint8_t e[kExtractBinEntrySize];
+  uint8_t *e = slot.Data + 3 + slot.Entries * kExtractBinEntrySize;
   Put32(e, s.Num);
   Put16(e + 4, s.Sub);
   e[6] = r.Degree;
   Put16(e + 7, r.AuthorId);
   Put16(e + 9, r.ViewBits);
-  if (fseek(f,
-            static_cast<long>(slot.Offset) + 3 +
-                slot.Entries * kExtractBinEntrySize,
-            SEEK_SET) != 0 ||
-      fwrite(e, 1, sizeof e, f) != sizeof e)
-    return false;
   ++slot.Entries;
+  return true;
+}
+
+// The blocks still in memory, each at its place.
+bool FlushAll(FILE *f) {
+  for (long i = 0; RemedySlots != nullptr && i <= RemedyCount; ++i)
+    if (!FlushBlock(f, RemedySlots[i]))
+      return false;
   return true;
 }
 
@@ -237,10 +291,13 @@ int ExtractBuild(const char *symptomPath, const char *extractPath,
       break;
   }
   TblFreeSymptomRemed(&s);
+  if (!ioError && !stopped && !FlushAll(f))
+    ioError = true;
 
   // 7. The arrays go; a stop leaves the table empty.
   FreeArrays();
-  fclose(f);
+  if (fclose(f) != 0)
+    ioError = true;
   if (ioError) {
     TellNote(hooks, "Error while writing file extract.bin");
     DbCloseFile(symptoms);
@@ -270,7 +327,10 @@ int ExtractBuild(const char *symptomPath, const char *extractPath,
     return kExtractFailed;
   }
 
-  // 9. Pass 2: each block, in file order, is one record.
+  // 9. Pass 2: each block, in file order, is one record. The file is read
+  // in large pieces.
+  static char readBuffer[1 << 20];
+  setvbuf(f, readBuffer, _IOFBF, sizeof readBuffer);
   fseek(f, 0, SEEK_END);
   long blocks = ftell(f) / kExtractBlockSize;
   fseek(f, 0, SEEK_SET);

@@ -220,6 +220,11 @@ void PrintFault(const char *fault, void *) {
   printf("fault: %s\n", Cp1252ToUtf8(fault).c_str());
 }
 
+void PrintKept(const char *leftover, void *) {
+  ClearProgress();
+  printf("kept: %s\n", Cp1252ToUtf8(leftover).c_str());
+}
+
 // A folder as the catalogue and the command line may write it, for
 // comparing: capitals, backslashes, no closing backslash.
 std::string FolderKey(const char *folder) {
@@ -276,13 +281,15 @@ bool FindConceptPair(const char *folder, std::string *repertory,
 
 // The repertory's tables against each other, and the concept links of the
 // pair when its partner is given or the catalogue names it; exit 1 on any
-// fault.
+// fault. What the operations' rules leave on purpose is listed as "kept",
+// and is no fault.
 int Verify(const char *folder, const char *conceptFolder) {
   if (DbInitialize(50, 90, 4, kModule, "", 0) != 0) {
     fprintf(stderr, "tbltool: the store does not start (%d)\n", OrvixError);
     return 1;
   }
   StartProgress(folder);
+  VerifyKeptReport = PrintKept;
   int faults = VerifyRepertory(folder, PrintFault, nullptr);
   std::string repertory, concepts;
   if (conceptFolder != nullptr) {
