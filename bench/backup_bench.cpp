@@ -41,15 +41,13 @@
 
 namespace fs = std::filesystem;
 
+namespace bench {
+const char *const BenchName = "backup_bench";
+} // namespace bench
+
 namespace {
 
 using namespace bench;
-
-bool Check(bool ok, const char *what) {
-  if (!ok)
-    fprintf(stderr, "backup_bench: %s failed (%d)\n", what, OrvixError);
-  return ok;
-}
 
 void Abbrev(char *out, size_t cap, int id) {
   StrFormat(out, cap, "R%d.", id);

@@ -10,11 +10,16 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
+#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
 
 namespace bench {
+
+// Each benchmark names itself here, for its messages.
+extern const char *const BenchName;
 
 inline constexpr int kRemedyIds = 3000;
 inline constexpr int kAuthorIds = 900;
@@ -177,6 +182,77 @@ inline std::vector<Planned> Plan(int count) {
     level = next;
   }
   return plan;
+}
+
+// The abbreviations the benchmarks give remedy and author ids.
+inline void RemedyAbbrev(char *out, size_t cap, int id) {
+  StrFormat(out, cap, "R%d.", id);
+}
+inline void AuthorAbbrev(char *out, size_t cap, int id) {
+  StrFormat(out, cap, "A%d", id);
+}
+
+// A store call that failed, told on standard error with the benchmark's
+// name; answers `ok`.
+inline bool Check(bool ok, const char *what) {
+  if (!ok)
+    fprintf(stderr, "%s: %s failed (store error %d)\n", BenchName, what,
+            OrvixError);
+  return ok;
+}
+
+// The Remed table "rem" (ids 1 to kRemedyIds, "Remedium N" as the name)
+// and the Author table "aut" (ids 1 to kAuthorIds) in the current folder.
+inline bool BuildRemedyAuthorTables() {
+  TblHandle r = TblCreateRemed("rem", 1, 1);
+  if (!Check(r != 0, "Remed table"))
+    return false;
+  for (int id = 1; id <= kRemedyIds; ++id) {
+    Remed x;
+    memset(&x, 0, sizeof x);
+    x.CursorState = 0xff;
+    x.Id = static_cast<uint16_t>(id);
+    RemedyAbbrev(x.Abbrev, sizeof x.Abbrev, id);
+    StrFormat(x.Name, "Remedium %d", id);
+    if (!Check(TblSaveRemed(r, &x, kSaveAdd) == 0, "remedy"))
+      return false;
+  }
+  DbCloseFile(r);
+  TblHandle a = TblCreateAuthor("aut", 1, 1);
+  if (!Check(a != 0, "Author table"))
+    return false;
+  for (int id = 1; id <= kAuthorIds; ++id) {
+    Author x;
+    memset(&x, 0, sizeof x);
+    x.CursorState = 0xff;
+    x.Id = static_cast<uint16_t>(id);
+    AuthorAbbrev(x.Abbrev, sizeof x.Abbrev, id);
+    if (!Check(TblSaveAuthor(a, &x, kSaveAdd) == 0, "author"))
+      return false;
+  }
+  DbCloseFile(a);
+  return true;
+}
+
+// The Symptom record of a planned symptom, its remedies copied into `arr`
+// (room for 64), which the record then points to.
+inline void FillSymptom(Symptom &s, const Planned &p, SymptomRemedy *arr) {
+  memset(static_cast<void *>(&s), 0, sizeof s);
+  s.CursorState = 0xff;
+  s.Remedies = arr;
+  s.Num = p.at.num;
+  s.Sub = p.at.sub;
+  s.ParentNum = p.parent.num;
+  s.ParentSub = p.parent.sub;
+  s.Level = p.level;
+  s.Chapter = p.chapter;
+  s.UniqueId = p.uniqueId;
+  StrCopy(s.Text1, p.text1);
+  StrCopy(s.Text2, p.text2);
+  StrCopy(s.CrossRef1, p.crossRef1.c_str());
+  StrCopy(s.Synonym1, p.synonym1.c_str());
+  s.RemedyCount = static_cast<uint16_t>(p.remedies.size() - 1);
+  std::copy(p.remedies.begin(), p.remedies.end(), arr);
 }
 
 } // namespace bench

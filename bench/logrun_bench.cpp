@@ -65,15 +65,13 @@
 #include <unistd.h>
 #include <vector>
 
+namespace bench {
+const char *const BenchName = "logrun_bench";
+} // namespace bench
+
 namespace {
 
 using namespace bench;
-bool Check(bool ok, const char *what) {
-  if (!ok)
-    fprintf(stderr, "logrun_bench: %s failed (%d)\n", what, OrvixError);
-  return ok;
-}
-
 bool BuildMessages() {
   MsgDataSet set;
   for (const char *lang : {"en", "fr", "de"}) {
@@ -98,42 +96,11 @@ bool BuildMessages() {
   return true;
 }
 
-void RemedyAbbrev(char *out, size_t cap, int id) {
-  StrFormat(out, cap, "R%d.", id);
-}
-void AuthorAbbrev(char *out, size_t cap, int id) {
-  StrFormat(out, cap, "A%d", id);
-}
-
 void FillCatalog();
 
 bool BuildCatalogues() {
-  TblHandle r = TblCreateRemed("rem", 1, 1);
-  if (!Check(r != 0, "Remed table"))
+  if (!BuildRemedyAuthorTables())
     return false;
-  for (int id = 1; id <= kRemedyIds; ++id) {
-    Remed x;
-    memset(&x, 0, sizeof x);
-    x.CursorState = 0xff;
-    x.Id = static_cast<uint16_t>(id);
-    RemedyAbbrev(x.Abbrev, sizeof x.Abbrev, id);
-    if (!Check(TblSaveRemed(r, &x, kSaveAdd) == 0, "remedy"))
-      return false;
-  }
-  DbCloseFile(r);
-  TblHandle a = TblCreateAuthor("aut", 1, 1);
-  if (!Check(a != 0, "Author table"))
-    return false;
-  for (int id = 1; id <= kAuthorIds; ++id) {
-    Author x;
-    memset(&x, 0, sizeof x);
-    x.CursorState = 0xff;
-    x.Id = static_cast<uint16_t>(id);
-    AuthorAbbrev(x.Abbrev, sizeof x.Abbrev, id);
-    if (!Check(TblSaveAuthor(a, &x, kSaveAdd) == 0, "author"))
-      return false;
-  }
-  DbCloseFile(a);
 
   TblHandle cat = TblCreateCatalog("cat", 1, 1);
   if (!Check(cat != 0, "catalogue"))
@@ -166,22 +133,7 @@ bool BuildRepertory(const std::vector<Planned> &plan) {
   Symptom s;
   SymptomRemedy *arr = TblAllocSymptomRemed(64);
   for (const Planned &p : plan) {
-    memset(static_cast<void *>(&s), 0, sizeof s);
-    s.CursorState = 0xff;
-    s.Remedies = arr;
-    s.Num = p.at.num;
-    s.Sub = p.at.sub;
-    s.ParentNum = p.parent.num;
-    s.ParentSub = p.parent.sub;
-    s.Level = p.level;
-    s.Chapter = p.chapter;
-    s.UniqueId = p.uniqueId;
-    StrCopy(s.Text1, p.text1);
-    StrCopy(s.Text2, p.text2);
-    StrCopy(s.CrossRef1, p.crossRef1.c_str());
-    StrCopy(s.Synonym1, p.synonym1.c_str());
-    s.RemedyCount = static_cast<uint16_t>(p.remedies.size() - 1);
-    std::copy(p.remedies.begin(), p.remedies.end(), arr);
+    FillSymptom(s, p, arr);
     if (!Check(TblSaveSymptom(h, &s, kSaveAdd) == 0, "symptom"))
       return false;
   }

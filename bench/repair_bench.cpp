@@ -35,45 +35,11 @@
 
 using namespace bench;
 
+namespace bench {
+const char *const BenchName = "repair_bench";
+} // namespace bench
+
 namespace {
-
-bool Check(bool ok, const char *what) {
-  if (!ok)
-    fprintf(stderr, "repair_bench: %s failed (store error %d)\n", what,
-            OrvixError);
-  return ok;
-}
-
-bool BuildShared() {
-  TblHandle r = TblCreateRemed("rem", 1, 1);
-  if (!Check(r != 0, "Remed table"))
-    return false;
-  for (int id = 1; id <= kRemedyIds; ++id) {
-    Remed x;
-    memset(&x, 0, sizeof x);
-    x.CursorState = 0xff;
-    x.Id = static_cast<uint16_t>(id);
-    StrFormat(x.Abbrev, "R%d.", id);
-    StrFormat(x.Name, "Remedium %d", id);
-    if (!Check(TblSaveRemed(r, &x, kSaveAdd) == 0, "remedy"))
-      return false;
-  }
-  DbCloseFile(r);
-  TblHandle a = TblCreateAuthor("aut", 1, 1);
-  if (!Check(a != 0, "Author table"))
-    return false;
-  for (int id = 1; id <= kAuthorIds; ++id) {
-    Author x;
-    memset(&x, 0, sizeof x);
-    x.CursorState = 0xff;
-    x.Id = static_cast<uint16_t>(id);
-    StrFormat(x.Abbrev, "A%d", id);
-    if (!Check(TblSaveAuthor(a, &x, kSaveAdd) == 0, "author"))
-      return false;
-  }
-  DbCloseFile(a);
-  return true;
-}
 
 bool BuildRepertory(const std::vector<Planned> &plan) {
   std::filesystem::create_directory("rep");
@@ -87,22 +53,7 @@ bool BuildRepertory(const std::vector<Planned> &plan) {
   SymptomRemedy *arr = TblAllocSymptomRemed(64);
   static char text1[kNoteTextSize], text2[kNoteTextSize];
   for (const Planned &p : plan) {
-    memset(static_cast<void *>(&s), 0, sizeof s);
-    s.CursorState = 0xff;
-    s.Remedies = arr;
-    s.Num = p.at.num;
-    s.Sub = p.at.sub;
-    s.ParentNum = p.parent.num;
-    s.ParentSub = p.parent.sub;
-    s.Level = p.level;
-    s.Chapter = p.chapter;
-    s.UniqueId = p.uniqueId;
-    StrCopy(s.Text1, p.text1);
-    StrCopy(s.Text2, p.text2);
-    StrCopy(s.CrossRef1, p.crossRef1.c_str());
-    StrCopy(s.Synonym1, p.synonym1.c_str());
-    s.RemedyCount = static_cast<uint16_t>(p.remedies.size() - 1);
-    std::copy(p.remedies.begin(), p.remedies.end(), arr);
+    FillSymptom(s, p, arr);
     if (!Check(TblSaveSymptom(h, &s, kSaveAdd) == 0, "symptom"))
       return false;
     if (p.uniqueId % 20 == 0) {
@@ -307,7 +258,8 @@ int main(int argc, char **argv) {
     fprintf(stderr, "building %d symptoms and %d cases in %s\n", count, cases,
             dir);
     std::vector<Planned> plan = Plan(count);
-    if (!BuildShared() || !BuildRepertory(plan) || !BuildCases(cases))
+    if (!BuildRemedyAuthorTables() || !BuildRepertory(plan) ||
+        !BuildCases(cases))
       break;
     plan.clear();
     plan.shrink_to_fit();

@@ -23,6 +23,10 @@
 #include <unistd.h>
 #include <vector>
 
+namespace bench {
+const char *const BenchName = "store_bench";
+} // namespace bench
+
 namespace {
 
 using namespace bench;

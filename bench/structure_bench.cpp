@@ -32,45 +32,13 @@
 #include <sys/resource.h>
 #include <vector>
 
+namespace bench {
+const char *const BenchName = "structure_bench";
+} // namespace bench
+
 namespace {
 
 using namespace bench;
-
-bool Check(bool ok, const char *what) {
-  if (!ok)
-    fprintf(stderr, "structure_bench: %s failed (%d)\n", what, OrvixError);
-  return ok;
-}
-
-bool BuildCatalogues() {
-  TblHandle r = TblCreateRemed("rem", 1, 1);
-  if (!Check(r != 0, "Remed table"))
-    return false;
-  for (int id = 1; id <= kRemedyIds; ++id) {
-    Remed x;
-    memset(&x, 0, sizeof x);
-    x.CursorState = 0xff;
-    x.Id = static_cast<uint16_t>(id);
-    StrFormat(x.Abbrev, "R%d.", id);
-    if (!Check(TblSaveRemed(r, &x, kSaveAdd) == 0, "remedy"))
-      return false;
-  }
-  DbCloseFile(r);
-  TblHandle a = TblCreateAuthor("aut", 1, 1);
-  if (!Check(a != 0, "Author table"))
-    return false;
-  for (int id = 1; id <= kAuthorIds; ++id) {
-    Author x;
-    memset(&x, 0, sizeof x);
-    x.CursorState = 0xff;
-    x.Id = static_cast<uint16_t>(id);
-    StrFormat(x.Abbrev, "A%d", id);
-    if (!Check(TblSaveAuthor(a, &x, kSaveAdd) == 0, "author"))
-      return false;
-  }
-  DbCloseFile(a);
-  return true;
-}
 
 void TakeToken(const char *token, void *ctx) {
   std::string w(token);
@@ -131,20 +99,10 @@ bool BuildRepertory(const std::vector<Planned> &plan) {
   Symptom s;
   SymptomRemedy *arr = TblAllocSymptomRemed(64);
   for (const Planned &p : plan) {
-    memset(static_cast<void *>(&s), 0, sizeof s);
-    s.CursorState = 0xff;
-    s.Remedies = arr;
-    s.Num = p.at.num;
-    s.Sub = p.at.sub;
-    s.ParentNum = p.parent.num;
-    s.ParentSub = p.parent.sub;
-    s.Level = p.level;
-    s.Chapter = p.chapter;
-    s.UniqueId = p.uniqueId;
-    StrCopy(s.Text1, p.text1);
-    StrCopy(s.Text2, p.text2);
-    s.RemedyCount = static_cast<uint16_t>(p.remedies.size() - 1);
-    std::copy(p.remedies.begin(), p.remedies.end(), arr);
+    FillSymptom(s, p, arr);
+    // Its word index holds the symptom texts only: no synonyms or
+    // references in words to index beside them.
+    s.CrossRef1[0] = s.Synonym1[0] = '\0';
     if (!Check(TblSaveSymptom(h, &s, kSaveAdd) == 0, "symptom"))
       return false;
   }
@@ -217,7 +175,7 @@ int main(int argc, char **argv) {
 
   Clock::time_point t0 = Clock::now();
   std::vector<Planned> plan = Plan(count);
-  if (!BuildCatalogues() || !BuildRepertory(plan))
+  if (!BuildRemedyAuthorTables() || !BuildRepertory(plan))
     return 1;
   printf("built %d symptoms with Extract and word index in %.1f s\n", count,
          Seconds(t0));

@@ -133,6 +133,43 @@ TEST_F(TextRunTest, RangeCountsRejectsAndOwnLog) {
   EXPECT_NE(Slurp("logs/x.rpt").find("Add remedy"), std::string::npos);
 }
 
+TEST_F(TextRunTest, ANoteAppendedTwiceHoldsItsTextOnceWhenTheRunAsks) {
+  // The same note appended twice to fear, as a log replayed twice does.
+  LogEntry *first = Entry(OpChangeNote, {"0", "Mind \x02 fear", "1", "0", "0",
+                                         "0", "0", "", "Worse at night."});
+  LogEntry *again = Entry(OpChangeNote, {"0", "Mind \x02 fear", "1", "0", "0",
+                                         "0", "0", "", "Worse at night."});
+  std::string twice = Text({first}) + Text({again});
+  auto noteOfFear = [] {
+    TblHandle h = TblOpenNote("rep\\Note", 0, 1);
+    static Note n;
+    static char t1[kNoteTextSize], t2[kNoteTextSize];
+    memset(static_cast<void *>(&n), 0, sizeof n);
+    n.CursorState = 0xff;
+    n.Text1 = t1;
+    n.Text2 = t2;
+    std::string text = "-";
+    if (h != 0 && TblFindFullNote(h, &n, 0, kFindFirst) == 0)
+      text = t1;
+    if (h != 0)
+      DbCloseFile(h);
+    return text;
+  };
+  Source(twice);
+  RunOptions.CheckDoubleNotes = 0;
+  Run();
+  ASSERT_EQ(OpDone[kOpTotalRow], 2);
+  EXPECT_EQ(noteOfFear(),
+            "Worse at night.\n-----------------\nWorse at night.");
+
+  // Twice more with the clean-up asked for: one paragraph stays.
+  Source(twice);
+  RunOptions.CheckDoubleNotes = 1;
+  Run();
+  ASSERT_EQ(OpDone[kOpTotalRow], 2);
+  EXPECT_EQ(noteOfFear(), "Worse at night.");
+}
+
 TEST_F(TextRunTest, AnEmptyFileRunsOnlyWhenThePersonWantsTo) {
   Source("nothing here\n");
   std::ofstream("script.txt") << "answer 1\nanswer 2\n";

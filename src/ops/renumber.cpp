@@ -4,6 +4,7 @@
 
 #include "logentry/reportcodes.h"
 #include "ops/chainlist.h"
+#include "ops/subject.h"
 #include "ops/wordindex.h"
 #include "platform/strutil.h"
 
@@ -15,29 +16,6 @@
 #include <vector>
 
 namespace {
-
-// A Symptom record on the heap whose remedy array goes with it.
-struct HeapSymptom {
-  Symptom *s;
-  HeapSymptom() : s(new Symptom) {
-    memset(s, 0, sizeof *s);
-    s->CursorState = 0xff;
-  }
-  ~HeapSymptom() {
-    TblFreeSymptomRemed(s);
-    delete s;
-  }
-  HeapSymptom(const HeapSymptom &) = delete;
-  HeapSymptom &operator=(const HeapSymptom &) = delete;
-  // Clears the record for a search, keeping its remedy array.
-  Symptom &Key() {
-    SymptomRemedy *keep = s->Remedies;
-    memset(s, 0, sizeof *s);
-    s->Remedies = keep;
-    s->CursorState = 0xff;
-    return *s;
-  }
-};
 
 bool Before(uint32_t n1, uint16_t s1, uint32_t n2, uint16_t s2) {
   return n1 < n2 || (n1 == n2 && s1 < s2);
@@ -87,7 +65,7 @@ void Gather(const Symptom &s, Gathered *g) {
 // another symptom of the run had before.
 int CarryOutsideChildren(TblHandle symptoms, uint32_t num, uint16_t oldSub,
                          uint16_t newSub, uint32_t limit) {
-  HeapSymptom child;
+  OwnSymptom child;
   for (;;) {
     Symptom &k = child.Key();
     k.ParentNum = num;
@@ -319,7 +297,7 @@ int OpRenumberMakeRoom(const OpContext &ctx, uint32_t num, uint16_t sub,
   uint32_t limit = kWordSubtreeEnd;
   Gathered g;
   {
-    HeapSymptom h;
+    OwnSymptom h;
     Symptom &k = h.Key();
     k.Num = num;
     k.Sub = m.from;
@@ -353,7 +331,7 @@ int OpRenumberMakeRoom(const OpContext &ctx, uint32_t num, uint16_t sub,
                                            static_cast<uint32_t>(count + 1));
 
   // From the last down, so that each new number is free when it is taken.
-  HeapSymptom h;
+  OwnSymptom h;
   for (int old = m.to; old >= m.from; --old) {
     uint16_t from = static_cast<uint16_t>(old), now = m.To(from);
     if (CarryOutsideChildren(ctx.symptoms, num, from, now, limit) != 0)
@@ -397,7 +375,7 @@ int OpRenumberMakeRoom2(const OpContext &ctx, uint32_t num2, uint16_t sub2) {
   // The symptoms to move, by their primary number, before any is changed:
   // a save moves a record in the order of key 2.
   std::vector<std::pair<uint32_t, uint16_t>> moving;
-  HeapSymptom h;
+  OwnSymptom h;
   Symptom &k = h.Key();
   k.Num2 = num2;
   k.Sub2 = static_cast<uint16_t>(sub2 + 1);

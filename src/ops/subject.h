@@ -8,6 +8,7 @@
 #include "store/store.h"
 
 #include <cstdio>
+#include <cstring>
 
 // The Symptom record that the handlers find their symptom into: its remedy
 // array belongs to the record and lives from entry to entry until
@@ -19,6 +20,42 @@ extern Symptom SymptomRecord;
 // opens and closes them.
 extern TblHandle OpRemedTable;
 extern TblHandle OpAuthorTable;
+
+// A Symptom record of the caller's own, on the heap, with its own remedy
+// array that goes with it: the shared SymptomRecord changes under every
+// nested handler call. Key() clears it for a search, keeping the array;
+// ByNumber and ById find into it.
+struct OwnSymptom {
+  Symptom *s;
+  OwnSymptom() : s(new Symptom) {
+    memset(s, 0, sizeof *s);
+    s->CursorState = 0xff;
+  }
+  ~OwnSymptom() {
+    TblFreeSymptomRemed(s);
+    delete s;
+  }
+  OwnSymptom(const OwnSymptom &) = delete;
+  OwnSymptom &operator=(const OwnSymptom &) = delete;
+  Symptom &Key() {
+    SymptomRemedy *keep = s->Remedies;
+    memset(s, 0, sizeof *s);
+    s->Remedies = keep;
+    s->CursorState = 0xff;
+    return *s;
+  }
+  int ByNumber(TblHandle h, uint32_t num, uint16_t sub) {
+    Symptom &k = Key();
+    k.Num = num;
+    k.Sub = sub;
+    return TblFindFullSymptom(h, s, 0, kFindEqual);
+  }
+  int ById(TblHandle h, int32_t id) {
+    Symptom &k = Key();
+    k.UniqueId = id;
+    return TblFindFullSymptom(h, s, 8, kFindEqual);
+  }
+};
 
 // Frees the remedy array of SymptomRecord and forgets the cached remedy and
 // author names and the last bad destination of a reference reported; the

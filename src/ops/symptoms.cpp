@@ -19,40 +19,6 @@
 
 namespace {
 
-// A Symptom record of the handler's own, with its own remedy array: the
-// shared SymptomRecord changes under every nested call.
-struct OwnSymptom {
-  Symptom *s;
-  OwnSymptom() : s(new Symptom) {
-    memset(s, 0, sizeof *s);
-    s->CursorState = 0xff;
-  }
-  ~OwnSymptom() {
-    TblFreeSymptomRemed(s);
-    delete s;
-  }
-  OwnSymptom(const OwnSymptom &) = delete;
-  OwnSymptom &operator=(const OwnSymptom &) = delete;
-  Symptom &Key() {
-    SymptomRemedy *keep = s->Remedies;
-    memset(s, 0, sizeof *s);
-    s->Remedies = keep;
-    s->CursorState = 0xff;
-    return *s;
-  }
-  int ByNumber(TblHandle h, uint32_t num, uint16_t sub) {
-    Symptom &k = Key();
-    k.Num = num;
-    k.Sub = sub;
-    return TblFindFullSymptom(h, s, 0, kFindEqual);
-  }
-  int ById(TblHandle h, int32_t id) {
-    Symptom &k = Key();
-    k.UniqueId = id;
-    return TblFindFullSymptom(h, s, 8, kFindEqual);
-  }
-};
-
 // An entry taken apart: its split text and the symptom it names, copied
 // out of SymptomRecord.
 struct Target {
