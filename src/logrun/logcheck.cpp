@@ -220,8 +220,14 @@ bool LogCheckSymptom(LogEntry *entry, const OpContext &ctx, bool addMissing) {
   bool rebuild =
       op == OpMoveSymptoms || op == OpSplitSymptom || op == OpMergeSymptom;
   // A transfer re-creates the levels of a first-language path where they
-  // were; a symptom that is gone is not re-created to be deleted again.
-  if (!addMissing && ctx.assoc != 0 && lang == 1 && op != OpDeleteSymptom) {
+  // were, for an entry that adds to it. An entry that changes or removes
+  // what must already stand there (a degree, a remedy, a link, a concept
+  // link, the symptom itself) could only fail on a new empty level: it is
+  // refused as not found, and nothing is written only to be undone.
+  bool needsWhatStands = op == OpChangeDegree || op == OpDeleteRemedy ||
+                         op == OpDeleteSymptom || op == OpDeleteLink ||
+                         op == OpDeleteConcept;
+  if (!addMissing && ctx.assoc != 0 && lang == 1 && !needsWhatStands) {
     LogJoinFields(entry->text, length);
     if (LogRebuildLevels(entry, ctx, LogRunOwnLog(), &LogRunNextOwnNumber) !=
         0) {
