@@ -2,8 +2,8 @@
 // stop leaves the table exactly as it was, with no scratch file behind.
 #include "ops/verify.h"
 #include "store/progress.h"
-#include "tbljson.h"
 #include "store_fixture.h"
+#include "tbljson.h"
 
 #include <filesystem>
 #include <string>
