@@ -1,15 +1,18 @@
 // How fast a user's log moves to a new edition: builds in a scratch folder
-// a new edition of 250,000 symptoms (bench_repertory.h), the association
-// table of the old edition beside it (one row a symptom; one symptom in ten
-// had another text in the old edition, one in a hundred another parent
-// level text), an index, and rename lists of 500 remedies and 100 authors;
-// writes an old-edition log of 10,000 remedy operations without unique ids,
-// with old paths and, for one entry in five, old abbreviations. Then times
-// the translation alone (LogTranslateEntry over every entry, in memory) and
-// the run that /UPGRADEASSOC starts after its backup: the user-defined
-// lists, and LogRunTable in association mode keeping the own log of the new
-// edition, with no Progress window. The backup itself is the copy
-// program's and is timed by backup_bench.
+// a new edition of 250,000 symptoms (bench_repertory.h, no two siblings of
+// one text), the association table of the old edition beside it (one row a
+// symptom of the old edition: one in ten had another text, one in a hundred
+// stood a level higher, about 3.5 in a thousand are gone from the new
+// edition, and the new one has as many that the old lacked), an index, and
+// rename lists of 500 remedies and 100 authors; writes an old-edition log
+// of 10,000 remedy operations without unique ids, with old paths and, for
+// one entry in five, old abbreviations. Then times the translation alone
+// (LogTranslateEntry over every entry, in memory) and the run that
+// /UPGRADEASSOC starts after its backup: the user-defined lists, and
+// LogRunTable in association mode keeping the own log of the new edition,
+// with no Progress window. The backup itself is the copy program's and is
+// timed by backup_bench. Last it counts the levels the run re-created and
+// the entries that needed them.
 //
 //   upgrade_bench [--count N] [--entries N] [--keep]
 //
@@ -42,6 +45,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <map>
+#include <set>
 #include <string>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -62,6 +67,144 @@ void RemedyAbbrev(char *out, size_t cap, int id) {
 }
 void AuthorAbbrev(char *out, size_t cap, int id) {
   StrFormat(out, cap, "A%d", id);
+}
+
+size_t IndexOf(const Numbered &n) {
+  return (n.num - 1) * 1000 + n.sub;
+}
+
+constexpr size_t kNone = SIZE_MAX;
+
+// What became of a symptom of the old edition in the new one.
+enum class Fate : uint8_t {
+  kKept,    // the same text below the same parent (it may be renamed)
+  kMoved,   // the old edition had it one level higher, below its grandparent
+  kDropped, // the new edition no longer has it: "<deleted>" in the table
+  kAdded,   // new in the new edition (say the other half of a split): no row
+};
+
+// The old edition beside the planned new one, by planned index.
+struct Edition {
+  std::vector<Fate> fate;
+  std::vector<std::string> oldText;
+  std::vector<size_t> oldParent; // kNone for a chapter
+  int renamed = 0, moved = 0, dropped = 0, added = 0;
+};
+Edition Old;
+
+size_t ParentOf(const std::vector<Planned> &plan, size_t i) {
+  return plan[i].parent.num == 0 ? kNone : IndexOf(plan[i].parent);
+}
+
+std::string Upper(std::string t) {
+  for (char &c : t)
+    c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
+  return t;
+}
+
+// A repertory has no two siblings of one text: the generator's random
+// texts do (one symptom in 65 at 50,000), and a path through the second
+// of two equal siblings can then be found neither in the association
+// table nor in the new edition, which the run answers with re-created
+// levels or a refusal for a doubled symptom. A doubled text takes another
+// word, in both languages, until it is alone among its siblings.
+void DistinctSiblings(std::vector<Planned> &plan) {
+  std::set<std::pair<size_t, std::string>> seen1, seen2;
+  for (size_t i = 0; i < plan.size(); ++i) {
+    Planned &p = plan[i];
+    size_t parent = ParentOf(plan, i);
+    while (seen1.count({parent, Upper(p.text1)}) != 0 ||
+           seen2.count({parent, Upper(p.text2)}) != 0) {
+      int w = Pick(0, kWordCount - 1);
+      StrAppend(p.text1, sizeof p.text1, " ");
+      StrAppend(p.text1, sizeof p.text1, kWords1[w]);
+      StrAppend(p.text2, sizeof p.text2, " ");
+      StrAppend(p.text2, sizeof p.text2, kWords2[w]);
+    }
+    seen1.insert({parent, Upper(p.text1)});
+    seen2.insert({parent, Upper(p.text2)});
+  }
+}
+
+// The old edition: one symptom in ten had another text; one in a hundred
+// (of level 3 or deeper) stood one level higher, its descendants with it;
+// five leaves in a thousand (about 3.5 symptoms in a thousand) were dropped
+// from the new edition, and five leaves in a thousand are new in it. Old texts
+// stay distinct among their old siblings: a move that would double one does not
+// happen.
+void PlanOldEdition(const std::vector<Planned> &plan) {
+  size_t n = plan.size();
+  Old = Edition{};
+  Old.fate.assign(n, Fate::kKept);
+  Old.oldText.resize(n);
+  Old.oldParent.resize(n);
+  std::mt19937 random(20121215);
+  auto chance = [&](int per) {
+    return std::uniform_int_distribution<int>(0, 9999)(random) < per;
+  };
+  std::set<std::pair<size_t, std::string>> seen;
+  for (size_t i = 0; i < n; ++i) {
+    const Planned &p = plan[i];
+    bool leaf = i + 1 == n || plan[i + 1].level <= p.level;
+    Old.oldParent[i] = ParentOf(plan, i);
+    Old.oldText[i] = p.text1;
+    if (i % 10 == 3) {
+      Old.oldText[i] = "einst " + Old.oldText[i];
+      ++Old.renamed;
+    }
+    if (leaf && p.level >= 2 && chance(50)) {
+      Old.fate[i] = Fate::kDropped;
+      ++Old.dropped;
+    } else if (leaf && p.level >= 2 && chance(50)) {
+      Old.fate[i] = Fate::kAdded;
+      ++Old.added;
+      continue;
+    } else if (p.level >= 3 && chance(100)) {
+      size_t up = ParentOf(plan, Old.oldParent[i]);
+      if (seen.count({up, Upper(Old.oldText[i])}) == 0) {
+        Old.fate[i] = Fate::kMoved;
+        Old.oldParent[i] = up;
+        ++Old.moved;
+      }
+    }
+    seen.insert({Old.oldParent[i], Upper(Old.oldText[i])});
+  }
+  // A move below the grandparent may meet a sibling planned after it, and
+  // a move given up may meet a nephew moved up: moves that double a text
+  // are given up until none does.
+  for (bool changed = true; changed;) {
+    changed = false;
+    std::map<std::pair<size_t, std::string>, std::vector<size_t>> holders;
+    for (size_t i = 0; i < n; ++i)
+      if (Old.fate[i] != Fate::kAdded)
+        holders[{Old.oldParent[i], Upper(Old.oldText[i])}].push_back(i);
+    for (auto &[key, list] : holders) {
+      if (list.size() < 2)
+        continue;
+      for (size_t i : list)
+        if (Old.fate[i] == Fate::kMoved) {
+          Old.fate[i] = Fate::kKept;
+          Old.oldParent[i] = ParentOf(plan, i);
+          --Old.moved;
+          changed = true;
+        }
+    }
+  }
+}
+
+// A path of planned symptom i, old or new, joined by `sep`.
+std::string PathOf(const std::vector<Planned> &plan, size_t i, bool old,
+                   const char *sep) {
+  std::vector<std::string> levels;
+  for (; i != kNone; i = old ? Old.oldParent[i] : ParentOf(plan, i))
+    levels.push_back(old ? Old.oldText[i] : std::string(plan[i].text1));
+  std::string path;
+  for (size_t k = levels.size(); k-- > 0;) {
+    if (!path.empty())
+      path += sep;
+    path += levels[k];
+  }
+  return path;
 }
 
 bool BuildCatalogues() {
@@ -123,7 +266,10 @@ bool BuildRepertory(const std::vector<Planned> &plan) {
     return false;
   Symptom s;
   SymptomRemedy *arr = TblAllocSymptomRemed(64);
-  for (const Planned &p : plan) {
+  for (size_t i = 0; i < plan.size(); ++i) {
+    if (Old.fate[i] == Fate::kDropped)
+      continue;
+    const Planned &p = plan[i];
     memset(static_cast<void *>(&s), 0, sizeof s);
     s.CursorState = 0xff;
     s.Remedies = arr;
@@ -157,51 +303,28 @@ bool BuildRepertory(const std::vector<Planned> &plan) {
   return true;
 }
 
-size_t IndexOf(const Numbered &n) {
-  return (n.num - 1) * 1000 + n.sub;
-}
-
-// The old edition's text of a level: one symptom in ten was called
-// otherwise.
-std::string OldText(const std::vector<Planned> &plan, size_t i) {
-  std::string t = plan[i].text1;
-  return i % 10 == 3 ? "einst " + t : t;
-}
-
-// A path of planned symptom i, old or new, joined by `sep`.
-std::string PathOf(const std::vector<Planned> &plan, size_t i, bool old,
-                   const char *sep) {
-  std::vector<std::string> levels;
-  for (;;) {
-    levels.push_back(old ? OldText(plan, i) : std::string(plan[i].text1));
-    if (plan[i].parent.num == 0)
-      break;
-    i = IndexOf(plan[i].parent);
-  }
-  std::string path;
-  for (size_t k = levels.size(); k-- > 0;) {
-    if (!path.empty())
-      path += sep;
-    path += levels[k];
-  }
-  return path;
-}
-
 bool BuildAssociation(const std::vector<Planned> &plan) {
   TblHandle h = TblCreateAt("..\\data\\at\\atbench", 1, 1);
   if (!Check(h != 0, "association table"))
     return false;
   static At rec;
   for (size_t i = 0; i < plan.size(); ++i) {
+    if (Old.fate[i] == Fate::kAdded)
+      continue;
     const Planned &p = plan[i];
     rec.CursorState = 0xff;
     TblClearAt(&rec);
+    // The old edition's records keep the new one's numbers.
     rec.Num = p.at.num;
     rec.Sub = p.at.sub;
-    rec.ParentNum = p.parent.num;
-    rec.ParentSub = p.parent.sub;
-    StrCopy(rec.Text, OldText(plan, i).c_str());
-    StrCopy(rec.NewPath, PathOf(plan, i, false, " - ").c_str());
+    if (size_t up = Old.oldParent[i]; up != kNone) {
+      rec.ParentNum = plan[up].at.num;
+      rec.ParentSub = plan[up].at.sub;
+    }
+    StrCopy(rec.Text, Old.oldText[i].c_str());
+    StrCopy(rec.NewPath, Old.fate[i] == Fate::kDropped
+                             ? "<deleted>"
+                             : PathOf(plan, i, false, " - ").c_str());
     if (!Check(TblSaveAt(h, &rec, kSaveAdd) == 0, "association row"))
       return false;
   }
@@ -225,19 +348,22 @@ bool BuildAssociation(const std::vector<Planned> &plan) {
 // The old edition's log: remedy operations on distinct symptoms, by their
 // old paths, without unique ids; one in five names its remedy and author
 // as the old edition did.
-bool WriteLog(const std::vector<Planned> &plan, int entries) {
+bool WriteLog(const std::vector<Planned> &plan, int entries,
+              std::vector<size_t> *named) {
   TblHandle log = TblCreateRlog("..\\log\\BREP2009", 0, 1, 3);
   if (!Check(log != 0, "log"))
     return false;
-  std::vector<size_t> order(plan.size());
-  for (size_t i = 0; i < order.size(); ++i)
-    order[i] = i;
+  std::vector<size_t> order;
+  for (size_t i = 0; i < plan.size(); ++i)
+    if (Old.fate[i] != Fate::kAdded)
+      order.push_back(i);
   std::shuffle(order.begin(), order.end(), gRandom);
   long date = 0;
   DateYMDToLong(2010, 3, 15, &date);
   static char buffer[kLogTextSize];
   for (int n = 0; n < entries; ++n) {
     size_t i = order[static_cast<size_t>(n) % order.size()];
+    named->push_back(i);
     const Planned &p = plan[i];
     int present = static_cast<int>(p.remedies.size()) - 1;
     const SymptomRemedy &old =
@@ -340,6 +466,51 @@ bool TimeTranslation(int entries) {
   return static_cast<int>(texts.size()) == entries;
 }
 
+// The levels the run re-created: the own log's OpAddSymptomBelow entries,
+// each with the time of the source entry that needed it (36000 + its
+// index). Tells how many entries needed levels and, of those, how many name
+// a symptom that the new edition really lacks.
+void CountRecreated(const std::vector<Planned> &plan,
+                    const std::vector<size_t> &named,
+                    const std::vector<bool> &gone) {
+  TblHandle own = TblOpenRlog("..\\log\\BREP2012", 0, 1);
+  if (own == 0) {
+    fprintf(stderr, "upgrade_bench: no own log to count\n");
+    return;
+  }
+  static char buffer[kLogTextSize];
+  LogEntry e;
+  LogClearEntry(&e, buffer);
+  int levels = 0, shown = 0;
+  std::vector<bool> needed(named.size());
+  for (int r = TblFindFullRlog(own, &e, 0, kFindFirst); r == 0;
+       r = TblFindFullRlog(own, &e, 0, kFindNext)) {
+    if (e.operation != OpAddSymptomBelow)
+      continue;
+    ++levels;
+    size_t n = e.time - 36000;
+    if (n < named.size() && !needed[n]) {
+      needed[n] = true;
+      if (!gone[named[n]] && shown++ < 5)
+        fprintf(stderr, "  re-created for entry %zu (%s): %s\n", n + 1,
+                PathOf(plan, named[n], false, " - ").c_str(), buffer);
+    }
+  }
+  DbCloseFile(own);
+  int entries = 0, real = 0;
+  for (size_t n = 0; n < named.size(); ++n)
+    if (needed[n]) {
+      ++entries;
+      real += gone[named[n]] ? 1 : 0;
+    }
+  int naming = 0;
+  for (size_t i : named)
+    naming += gone[i] ? 1 : 0;
+  printf("  re-created levels: %d, for %d entries (%d of them name a "
+         "symptom the new edition lacks); %d entries name one\n",
+         levels, entries, real, naming);
+}
+
 void CountFault(const char *fault, void *ctx) {
   int &n = *static_cast<int *>(ctx);
   if (n++ < 10)
@@ -398,10 +569,19 @@ int main(int argc, char **argv) {
     auto t0 = Clock::now();
     fprintf(stderr, "planning %d symptoms, building them in %s\n", count, dir);
     std::vector<Planned> plan = Plan(count);
+    DistinctSiblings(plan);
+    PlanOldEdition(plan);
+    std::vector<size_t> named;
+    std::vector<bool> gone(plan.size());
+    for (size_t i = 0; i < plan.size(); ++i)
+      gone[i] = Old.fate[i] == Fate::kDropped;
     if (!BuildCatalogues() || !BuildRepertory(plan) ||
-        !BuildAssociation(plan) || !WriteLog(plan, entries))
+        !BuildAssociation(plan) || !WriteLog(plan, entries, &named))
       break;
     fprintf(stderr, "built in %.1f s\n", Seconds(t0));
+    printf("old edition: %d of %zu symptoms renamed, %d moved, %d dropped "
+           "from the new edition, %d new in it\n",
+           Old.renamed, plan.size(), Old.moved, Old.dropped, Old.added);
     sync();
     printf("machine load (1 min) at the start: %.2f\n", LoadAverage());
 
@@ -441,6 +621,7 @@ int main(int argc, char **argv) {
               entries);
       break;
     }
+    CountRecreated(plan, named, gone);
     w0 = Clock::now();
     int faults = 0;
     VerifyRepertory("..\\data\\rep", CountFault, &faults);
