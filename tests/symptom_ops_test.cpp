@@ -491,4 +491,67 @@ TEST_F(SymptomOpsTest, TheCheckRefusesClashesAndAddsMissingPaths) {
   EXPECT_EQ(Faults(), "");
 }
 
+// In a transfer a missing path is re-created where it was, but only for an
+// entry that can then be applied: one that names a remedy or author the
+// tables do not know, or a note of a remedy that a new level cannot have,
+// is refused before anything is written.
+TEST_F(SymptomOpsTest, ATransferReCreatesLevelsOnlyForAnEntryThatCanAddToThem) {
+  TblHandle at = TblCreateAt("at", 1, 1);
+  ASSERT_NE(at, 0);
+  OpContext ctx = Ctx();
+  ctx.assoc = at;
+  const std::string path = "Mind \x02 jealousy \x02 love";
+  const std::vector<std::string> before = Book();
+  struct Case {
+    std::vector<std::string> fields;
+    int op;
+    bool goesOn;
+    int message;
+  } refused[] = {
+      {{"0", path, "Old-acon.", "Kent", "2"},
+       OpAddRemedy,
+       false,
+       kMsgRemedyNotFound},
+      {{"0", path, "Acon.", "Old-kent", "2"},
+       OpAddRemedy,
+       false,
+       kMsgAuthorNotFound},
+      {{"0", path, "Old-acon.", "0", "1", "1", "title", "file"},
+       OpAddLink,
+       false,
+       kMsgRemedyNotFound},
+      // Handed on as not found, for the handler to tell the same.
+      {{"0", path, "1", "Acon.", "Kent", "2", "0", "", "note"},
+       OpChangeNote,
+       true,
+       kMsgSymptomNotFound},
+  };
+  for (const Case &c : refused) {
+    LogEntry *e = Entry(c.op, c.fields);
+    std::string whole = e->text;
+    LogLastMessage = 0;
+    EXPECT_EQ(LogCheckSymptom(e, ctx, false), c.goesOn) << c.fields[2];
+    EXPECT_EQ(LogLastMessage, c.message) << c.fields[2];
+    EXPECT_EQ(std::string(e->text), whole) << "whole again";
+    EXPECT_EQ(Book(), before) << "nothing written for " << c.fields[2];
+  }
+
+  // Names the tables know: the levels come back where they were, and the
+  // addition lands on them.
+  LogEntry *add = Entry(OpAddRemedy, {"0", path, "Acon.", "Kent", "2"});
+  ASSERT_TRUE(LogCheckSymptom(add, ctx, false));
+  EXPECT_TRUE(Exists(path));
+  ASSERT_EQ(LogDispatch(add, ctx), 0);
+  Symptom love = Find(path);
+  EXPECT_EQ(Remedies(love.Num, love.Sub).size(), 1u);
+  // A note of the symptom itself names no remedy: it may go on a new level.
+  EXPECT_TRUE(
+      LogCheckSymptom(Entry(OpChangeNote, {"0", "Mind \x02 envy", "1", "0", "0",
+                                           "0", "0", "", "note"}),
+                      ctx, false));
+  EXPECT_TRUE(Exists("Mind \x02 envy"));
+  DbCloseFile(at);
+  EXPECT_EQ(Faults(), "");
+}
+
 } // namespace

@@ -101,6 +101,49 @@ int AddInPlace(const LogEntry &from, const OpContext &ctx,
   return AddLevel(from, ctx, OpAddSymptomAfter, language, path, level);
 }
 
+// The remedy and author that an entry adding to a symptom names, and
+// whether "0" stands for none (a note or link of the symptom itself).
+struct NamedPair {
+  int remedy = -1, author = -1;
+  bool zeroIsNone = false;
+};
+
+NamedPair NamesOf(int op) {
+  switch (op) {
+  case OpAddRemedy:
+    return {RemedyFields::kRemedy, RemedyFields::kAuthor, false};
+  case OpChangeNote:
+    return {NoteFields::kRemedy, NoteFields::kAuthor, true};
+  case OpAddLink:
+    return {LinkFields::kRemedy, LinkFields::kAuthor, true};
+  default:
+    return {};
+  }
+}
+
+bool NamesNone(const char *field, const NamedPair &names) {
+  return names.zeroIsNone && strcmp(field, "0") == 0;
+}
+
+// A remedy or author that the tables do not know, in an entry that would
+// add to re-created levels: its handler would refuse it once the levels
+// were written, and the run would undo them. Answers the handler's
+// message (2736, 2737), or 0 when both are known or none is named.
+int UnknownName(const LogEntry &entry, const FieldOffsets &off) {
+  NamedPair names = NamesOf(entry.operation);
+  if (names.remedy < 0)
+    return 0;
+  const char *remedy = LogField(entry.text, off, names.remedy);
+  Remed r;
+  if (!NamesNone(remedy, names) && OpFindRemedy(remedy, &r) != 0)
+    return kMsgRemedyNotFound;
+  const char *author = LogField(entry.text, off, names.author);
+  Author a;
+  if (!NamesNone(author, names) && OpFindAuthor(author, &a) != 0)
+    return kMsgAuthorNotFound;
+  return 0;
+}
+
 } // namespace
 
 int LogAddMissingPath(LogEntry *entry, const OpContext &ctx) {
@@ -224,10 +267,22 @@ bool LogCheckSymptom(LogEntry *entry, const OpContext &ctx, bool addMissing) {
   // what must already stand there (a degree, a remedy, a link, a concept
   // link, the symptom itself) could only fail on a new empty level: it is
   // refused as not found, and nothing is written only to be undone.
-  bool needsWhatStands = op == OpChangeDegree || op == OpDeleteRemedy ||
-                         op == OpDeleteSymptom || op == OpDeleteLink ||
-                         op == OpDeleteConcept;
+  // A note of a remedy needs the remedy on the symptom, which a new level
+  // does not have.
+  bool needsWhatStands =
+      op == OpChangeDegree || op == OpDeleteRemedy || op == OpDeleteSymptom ||
+      op == OpDeleteLink || op == OpDeleteConcept ||
+      (op == OpChangeNote &&
+       !NamesNone(LogField(entry->text, off, NoteFields::kRemedy),
+                  NamesOf(op)));
   if (!addMissing && ctx.assoc != 0 && lang == 1 && !needsWhatStands) {
+    // Names the handler would not find refuse the entry before anything is
+    // written, with the handler's own message.
+    if (int message = UnknownName(*entry, off); message != 0) {
+      LogReportEntry(ctx.errors, message, entry, off, 1);
+      LogJoinFields(entry->text, length);
+      return false;
+    }
     LogJoinFields(entry->text, length);
     if (LogRebuildLevels(entry, ctx, LogRunOwnLog(), &LogRunNextOwnNumber) !=
         0) {

@@ -11,9 +11,11 @@
 // Answers true to run the handler, false to refuse the entry (reported
 // into ctx.errors: 2762 the text to be created exists already, 5402 two
 // symptoms differ only in letter case, 2628 the path is not found, 3218 no
-// memory). With `addMissing` a path that is not found is added under the
-// catch-all heading of its chapter (message 5455), the missing levels each
-// in its alphabetical place among its siblings, and the entry's path is
+// memory; in a transfer 2736 or 2737 for an entry that would add to
+// re-created levels a remedy or author the tables do not know, told before
+// any level is written). With `addMissing` a path that is not found is added
+// under the catch-all heading of its chapter (message 5455), the missing levels
+// each in its alphabetical place among its siblings, and the entry's path is
 // changed to name what now exists. The text area is whole again on return.
 bool LogCheckSymptom(LogEntry *entry, const OpContext &ctx, bool addMissing);
 
