@@ -14,7 +14,9 @@
 // timed by backup_bench. Last it counts the levels the run re-created and
 // the entries that needed them.
 //
-//   upgrade_bench [--count N] [--entries N] [--keep]
+//   upgrade_bench [--count N] [--entries N] [--dropped N] [--keep]
+//
+// --dropped: leaves in ten thousand that the new edition dropped (50).
 //
 // Build in Release for figures worth quoting; docs/performance.md holds them.
 #include "bench_repertory.h"
@@ -132,7 +134,7 @@ void DistinctSiblings(std::vector<Planned> &plan) {
 // from the new edition, and five leaves in a thousand are new in it. Old texts
 // stay distinct among their old siblings: a move that would double one does not
 // happen.
-void PlanOldEdition(const std::vector<Planned> &plan) {
+void PlanOldEdition(const std::vector<Planned> &plan, int dropped) {
   size_t n = plan.size();
   Old = Edition{};
   Old.fate.assign(n, Fate::kKept);
@@ -152,7 +154,7 @@ void PlanOldEdition(const std::vector<Planned> &plan) {
       Old.oldText[i] = "einst " + Old.oldText[i];
       ++Old.renamed;
     }
-    if (leaf && p.level >= 2 && chance(50)) {
+    if (leaf && p.level >= 2 && chance(dropped)) {
       Old.fate[i] = Fate::kDropped;
       ++Old.dropped;
     } else if (leaf && p.level >= 2 && chance(50)) {
@@ -520,7 +522,7 @@ void CountFault(const char *fault, void *ctx) {
 } // namespace
 
 int main(int argc, char **argv) {
-  int count = 250000, entries = 10000;
+  int count = 250000, entries = 10000, dropped = 50;
   bool keep = false;
   for (int i = 1; i < argc; ++i) {
     if (strcmp(argv[i], "--keep") == 0) {
@@ -532,9 +534,12 @@ int main(int argc, char **argv) {
       count = static_cast<int>(std::clamp(v, 1000L, 5000000L));
     else if (strcmp(argv[i], "--entries") == 0 && i + 1 < argc)
       entries = static_cast<int>(std::clamp(v, 1L, 10000000L));
+    else if (strcmp(argv[i], "--dropped") == 0 && i + 1 < argc)
+      dropped = static_cast<int>(std::clamp(v, 0L, 10000L));
     else {
       fprintf(stderr,
-              "usage: upgrade_bench [--count N] [--entries N] [--keep]\n");
+              "usage: upgrade_bench [--count N] [--entries N] [--dropped N] "
+              "[--keep]\n");
       return 2;
     }
     ++i;
@@ -570,7 +575,7 @@ int main(int argc, char **argv) {
     fprintf(stderr, "planning %d symptoms, building them in %s\n", count, dir);
     std::vector<Planned> plan = Plan(count);
     DistinctSiblings(plan);
-    PlanOldEdition(plan);
+    PlanOldEdition(plan, dropped);
     std::vector<size_t> named;
     std::vector<bool> gone(plan.size());
     for (size_t i = 0; i < plan.size(); ++i)
