@@ -80,9 +80,10 @@ enum FrameKind : uint8_t {
 
 // A patch frame's payload: the offset of the put frame it changes (u64),
 // the length of the record it makes (u32), the count of pieces (u16), then
-// each piece: where it goes (u32), its length (u16), its bytes.
+// each piece: the bytes between it and the piece before (a varint), its
+// length (a varint), its bytes.
 constexpr size_t kPatchHead = 14;
-constexpr size_t kPieceHead = 6;
+constexpr size_t kPieceJoin = 3; // equal bytes a piece takes in to join the next
 // A save writes a patch only for a record at least this long, and only
 // while the patch stays within a quarter of the record: beyond that the
 // whole record costs little more to write and nothing to read.
@@ -488,6 +489,30 @@ bool PatchBase(const uint8_t *map, const FrameView &patch, uint8_t family,
          base.kind == kFramePut && base.rid == patch.rid;
 }
 
+// A piece's place and length are small numbers written in 7-bit groups,
+// low first; its place counts from the end of the piece before it.
+uint8_t *PutVarint(uint8_t *p, uint32_t v) {
+  while (v >= 0x80) {
+    *p++ = static_cast<uint8_t>(v | 0x80);
+    v >>= 7;
+  }
+  *p++ = static_cast<uint8_t>(v);
+  return p;
+}
+
+bool GetVarint(const uint8_t *p, size_t len, size_t &at, uint32_t &v) {
+  v = 0;
+  for (int shift = 0; shift < 35; shift += 7) {
+    if (at >= len)
+      return false;
+    uint8_t b = p[at++];
+    v |= static_cast<uint32_t>(b & 0x7f) << shift;
+    if ((b & 0x80) == 0)
+      return shift < 28 || b < 0x10;
+  }
+  return false;
+}
+
 // Makes in `out` the record that the patch `p` (a patch frame's payload)
 // makes of `base`. Every piece lies inside the record; bytes past the
 // base's end that no piece covers are zero (the writer covers them all).
@@ -510,57 +535,71 @@ bool ApplyPatch(const uint8_t *base, size_t baseLen, const uint8_t *p,
   if (total > keep)
     memset(out.data() + keep, 0, total - keep);
   size_t at = kPatchHead;
+  uint64_t to = 0;
   for (uint32_t i = 0; i < pieces; ++i) {
-    if (len - at < kPieceHead)
+    uint32_t gap, n;
+    if (!GetVarint(p, len, at, gap) || !GetVarint(p, len, at, n) ||
+        n > len - at || gap > total - to || n > total - to - gap)
       return false;
-    uint32_t to = LoadLE32(p + at);
-    uint32_t n = LoadLE16(p + at + 4);
-    at += kPieceHead;
-    if (n > len - at || to > total || n > total - to)
-      return false;
+    to += gap;
     memcpy(out.data() + to, p + at, n);
     at += n;
+    to += n;
   }
   return at == len;
 }
 
+// The first byte at or after `i` where `now` differs from the base (a byte
+// past the base's end differs), or `nowLen`. Equal stretches are passed
+// eight bytes at a time.
+size_t NextDifference(const uint8_t *base, size_t baseLen, const uint8_t *now,
+                      size_t nowLen, size_t i) {
+  size_t common = std::min(baseLen, nowLen);
+  while (i + 8 <= common) {
+    uint64_t a, b;
+    memcpy(&a, base + i, 8);
+    memcpy(&b, now + i, 8);
+    if (a != b)
+      break;
+    i += 8;
+  }
+  while (i < common && base[i] == now[i])
+    ++i;
+  return i;
+}
+
 // Writes into `out` the patch that makes `now` of the base record, unless it
 // would pass `limit` bytes: then false, and a whole frame is written.
-// Differing bytes less than a piece's head apart go into one piece.
+// Differing bytes a few apart go into one piece (a piece's head is two
+// bytes or more).
 bool MakePatch(uint64_t baseOff, const uint8_t *base, size_t baseLen,
                const uint8_t *now, size_t nowLen, size_t limit,
                std::vector<uint8_t> &out) {
-  out.resize(kPatchHead);
+  constexpr size_t kPieceMostHead = 10; // two varints of 32 bits
+  out.resize(std::max(limit, kPatchHead));
   StoreLE64(out.data(), baseOff);
   StoreLE32(out.data() + 8, static_cast<uint32_t>(nowLen));
+  uint8_t *p = out.data() + kPatchHead;
+  const uint8_t *stop = out.data() + out.size();
   size_t pieces = 0;
-  auto same = [&](size_t i) { return i < baseLen && now[i] == base[i]; };
-  size_t i = 0;
-  while (i < nowLen) {
-    if (same(i)) {
-      ++i;
-      continue;
-    }
-    size_t start = i, end = i + 1; // [start, end) differs
-    for (size_t j = end; j < nowLen && j - end <= kPieceHead; ++j)
-      if (!same(j))
+  size_t done = 0; // the end of the last piece
+  for (size_t i = NextDifference(base, baseLen, now, nowLen, 0); i < nowLen;
+       i = NextDifference(base, baseLen, now, nowLen, done)) {
+    size_t end = i + 1; // [i, end) differs, but for runs of a few bytes
+    for (size_t j = end; j < nowLen && j - end < kPieceJoin; ++j)
+      if (j >= baseLen || now[j] != base[j])
         end = j + 1;
-    size_t n = end - start;
-    while (n > 0) { // a piece holds at most 65535 bytes
-      size_t take = std::min<size_t>(n, 0xffff);
-      if (out.size() + kPieceHead + take > limit || pieces == 0xffff)
-        return false;
-      size_t o = out.size();
-      out.resize(o + kPieceHead + take);
-      StoreLE32(out.data() + o, static_cast<uint32_t>(start));
-      StoreLE16(out.data() + o + 4, static_cast<uint16_t>(take));
-      memcpy(out.data() + o + kPieceHead, now + start, take);
-      ++pieces;
-      start += take;
-      n -= take;
-    }
-    i = end;
+    if (static_cast<size_t>(stop - p) < kPieceMostHead + (end - i) ||
+        pieces == 0xffff)
+      return false;
+    p = PutVarint(p, static_cast<uint32_t>(i - done));
+    p = PutVarint(p, static_cast<uint32_t>(end - i));
+    memcpy(p, now + i, end - i);
+    p += end - i;
+    ++pieces;
+    done = end;
   }
+  out.resize(static_cast<size_t>(p - out.data()));
   StoreLE16(out.data() + 12, static_cast<uint16_t>(pieces));
   return true;
 }
