@@ -206,6 +206,7 @@ struct Handle {
 std::vector<Table *> gTables;
 std::unordered_map<long, Handle *> gHandles;
 long gNextHandle = 1;
+StoreCloseTimes gCloseTimes{}; // for DbCloseTimes
 int gDbFiles = 90; // the descriptors the store may hold at once
 int gOpenFds = 0;  // descriptors the store holds now
 uint64_t gUseClock = 0;
@@ -2875,7 +2876,27 @@ int DbCloseFile(TblHandle h) {
   delete hd;
   if (--t->refs > 0)
     return Fail(0);
-  return Fail(CloseTable(t));
+  timespec a, b;
+  clock_gettime(CLOCK_MONOTONIC, &a);
+  std::string name = t->datPath.substr(t->datPath.find_last_of('/') + 1);
+  int result = CloseTable(t);
+  clock_gettime(CLOCK_MONOTONIC, &b);
+  double ms = static_cast<double>(b.tv_sec - a.tv_sec) * 1e3 +
+              static_cast<double>(b.tv_nsec - a.tv_nsec) / 1e6;
+  ++gCloseTimes.closes;
+  gCloseTimes.totalMs += ms;
+  if (ms > gCloseTimes.slowestMs) {
+    gCloseTimes.slowestMs = ms;
+    StrCopy(gCloseTimes.slowest, name.c_str());
+  }
+  return Fail(result);
+}
+
+void DbCloseTimes(StoreCloseTimes *out, bool reset) {
+  if (out != nullptr)
+    *out = gCloseTimes;
+  if (reset)
+    gCloseTimes = StoreCloseTimes{};
 }
 
 int DbReleasePages(TblHandle h) {
