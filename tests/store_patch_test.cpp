@@ -32,8 +32,8 @@ Extract MakeExtract(int seq, const Entries &e) {
 
 Entries EntriesOf(const Extract &x) {
   Entries e;
-  for (int i = 0; i < kListEntries && TblIsLastExtractSymptom(&x.Entries[i]) == 1;
-       ++i)
+  for (int i = 0;
+       i < kListEntries && TblIsLastExtractSymptom(&x.Entries[i]) == 1; ++i)
     e.push_back(x.Entries[i]);
   return e;
 }

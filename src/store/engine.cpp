@@ -83,7 +83,9 @@ enum FrameKind : uint8_t {
 // each piece: the bytes between it and the piece before (a varint), its
 // length (a varint), its bytes.
 constexpr size_t kPatchHead = 14;
-constexpr size_t kPieceJoin = 3; // equal bytes a piece takes in to join the next
+// Equal bytes between two differing runs that a piece takes in rather than
+// start another piece.
+constexpr size_t kPieceJoin = 3;
 // A save writes a patch only for a record at least this long, and only
 // while the patch stays within a quarter of the record: beyond that the
 // whole record costs little more to write and nothing to read.
@@ -207,8 +209,8 @@ std::vector<Table *> gTables;
 std::unordered_map<long, Handle *> gHandles;
 long gNextHandle = 1;
 StoreCloseTimes gCloseTimes{}; // for DbCloseTimes
-int gDbFiles = 90; // the descriptors the store may hold at once
-int gOpenFds = 0;  // descriptors the store holds now
+int gDbFiles = 90;             // the descriptors the store may hold at once
+int gOpenFds = 0;              // descriptors the store holds now
 uint64_t gUseClock = 0;
 
 int Fail(int err) {
@@ -2420,10 +2422,9 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
                          t.payload.data(), t.payload.size(),
                          t.payload.size() / kPatchShare, t.patch);
   uint64_t off;
-  if ((err = patch ? AppendFrame(t, kFramePatch, rid, kb, kbLen,
-                                 t.patch.data(), t.patch.size(), off)
-                   : AppendFrame(t, kFramePut, rid, kb, kbLen,
-                                 t.payload.data(), t.payload.size(), off)) != 0)
+  const std::vector<uint8_t> &body = patch ? t.patch : t.payload;
+  if ((err = AppendFrame(t, patch ? kFramePatch : kFramePut, rid, kb, kbLen,
+                         body.data(), body.size(), off)) != 0)
     return Fail(err);
   // The record is stored; from here on only memory changes, and a failure
   // leaves the record stored, current, and every order right by its next
