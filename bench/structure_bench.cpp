@@ -119,13 +119,18 @@ bool BuildRepertory(const std::vector<Planned> &plan) {
   return BuildWords(plan);
 }
 
-// The bytes of the repertory's data files and the journal.
-long long Written() {
+// The bytes of the repertory's data files, in all and (when `byFile` is
+// given) file by file.
+long long Written(std::map<std::string, long long> *byFile = nullptr) {
   long long n = 0;
   std::error_code ec;
   for (const auto &e : std::filesystem::directory_iterator("rep", ec))
-    if (e.path().extension() == ".dat")
-      n += static_cast<long long>(e.file_size(ec));
+    if (e.path().extension() == ".dat") {
+      long long size = static_cast<long long>(e.file_size(ec));
+      n += size;
+      if (byFile != nullptr)
+        (*byFile)[e.path().filename().string()] = size;
+    }
   return n;
 }
 
@@ -209,6 +214,8 @@ int main(int argc, char **argv) {
   std::map<int, std::vector<double>> wall;
   std::map<int, std::vector<long long>> bytes;
   std::map<int, int> failed;
+  std::map<std::string, long long> startSizes, after;
+  Written(&startSizes);
   double cpu0 = CpuNow();
   Clock::time_point start = Clock::now();
   int made = 0;
@@ -318,6 +325,7 @@ int main(int argc, char **argv) {
     }
   }
   double elapsed = Seconds(start), cpu = CpuNow() - cpu0;
+  Written(&after);
   DbJournalClose();
   for (TblHandle h : {t.sym, t.ext, t.w1, t.w2, t.notes, t.links})
     DbCloseFile(h);
@@ -330,16 +338,25 @@ int main(int argc, char **argv) {
 
   const char *names[] = {"all", "",          "", "", "",     "",      "",
                          "",    "add after", "", "", "move", "split", "merge"};
-  printf("%-10s %7s %7s %9s %9s %9s %12s %12s\n", "entries", "count", "failed",
-         "median ms", "p99 ms", "max ms", "median bytes", "max bytes");
+  printf("%-10s %7s %7s %9s %9s %9s %12s %12s %12s %12s\n", "entries", "count",
+         "failed", "median ms", "p99 ms", "max ms", "median bytes",
+         "mean bytes", "p99 bytes", "max bytes");
   for (int op :
        {OpAddSymptomAfter, OpMoveSymptoms, OpSplitSymptom, OpMergeSymptom, 0}) {
     std::vector<double> b(bytes[op].begin(), bytes[op].end());
-    printf("%-10s %7zu %7d %9.2f %9.2f %9.2f %12.0f %12.0f\n", names[op],
-           wall[op].size(), failed[op], Percentile(wall[op], 0.5),
+    double mean = 0;
+    for (double x : b)
+      mean += x / static_cast<double>(b.size());
+    printf("%-10s %7zu %7d %9.2f %9.2f %9.2f %12.0f %12.0f %12.0f %12.0f\n",
+           names[op], wall[op].size(), failed[op], Percentile(wall[op], 0.5),
            Percentile(wall[op], 0.99), Percentile(wall[op], 1.0),
-           Percentile(b, 0.5), Percentile(b, 1.0));
+           Percentile(b, 0.5), mean, Percentile(b, 0.99), Percentile(b, 1.0));
   }
+  printf("written by the entries, file by file:");
+  for (const auto &[name, size] : after)
+    printf(" %s %.1f MB", name.c_str(),
+           static_cast<double>(size - startSizes[name]) / 1e6);
+  printf("\n");
   rusage ru;
   getrusage(RUSAGE_SELF, &ru);
   double load = 0;

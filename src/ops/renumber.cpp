@@ -195,9 +195,10 @@ int CarryConcepts(const OpContext &ctx, uint32_t num, uint16_t oldSub,
 // the moves keep that order, so only the records whose first and last
 // entries enclose part of the run are read.
 int ShiftExtract(TblHandle extract, uint16_t remedyId, const Moves &m) {
+  // The peek reads only the key; the find fills the rest. A record of
+  // three and a half kilobytes is not cleared for every Seq of every chain.
   static Extract rec;
   for (int seq = 0; seq <= 255; ++seq) {
-    TblClearExtract(&rec);
     rec.CursorState = 0xff;
     rec.RemedyId = remedyId;
     rec.Seq = static_cast<uint8_t>(seq);
@@ -230,9 +231,8 @@ int ShiftExtract(TblHandle extract, uint16_t remedyId, const Moves &m) {
 // The same for a word's chain in one Word table; an end of range that
 // lies in the symptom's own block at or before it moves with it.
 int ShiftWord(TblHandle words, const std::string &token, const Moves &m) {
-  static Word rec;
+  static Word rec; // as for Extract: only the key needs setting
   for (int seq = 0; seq <= 255; ++seq) {
-    TblClearWord(&rec);
     rec.CursorState = 0xff;
     StrCopy(rec.Text, token.c_str());
     rec.Seq = static_cast<uint8_t>(seq);

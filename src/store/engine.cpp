@@ -75,7 +75,22 @@ enum FrameKind : uint8_t {
   kFrameDelete = 2,   // the record is gone
   kFrameResource = 3, // a resource of the table, (Type, Id) is its key
   kFrameMeta = 4,     // the table's own numbers (the last id given out)
+  kFramePatch = 5,    // a record's current version as changes to a put frame
 };
+
+// A patch frame's payload: the offset of the put frame it changes (u64),
+// the length of the record it makes (u32), the count of pieces (u16), then
+// each piece: the bytes between it and the piece before (a varint), its
+// length (a varint), its bytes.
+constexpr size_t kPatchHead = 14;
+// Equal bytes between two differing runs that a piece takes in rather than
+// start another piece.
+constexpr size_t kPieceJoin = 3;
+// A save writes a patch only for a record at least this long, and only
+// while the patch stays within a quarter of the record: beyond that the
+// whole record costs little more to write and nothing to read.
+constexpr size_t kPatchMinRecord = 256;
+constexpr size_t kPatchShare = 4;
 
 struct FrameView {
   uint64_t off;
@@ -84,9 +99,18 @@ struct FrameView {
   uint8_t kind;
   uint16_t keyLen;
   const uint8_t *keys;
-  const uint8_t *payload;
+  const uint8_t *payload; // the record's bytes (made anew for a patch)
   uint32_t payloadLen;
+  // The put frame the record's bytes rest on: the frame itself, or the one
+  // a patch changes. A patch keeps its base alive.
+  uint64_t baseOff;
+  uint64_t baseSize;
+  const uint8_t *basePayload;
+  uint32_t basePayloadLen;
   uint64_t size() const { return kFrameHead + body + kFrameTail; }
+  uint64_t liveSize() const {
+    return kind == kFramePatch ? size() + baseSize : size();
+  }
 };
 
 // ---------------------------------------------------------------- state
@@ -144,7 +168,10 @@ struct Table {
   int refs = 0;
   uint64_t lastUse = 0;
   std::vector<Handle *> handles;
-  std::vector<uint8_t> frame, payload, scratch; // reused buffers
+  std::vector<uint8_t> frame, payload, scratch, patch; // reused buffers
+  // The bytes of the last record read through a patch frame: a FrameView
+  // of a patch points here until the next read.
+  mutable std::vector<uint8_t> patched;
   std::vector<uint8_t> batch; // the frames of a chain shift (EngineShiftUp)
   // The index snapshot, mapped at open; each key's entries are taken from it
   // at the key's first use, so an open costs little more than its checks.
@@ -181,8 +208,9 @@ struct Handle {
 std::vector<Table *> gTables;
 std::unordered_map<long, Handle *> gHandles;
 long gNextHandle = 1;
-int gDbFiles = 90; // the descriptors the store may hold at once
-int gOpenFds = 0;  // descriptors the store holds now
+StoreCloseTimes gCloseTimes{}; // for DbCloseTimes
+int gDbFiles = 90;             // the descriptors the store may hold at once
+int gOpenFds = 0;              // descriptors the store holds now
 uint64_t gUseClock = 0;
 
 int Fail(int err) {
@@ -431,7 +459,8 @@ bool ParseFrame(const uint8_t *base, uint64_t end, uint64_t off, uint8_t family,
     return false;
   uint8_t kind = h[12];
   uint16_t keyLen = LoadLE16(h + 14);
-  if (h[13] != family || kind < kFramePut || kind > kFrameMeta || keyLen > body)
+  if (h[13] != family || kind < kFramePut || kind > kFramePatch ||
+      keyLen > body)
     return false;
   if (checksum &&
       LoadLE32(h + kFrameHead + body) != StoreCrc32c(h, kFrameHead + body))
@@ -444,6 +473,137 @@ bool ParseFrame(const uint8_t *base, uint64_t end, uint64_t off, uint8_t family,
   fv.keys = h + kFrameHead;
   fv.payload = h + kFrameHead + keyLen;
   fv.payloadLen = body - keyLen;
+  fv.baseOff = off;
+  fv.baseSize = fv.size();
+  fv.basePayload = fv.payload;
+  fv.basePayloadLen = fv.payloadLen;
+  return true;
+}
+
+// The put frame a patch frame rests on, checked: it stands before the
+// patch, belongs to the same record, and (with `checksum`) is intact.
+bool PatchBase(const uint8_t *map, const FrameView &patch, uint8_t family,
+               FrameView &base, bool checksum) {
+  if (patch.payloadLen < kPatchHead)
+    return false;
+  uint64_t at = LoadLE64(patch.payload);
+  return at < patch.off &&
+         ParseFrame(map, patch.off, at, family, base, checksum) &&
+         base.kind == kFramePut && base.rid == patch.rid;
+}
+
+// A piece's place and length are small numbers written in 7-bit groups,
+// low first; its place counts from the end of the piece before it.
+uint8_t *PutVarint(uint8_t *p, uint32_t v) {
+  while (v >= 0x80) {
+    *p++ = static_cast<uint8_t>(v | 0x80);
+    v >>= 7;
+  }
+  *p++ = static_cast<uint8_t>(v);
+  return p;
+}
+
+bool GetVarint(const uint8_t *p, size_t len, size_t &at, uint32_t &v) {
+  v = 0;
+  for (int shift = 0; shift < 35; shift += 7) {
+    if (at >= len)
+      return false;
+    uint8_t b = p[at++];
+    v |= static_cast<uint32_t>(b & 0x7f) << shift;
+    if ((b & 0x80) == 0)
+      return shift < 28 || b < 0x10;
+  }
+  return false;
+}
+
+// Makes in `out` the record that the patch `p` (a patch frame's payload)
+// makes of `base`. Every piece lies inside the record; bytes past the
+// base's end that no piece covers are zero (the writer covers them all).
+bool ApplyPatch(const uint8_t *base, size_t baseLen, const uint8_t *p,
+                size_t len, std::vector<uint8_t> &out) {
+  if (len < kPatchHead)
+    return false;
+  uint32_t total = LoadLE32(p + 8);
+  uint32_t pieces = LoadLE16(p + 12);
+  if (total > kFrameMaxBody)
+    return false;
+  try {
+    out.resize(total);
+  } catch (const std::bad_alloc &) {
+    return false;
+  }
+  size_t keep = std::min<size_t>(baseLen, total);
+  if (keep > 0)
+    memcpy(out.data(), base, keep);
+  if (total > keep)
+    memset(out.data() + keep, 0, total - keep);
+  size_t at = kPatchHead;
+  uint64_t to = 0;
+  for (uint32_t i = 0; i < pieces; ++i) {
+    uint32_t gap, n;
+    if (!GetVarint(p, len, at, gap) || !GetVarint(p, len, at, n) ||
+        n > len - at || gap > total - to || n > total - to - gap)
+      return false;
+    to += gap;
+    memcpy(out.data() + to, p + at, n);
+    at += n;
+    to += n;
+  }
+  return at == len;
+}
+
+// The first byte at or after `i` where `now` differs from the base (a byte
+// past the base's end differs), or `nowLen`. Equal stretches are passed
+// eight bytes at a time.
+size_t NextDifference(const uint8_t *base, size_t baseLen, const uint8_t *now,
+                      size_t nowLen, size_t i) {
+  size_t common = std::min(baseLen, nowLen);
+  while (i + 8 <= common) {
+    uint64_t a, b;
+    memcpy(&a, base + i, 8);
+    memcpy(&b, now + i, 8);
+    if (a != b)
+      break;
+    i += 8;
+  }
+  while (i < common && base[i] == now[i])
+    ++i;
+  return i;
+}
+
+// Writes into `out` the patch that makes `now` of the base record, unless it
+// would pass `limit` bytes: then false, and a whole frame is written.
+// Differing bytes a few apart go into one piece (a piece's head is two
+// bytes or more).
+bool MakePatch(uint64_t baseOff, const uint8_t *base, size_t baseLen,
+               const uint8_t *now, size_t nowLen, size_t limit,
+               std::vector<uint8_t> &out) {
+  constexpr size_t kPieceMostHead = 10; // two varints of 32 bits
+  out.resize(std::max(limit, kPatchHead));
+  StoreLE64(out.data(), baseOff);
+  StoreLE32(out.data() + 8, static_cast<uint32_t>(nowLen));
+  uint8_t *p = out.data() + kPatchHead;
+  const uint8_t *stop = out.data() + out.size();
+  size_t pieces = 0;
+  size_t done = 0; // the end of the last piece
+  for (size_t i = NextDifference(base, baseLen, now, nowLen, 0); i < nowLen;
+       i = NextDifference(base, baseLen, now, nowLen, done)) {
+    size_t end = i + 1; // [i, end) differs, but for runs of a few bytes
+    for (size_t j = end; j < nowLen && j - end < kPieceJoin; ++j)
+      if (j >= baseLen || now[j] != base[j])
+        end = j + 1;
+    if (static_cast<size_t>(stop - p) < kPieceMostHead + (end - i) ||
+        pieces == 0xffff)
+      return false;
+    p = PutVarint(p, static_cast<uint32_t>(i - done));
+    p = PutVarint(p, static_cast<uint32_t>(end - i));
+    memcpy(p, now + i, end - i);
+    p += end - i;
+    ++pieces;
+    done = end;
+  }
+  out.resize(static_cast<size_t>(p - out.data()));
+  StoreLE16(out.data() + 12, static_cast<uint16_t>(pieces));
   return true;
 }
 
@@ -499,11 +659,26 @@ void RememberSummary(Table &t, uint32_t rid, uint64_t off, const void *first,
   memcpy(s.last, last, entrySize);
 }
 
+// Reads the frame at `off`; a patch frame's record is made from its base
+// into `t.patched`, where fv.payload then points.
 int ReadFrame(const Table &t, uint64_t off, FrameView &fv) {
   bool known = FrameChecked(t, off);
   if (!ParseFrame(t.map, t.dataEnd, off, t.fam->code, fv, !known))
     return kErrDamaged;
-  if (!known && fv.kind == kFramePut)
+  if (fv.kind == kFramePatch) {
+    FrameView base;
+    if (!PatchBase(t.map, fv, t.fam->code, base, !known) ||
+        !ApplyPatch(base.payload, base.payloadLen, fv.payload, fv.payloadLen,
+                    t.patched))
+      return kErrDamaged;
+    fv.baseOff = base.off;
+    fv.baseSize = base.size();
+    fv.basePayload = base.payload;
+    fv.basePayloadLen = base.payloadLen;
+    fv.payload = t.patched.data();
+    fv.payloadLen = static_cast<uint32_t>(t.patched.size());
+  }
+  if (!known && (fv.kind == kFramePut || fv.kind == kFramePatch))
     MarkChecked(t, fv.rid, off);
   return 0;
 }
@@ -755,11 +930,18 @@ void ScanFrames(Table &t, uint64_t start) {
   while (pos + kFrameHead + kFrameTail <= end) {
     FrameView fv;
     if (ParseFrame(t.map, end, pos, t.fam->code, fv)) {
-      if (fv.kind == kFramePut || fv.kind == kFrameDelete) {
-        if (fv.rid != 0 && fv.rid < ridLimit) {
+      if (fv.kind == kFramePut || fv.kind == kFrameDelete ||
+          fv.kind == kFramePatch) {
+        // A patch whose base is damaged cannot make its record: the
+        // record's last version that can be read stays, as when its last
+        // frame itself is damaged.
+        FrameView base;
+        bool usable = fv.kind != kFramePatch ||
+                      PatchBase(t.map, fv, t.fam->code, base, true);
+        if (fv.rid != 0 && fv.rid < ridLimit && usable) {
           if (fv.rid >= t.slots.size())
             t.slots.resize(fv.rid + 1, 0);
-          t.slots[fv.rid] = fv.kind == kFramePut ? pos : 0;
+          t.slots[fv.rid] = fv.kind == kFrameDelete ? 0 : pos;
         }
       } else if (fv.kind == kFrameResource && fv.payloadLen >= 12) {
         uint64_t key = (static_cast<uint64_t>(LoadLE32(fv.payload)) << 32) |
@@ -787,6 +969,16 @@ void ScanFrames(Table &t, uint64_t start) {
 
 uint64_t FrameSizeAt(const Table &t, uint64_t off) {
   return kFrameHead + LoadLE32(t.map + off + 4) + kFrameTail;
+}
+
+// The bytes a record's current frame keeps in use: its own, and its base's
+// when it is a patch. The frame was checked when it was indexed.
+uint64_t RecordBytesAt(const Table &t, uint64_t off) {
+  uint64_t n = FrameSizeAt(t, off);
+  if (t.map[off + 12] != kFramePatch)
+    return n;
+  uint64_t at = LoadLE64(t.map + off + kFrameHead + LoadLE16(t.map + off + 14));
+  return at < off ? n + FrameSizeAt(t, at) : n;
 }
 
 // Sorts one index from the live records. Keys that the entry words do not
@@ -894,7 +1086,7 @@ void CountLive(Table &t) {
   for (uint32_t rid = 1; rid < t.slots.size(); ++rid)
     if (t.slots[rid] != 0) {
       ++t.liveCount;
-      t.liveBytes += FrameSizeAt(t, t.slots[rid]);
+      t.liveBytes += RecordBytesAt(t, t.slots[rid]);
     }
   for (auto &r : t.resources)
     t.liveBytes += FrameSizeAt(t, r.second);
@@ -1361,6 +1553,7 @@ int CompactAndIndex(Table &t) {
     size_t body = keyLen + fv.payloadLen;
     fr.resize(kFrameHead + body + kFrameTail);
     memcpy(fr.data(), t.map + fv.off, kFrameHead);
+    fr[12] = kFramePut; // a patch is written out whole
     StoreLE32(fr.data() + 4, static_cast<uint32_t>(body));
     StoreLE32(fr.data() + 8, ++newRid);
     StoreLE16(fr.data() + 14, static_cast<uint16_t>(keyLen));
@@ -2220,10 +2413,18 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
       return Fail(kErrNoMemory);
   }
   uint64_t oldOff = mode == kSaveReplace ? old.off : 0;
-  uint64_t oldSize = mode == kSaveReplace ? old.size() : 0;
+  uint64_t oldSize = mode == kSaveReplace ? old.liveSize() : 0;
+  // A replace that changes a few bytes of a long record (a renumbering
+  // changes a number in each list record that holds it) writes only those
+  // bytes, against the put frame the old version rests on.
+  bool patch = mode == kSaveReplace && t.payload.size() >= kPatchMinRecord &&
+               MakePatch(old.baseOff, old.basePayload, old.basePayloadLen,
+                         t.payload.data(), t.payload.size(),
+                         t.payload.size() / kPatchShare, t.patch);
   uint64_t off;
-  if ((err = AppendFrame(t, kFramePut, rid, kb, kbLen, t.payload.data(),
-                         t.payload.size(), off)) != 0)
+  const std::vector<uint8_t> &body = patch ? t.patch : t.payload;
+  if ((err = AppendFrame(t, patch ? kFramePatch : kFramePut, rid, kb, kbLen,
+                         body.data(), body.size(), off)) != 0)
     return Fail(err);
   // The record is stored; from here on only memory changes, and a failure
   // leaves the record stored, current, and every order right by its next
@@ -2246,7 +2447,7 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
   assert(t.slots[rid] == off && OrdersInStep(t));
   // t.frame still holds the frame just written: its size is what it adds.
   assert(t.frame.size() == FrameSizeAt(t, off));
-  t.liveBytes += t.frame.size();
+  t.liveBytes += patch ? t.frame.size() + old.baseSize : t.frame.size();
   t.liveBytes -= oldSize;
   hd->cur = rid;
   hd->curOff = off;
@@ -2320,15 +2521,16 @@ int EngineShiftUp(TblHandle h, const StoreFamily &fam, const void *key,
     return Fail(kErrDuplicate);
   struct Moved {
     uint32_t rid;
-    uint64_t oldOff, size;
+    uint64_t oldOff, oldLive;
     size_t at; // where its frame starts in the batch
   };
   std::vector<Moved> moved;
   std::vector<uint8_t> &b = t.batch;
   b.clear();
-  // Each record's frame is copied as it stands, its Seq changed in the key
-  // block and in the payload, its checksum made anew: nothing is decoded or
-  // encoded. The last record first, as a chain grows from its end.
+  // Each record's frame is copied as it stands (a patch written out whole),
+  // its Seq changed in the key block and in the payload, its checksum made
+  // anew: nothing is decoded or encoded. The last record first, as a chain
+  // grows from its end.
   for (int seq = last; seq >= from; --seq) {
     uint32_t rid = ridAt(seq);
     if (rid == 0)
@@ -2337,17 +2539,23 @@ int EngineShiftUp(TblHandle h, const StoreFamily &fam, const void *key,
     if ((err = ReadFrame(t, t.slots[rid], fv)) != 0)
       return Fail(err);
     size_t len0 = fv.keyLen > 0 ? fv.keys[0] : 0;
-    if (fv.kind != kFramePut || len0 < 1 || 1 + len0 > fv.keyLen ||
+    if (len0 < 1 || 1 + len0 > fv.keyLen ||
         static_cast<size_t>(seqAt) >= fv.payloadLen || fv.keys[len0] != seq ||
         fv.payload[seqAt] != seq)
       return Fail(kErrDamaged);
     size_t at = b.size();
-    b.insert(b.end(), t.map + fv.off, t.map + fv.off + fv.size());
+    uint32_t body = fv.keyLen + fv.payloadLen;
+    b.resize(at + kFrameHead + body + kFrameTail);
     uint8_t *f = b.data() + at;
+    memcpy(f, t.map + fv.off, kFrameHead);
+    f[12] = kFramePut;
+    StoreLE32(f + 4, body);
+    memcpy(f + kFrameHead, fv.keys, fv.keyLen);
+    memcpy(f + kFrameHead + fv.keyLen, fv.payload, fv.payloadLen);
     f[kFrameHead + len0] = static_cast<uint8_t>(seq + 1);
     f[kFrameHead + fv.keyLen + seqAt] = static_cast<uint8_t>(seq + 1);
-    StoreLE32(f + kFrameHead + fv.body, StoreCrc32c(f, kFrameHead + fv.body));
-    moved.push_back(Moved{rid, fv.off, fv.size(), at});
+    StoreLE32(f + kFrameHead + body, StoreCrc32c(f, kFrameHead + body));
+    moved.push_back(Moved{rid, fv.off, fv.liveSize(), at});
   }
   uint64_t off;
   if ((err = AppendBytes(t, b, off)) != 0)
@@ -2366,6 +2574,8 @@ int EngineShiftUp(TblHandle h, const StoreFamily &fam, const void *key,
     MarkChecked(t, m.rid, newOff); // made just now from our own bytes
     if (m.rid < t.summaries.size() && t.summaries[m.rid].off == m.oldOff)
       t.summaries[m.rid].off = newOff; // the entries did not change
+    t.liveBytes += FrameSizeAt(t, newOff);
+    t.liveBytes -= m.oldLive;
     int e = ReindexSaved(t, m.rid, newKb, newLen, oldCopy, oldLen, m.oldOff,
                          newOff);
     if (e != 0)
@@ -2390,7 +2600,7 @@ int EngineDelete(TblHandle h, const StoreFamily &fam) {
   FrameView fv;
   if ((err = ReadFrame(t, oldOff, fv)) != 0)
     return Fail(err);
-  uint64_t oldSize = fv.size();
+  uint64_t oldSize = fv.liveSize();
   uint8_t oldKb[kStoreMaxSlots * (kStoreMaxKey + 1)];
   size_t oldKbLen = std::min<size_t>(fv.keyLen, sizeof oldKb);
   memcpy(oldKb, fv.keys, oldKbLen);
@@ -2667,7 +2877,27 @@ int DbCloseFile(TblHandle h) {
   delete hd;
   if (--t->refs > 0)
     return Fail(0);
-  return Fail(CloseTable(t));
+  timespec a, b;
+  clock_gettime(CLOCK_MONOTONIC, &a);
+  std::string name = t->datPath.substr(t->datPath.find_last_of('/') + 1);
+  int result = CloseTable(t);
+  clock_gettime(CLOCK_MONOTONIC, &b);
+  double ms = static_cast<double>(b.tv_sec - a.tv_sec) * 1e3 +
+              static_cast<double>(b.tv_nsec - a.tv_nsec) / 1e6;
+  ++gCloseTimes.closes;
+  gCloseTimes.totalMs += ms;
+  if (ms > gCloseTimes.slowestMs) {
+    gCloseTimes.slowestMs = ms;
+    StrCopy(gCloseTimes.slowest, name.c_str());
+  }
+  return Fail(result);
+}
+
+void DbCloseTimes(StoreCloseTimes *out, bool reset) {
+  if (out != nullptr)
+    *out = gCloseTimes;
+  if (reset)
+    gCloseTimes = StoreCloseTimes{};
 }
 
 int DbReleasePages(TblHandle h) {

@@ -57,6 +57,16 @@ void DbTerminate(const char *module);
 void DbSwitch(const char *module);
 void DbVirtualClose(int n);
 int DbCloseFile(TblHandle h);
+// How long the closes of tables took since the store was initialised: how
+// many closed a table (the last handle of it), their time in all, and the
+// slowest with its data file's name; `reset` starts the count again. For
+// the benchmarks, which time the closes a run makes inside itself.
+struct StoreCloseTimes {
+  long closes;
+  double totalMs, slowestMs;
+  char slowest[64];
+};
+void DbCloseTimes(StoreCloseTimes *out, bool reset);
 long DbCountEntries(TblHandle h);
 // Lets the pages of the table's files that this process has read leave its
 // resident memory (they stay in the system's page cache, and the next read
