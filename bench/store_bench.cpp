@@ -40,7 +40,9 @@ void ClearSym() {
   gSym.CursorState = 0xff;
 }
 
-bool Check(int err, const char *what) {
+// A store call's answer: 0 is success (bench_repertory.h's Check takes a
+// condition that holds on success instead).
+bool CheckErr(int err, const char *what) {
   if (err == 0)
     return true;
   fprintf(stderr, "store_bench: %s failed (%d)\n", what, OrvixError);
@@ -70,7 +72,7 @@ bool TimeOpen(const char *path, int tries, Timer &best) {
     TblHandle h = TblOpenSymptom(path, 1, 1);
     t.Stop();
     if (h == 0 || DbCloseFile(h) != 0)
-      return Check(1, "open");
+      return CheckErr(1, "open");
     best.wall = std::min(best.wall, t.wall);
     best.cpu = std::min(best.cpu, t.cpu);
   }
@@ -98,12 +100,12 @@ void Fill(const Planned &p) {
 bool Build(const char *path, const std::vector<Planned> &plan) {
   TblHandle h = TblCreateSymptom(path, 1, 1);
   if (h == 0)
-    return Check(1, "create");
+    return CheckErr(1, "create");
   Timer t;
   t.Start();
   for (const Planned &p : plan) {
     Fill(p);
-    if (!Check(TblSaveSymptom(h, &gSym, kSaveAdd), "insert while building"))
+    if (!CheckErr(TblSaveSymptom(h, &gSym, kSaveAdd), "insert while building"))
       return false;
   }
   t.Stop();
@@ -113,7 +115,7 @@ bool Build(const char *path, const std::vector<Planned> &plan) {
   t.Start();
   int err = DbCloseFile(h);
   t.Stop();
-  if (!Check(err, "close after building"))
+  if (!CheckErr(err, "close after building"))
     return false;
   Report("close after building (index written)", 1, t, "");
   return true;
@@ -166,7 +168,7 @@ int main(int argc, char **argv) {
       break;
     Report("open with a valid index (best of 5)", 1, t, "< 100 ms");
     TblHandle h = TblOpenSymptom(path, 1, 1);
-    if (!Check(h == 0, "open"))
+    if (!CheckErr(h == 0, "open"))
       break;
 
     // Find equal by key 0 and by key 8, at random.
@@ -180,7 +182,7 @@ int main(int argc, char **argv) {
       gSym.Num = plan[p].at.num;
       gSym.Sub = plan[p].at.sub;
       if (TblFindFullSymptom(h, &gSym, 0, kFindEqual) != 0) {
-        ok = Check(1, "find by key 0");
+        ok = CheckErr(1, "find by key 0");
         break;
       }
     }
@@ -193,7 +195,7 @@ int main(int argc, char **argv) {
     for (uint32_t p : picks) {
       gSym.UniqueId = static_cast<int32_t>(p + 1);
       if (TblFindFullSymptom(h, &gSym, 8, kFindEqual) != 0) {
-        ok = Check(1, "find by key 8");
+        ok = CheckErr(1, "find by key 8");
         break;
       }
     }
@@ -233,7 +235,7 @@ int main(int argc, char **argv) {
       uint32_t p = order[static_cast<size_t>(i)];
       gSym.Num = plan[p].at.num;
       gSym.Sub = plan[p].at.sub;
-      ok = Check(TblFindFullSymptom(h, &gSym, 0, kFindEqual), "find");
+      ok = CheckErr(TblFindFullSymptom(h, &gSym, 0, kFindEqual), "find");
     }
     findsOnly.Stop();
     t = Timer();
@@ -243,11 +245,11 @@ int main(int argc, char **argv) {
       gSym.Num = plan[p].at.num;
       gSym.Sub = plan[p].at.sub;
       if (TblFindFullSymptom(h, &gSym, 0, kFindEqual) != 0) {
-        ok = Check(1, "find before save");
+        ok = CheckErr(1, "find before save");
         break;
       }
       gSym.Sub = static_cast<uint16_t>(gSym.Sub + 1000);
-      ok = Check(TblSaveSymptom(h, &gSym, kSaveReplace), "save mode 2");
+      ok = CheckErr(TblSaveSymptom(h, &gSym, kSaveReplace), "save mode 2");
       plan[p].at.sub = gSym.Sub;
     }
     t.Stop();
@@ -271,7 +273,7 @@ int main(int argc, char **argv) {
     t.Start();
     for (const Planned &p : more) {
       Fill(p);
-      if (!(ok = Check(TblSaveSymptom(h, &gSym, kSaveAdd), "insert")))
+      if (!(ok = CheckErr(TblSaveSymptom(h, &gSym, kSaveAdd), "insert")))
         break;
     }
     t.Stop();
@@ -283,7 +285,7 @@ int main(int argc, char **argv) {
     t.Start();
     int err = DbCloseFile(h);
     t.Stop();
-    if (!Check(err, "close after changes"))
+    if (!CheckErr(err, "close after changes"))
       break;
     Report("close after changes (index written)", 1, t, "");
 
@@ -291,7 +293,7 @@ int main(int argc, char **argv) {
     t.Start();
     err = TblRebuildSymptom(path, 0, 1);
     t.Stop();
-    if (!Check(err, "rebuild"))
+    if (!CheckErr(err, "rebuild"))
       break;
     Report("index rebuild", 1, t, "< 1 s");
 
