@@ -2521,16 +2521,16 @@ int EngineShiftUp(TblHandle h, const StoreFamily &fam, const void *key,
     return Fail(kErrDuplicate);
   struct Moved {
     uint32_t rid;
-    uint64_t oldOff, oldLive;
+    uint64_t oldOff, oldLive, newLive;
     size_t at; // where its frame starts in the batch
   };
   std::vector<Moved> moved;
   std::vector<uint8_t> &b = t.batch;
   b.clear();
-  // Each record's frame is copied as it stands (a patch written out whole),
-  // its Seq changed in the key block and in the payload, its checksum made
-  // anew: nothing is decoded or encoded. The last record first, as a chain
-  // grows from its end.
+  // Each record gets its new Seq in its key block and in its bytes, nothing
+  // decoded or encoded: a long record as a patch of its base, which changes
+  // that one byte (with whatever it had patched before), a short one whole.
+  // The last record first, as a chain grows from its end.
   for (int seq = last; seq >= from; --seq) {
     uint32_t rid = ridAt(seq);
     if (rid == 0)
@@ -2543,19 +2543,29 @@ int EngineShiftUp(TblHandle h, const StoreFamily &fam, const void *key,
         static_cast<size_t>(seqAt) >= fv.payloadLen || fv.keys[len0] != seq ||
         fv.payload[seqAt] != seq)
       return Fail(kErrDamaged);
+    // The record with its new Seq; a long one goes as a patch of its base
+    // (the Seq byte and what was patched before), else whole.
+    t.payload.assign(fv.payload, fv.payload + fv.payloadLen);
+    t.payload[seqAt] = static_cast<uint8_t>(seq + 1);
+    bool patch = t.payload.size() >= kPatchMinRecord &&
+                 MakePatch(fv.baseOff, fv.basePayload, fv.basePayloadLen,
+                           t.payload.data(), t.payload.size(),
+                           t.payload.size() / kPatchShare, t.patch);
+    const std::vector<uint8_t> &rest = patch ? t.patch : t.payload;
     size_t at = b.size();
-    uint32_t body = fv.keyLen + fv.payloadLen;
+    uint32_t body = static_cast<uint32_t>(fv.keyLen + rest.size());
     b.resize(at + kFrameHead + body + kFrameTail);
     uint8_t *f = b.data() + at;
     memcpy(f, t.map + fv.off, kFrameHead);
-    f[12] = kFramePut;
+    f[12] = patch ? kFramePatch : kFramePut;
     StoreLE32(f + 4, body);
     memcpy(f + kFrameHead, fv.keys, fv.keyLen);
-    memcpy(f + kFrameHead + fv.keyLen, fv.payload, fv.payloadLen);
     f[kFrameHead + len0] = static_cast<uint8_t>(seq + 1);
-    f[kFrameHead + fv.keyLen + seqAt] = static_cast<uint8_t>(seq + 1);
+    memcpy(f + kFrameHead + fv.keyLen, rest.data(), rest.size());
     StoreLE32(f + kFrameHead + body, StoreCrc32c(f, kFrameHead + body));
-    moved.push_back(Moved{rid, fv.off, fv.liveSize(), at});
+    uint64_t size = kFrameHead + body + kFrameTail;
+    moved.push_back(Moved{rid, fv.off, fv.liveSize(),
+                          patch ? size + fv.baseSize : size, at});
   }
   uint64_t off;
   if ((err = AppendBytes(t, b, off)) != 0)
@@ -2574,7 +2584,7 @@ int EngineShiftUp(TblHandle h, const StoreFamily &fam, const void *key,
     MarkChecked(t, m.rid, newOff); // made just now from our own bytes
     if (m.rid < t.summaries.size() && t.summaries[m.rid].off == m.oldOff)
       t.summaries[m.rid].off = newOff; // the entries did not change
-    t.liveBytes += FrameSizeAt(t, newOff);
+    t.liveBytes += m.newLive;
     t.liveBytes -= m.oldLive;
     int e = ReindexSaved(t, m.rid, newKb, newLen, oldCopy, oldLen, m.oldOff,
                          newOff);
