@@ -312,8 +312,15 @@ void FillTerminators(uint8_t *arr, int from, int room,
     return;
   uint8_t *first = arr + static_cast<size_t>(from) * e.entrySize;
   e.setLast(first);
-  for (int i = from + 1; i < room; ++i)
-    memcpy(arr + static_cast<size_t>(i) * e.entrySize, first, e.entrySize);
+  // The terminators made so far are copied behind themselves, doubling each
+  // time: a few copies fill an array of hundreds of entries.
+  size_t done = e.entrySize;
+  size_t total = static_cast<size_t>(room - from) * e.entrySize;
+  while (done < total) {
+    size_t n = std::min(done, total - done);
+    memcpy(first + done, first, n);
+    done += n;
+  }
 }
 
 void DecodeField(const StoreFieldDesc &f, Reader &r, void *base, int &err) {
