@@ -2,81 +2,11 @@
 // traits struct per record type says how to find, peek, save and compare;
 // the walk and the split are the same for all.
 #include "ops/chainlist.h"
+#include "ops/chaintraits.h"
 
 #include <cstring>
 
 namespace {
-
-struct ExtractTraits {
-  using Rec = Extract;
-  using Entry = ExtractEntry;
-  static int Find(TblHandle h, Rec *r, int mode) {
-    return TblFindFullExtract(h, r, 0, mode, nullptr);
-  }
-  static int Save(TblHandle h, Rec *r, int mode) {
-    return TblSaveExtract(h, r, mode);
-  }
-  static int Peek(TblHandle h, const Rec *key, Entry *first, Entry *last,
-                  int *count) {
-    return TblPeekExtract(h, key, first, last, count);
-  }
-  static int ShiftUp(TblHandle h, const Rec *key, int from, int last) {
-    return TblShiftUpExtract(h, key, from, last);
-  }
-  static void CopyKey(Rec *dst, const Rec &src) {
-    dst->RemedyId = src.RemedyId;
-  }
-  static bool IsEnd(const Entry &e) { return TblIsLastExtractSymptom(&e) == 2; }
-  static Entry Terminator() { return ChainExtractTerminator(); }
-};
-
-struct ExSpTraits {
-  using Rec = ExSp;
-  using Entry = ExSpEntry;
-  static int Find(TblHandle h, Rec *r, int mode) {
-    return TblFindFullExSp(h, r, 0, mode, nullptr);
-  }
-  static int Save(TblHandle h, Rec *r, int mode) {
-    return TblSaveExSp(h, r, mode);
-  }
-  static int Peek(TblHandle h, const Rec *key, Entry *first, Entry *last,
-                  int *count) {
-    return TblPeekExSp(h, key, first, last, count);
-  }
-  static int ShiftUp(TblHandle h, const Rec *key, int from, int last) {
-    return TblShiftUpExSp(h, key, from, last);
-  }
-  static void CopyKey(Rec *dst, const Rec &src) {
-    dst->Num = src.Num;
-    dst->Sub = src.Sub;
-    dst->Direction = src.Direction;
-  }
-  static bool IsEnd(const Entry &e) { return TblIsLastExSpSymptom(&e) == 2; }
-  static Entry Terminator() { return ChainExSpTerminator(); }
-};
-
-struct WordTraits {
-  using Rec = Word;
-  using Entry = WordEntry;
-  static int Find(TblHandle h, Rec *r, int mode) {
-    return TblFindFullWord(h, r, 0, mode, nullptr);
-  }
-  static int Save(TblHandle h, Rec *r, int mode) {
-    return TblSaveWord(h, r, mode);
-  }
-  static int Peek(TblHandle h, const Rec *key, Entry *first, Entry *last,
-                  int *count) {
-    return TblPeekWord(h, key, first, last, count);
-  }
-  static int ShiftUp(TblHandle h, const Rec *key, int from, int last) {
-    return TblShiftUpWord(h, key, from, last);
-  }
-  static void CopyKey(Rec *dst, const Rec &src) {
-    memcpy(dst->Text, src.Text, sizeof dst->Text);
-  }
-  static bool IsEnd(const Entry &e) { return TblIsLastWordSymptom(&e) == 2; }
-  static Entry Terminator() { return ChainWordTerminator(); }
-};
 
 template <class E> bool Before(const E &a, const E &b) {
   return a.Num < b.Num || (a.Num == b.Num && a.Sub < b.Sub);

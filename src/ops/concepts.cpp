@@ -11,25 +11,11 @@
 
 namespace {
 
-struct ConceptTarget {
-  LogEntry *entry;
-  FILE *errors;
-  size_t length;
-  FieldOffsets off;
+struct ConceptTarget : OpTarget {
   // The repertory's symptom and the concept symptom.
   uint32_t ownNum, partnerNum;
   uint16_t ownSub, partnerSub;
 };
-
-int Report(ConceptTarget &t, int message, int severity, int result) {
-  LogReportEntry(t.errors, message, t.entry, t.off, severity);
-  return result;
-}
-
-int Done(const ConceptTarget &t) {
-  LogJoinFields(t.entry->text, t.length);
-  return 0;
-}
 
 // The shared ExSp record of the two operations.
 ExSp ConceptRecord;
@@ -56,11 +42,11 @@ int TakeApart(LogEntry *entry, const OpContext &ctx, bool otherToo,
   if (!FindPath(ctx.symptoms, language,
                 LogField(entry->text, t->off, ConceptFields::kSymptomPath),
                 otherToo, &t->ownNum, &t->ownSub))
-    return Report(*t, kMsgSymptomNotFound, 1, 1);
+    return OpEntryReport(*t, kMsgSymptomNotFound, 1, 1);
   if (!FindPath(ctx.partnerSymptoms, language,
                 LogField(entry->text, t->off, kFieldPath), otherToo,
                 &t->partnerNum, &t->partnerSub))
-    return Report(*t, kMsgConceptSymptomNotFound, 1, 1);
+    return OpEntryReport(*t, kMsgConceptSymptomNotFound, 1, 1);
   return 0;
 }
 
@@ -110,7 +96,7 @@ int AddDirection(ConceptTarget &t, TblHandle h, uint8_t direction) {
   } else {
     err = ChainInsertExSp(h, &rec, item);
   }
-  return err != 0 ? Report(t, kMsgConceptNotSaved, 1, 1) : 0;
+  return err != 0 ? OpEntryReport(t, kMsgConceptNotSaved, 1, 1) : 0;
 }
 
 int DeleteDirection(ConceptTarget &t, TblHandle h, uint8_t direction) {
@@ -119,12 +105,12 @@ int DeleteDirection(ConceptTarget &t, TblHandle h, uint8_t direction) {
   KeyOf(t, direction, &rec, &item);
   int at = FindInChain(h, &rec, item);
   if (at < 0)
-    return Report(t, kMsgConceptLinkNotFound, 1, 1);
+    return OpEntryReport(t, kMsgConceptLinkNotFound, 1, 1);
   int n = ChainCountExSp(rec);
   memmove(&rec.Entries[at], &rec.Entries[at + 1],
           sizeof(ExSpEntry) * static_cast<size_t>(n - at));
   if (TblSaveExSp(h, &rec, kSaveReplace) != 0 || OrvixError != 0)
-    return Report(t, kMsgConceptNotSaved, 1, 1);
+    return OpEntryReport(t, kMsgConceptNotSaved, 1, 1);
   return 0;
 }
 
@@ -139,7 +125,7 @@ int OpAddConceptRun(LogEntry *entry, const OpContext &ctx) {
   for (uint8_t d : {kConceptToSymptoms, kSymptomToConcepts})
     if (int r = AddDirection(t, ctx.concepts, d); r != 0)
       return r;
-  return Done(t);
+  return OpEntryDone(t);
 }
 
 int OpDeleteConceptRun(LogEntry *entry, const OpContext &ctx) {
@@ -151,5 +137,5 @@ int OpDeleteConceptRun(LogEntry *entry, const OpContext &ctx) {
   for (uint8_t d : {kConceptToSymptoms, kSymptomToConcepts})
     if (int r = DeleteDirection(t, ctx.concepts, d); r != 0)
       return r;
-  return Done(t);
+  return OpEntryDone(t);
 }

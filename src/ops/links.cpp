@@ -14,31 +14,9 @@
 
 namespace {
 
-struct LinkTarget {
-  LogEntry *entry;
-  FILE *errors;
-  size_t length;
-  FieldOffsets off;
-};
-
-int Report(LinkTarget &t, int message, int severity, int result) {
-  LogReportEntry(t.errors, message, t.entry, t.off, severity);
-  return result;
-}
-
-int Done(const LinkTarget &t) {
-  LogJoinFields(t.entry->text, t.length);
-  return 0;
-}
-
-const char *Field(const LinkTarget &t, int n) {
-  return LogField(t.entry->text, t.off, n);
-}
-
 // The start shared by the two link operations: the symptom, the remedy
 // and the author ("0" for none) into a Link record's key.
-int TakeApart(LogEntry *entry, const OpContext &ctx, LinkTarget *t,
-              Link *link) {
+int TakeApart(LogEntry *entry, const OpContext &ctx, OpTarget *t, Link *link) {
   t->entry = entry;
   t->errors = ctx.errors;
   t->length = strlen(entry->text);
@@ -50,20 +28,22 @@ int TakeApart(LogEntry *entry, const OpContext &ctx, LinkTarget *t,
   link->CursorState = 0xff;
   link->Num = s.Num;
   link->Sub = s.Sub;
-  if (strcmp(Field(*t, LinkFields::kRemedy), "0") != 0) {
+  if (strcmp(OpEntryField(*t, LinkFields::kRemedy), "0") != 0) {
     Remed remed;
-    if (OpFindRemedy(Field(*t, LinkFields::kRemedy), &remed) != 0)
-      return Report(*t, kMsgRemedyNotFound, 1, 1);
+    if (OpFindRemedy(OpEntryField(*t, LinkFields::kRemedy), &remed) != 0)
+      return OpEntryReport(*t, kMsgRemedyNotFound, 1, 1);
     link->RemedyId = remed.Id;
   }
-  if (strcmp(Field(*t, LinkFields::kAuthor), "0") != 0) {
+  if (strcmp(OpEntryField(*t, LinkFields::kAuthor), "0") != 0) {
     Author author;
-    if (OpFindAuthor(Field(*t, LinkFields::kAuthor), &author) != 0)
-      return Report(*t, kMsgAuthorNotFound, 1, 1);
+    if (OpFindAuthor(OpEntryField(*t, LinkFields::kAuthor), &author) != 0)
+      return OpEntryReport(*t, kMsgAuthorNotFound, 1, 1);
     link->AuthorId = author.Id;
   }
-  link->Degree = static_cast<uint8_t>(atoi(Field(*t, LinkFields::kDegree)));
-  link->LinkKind = static_cast<uint8_t>(atoi(Field(*t, LinkFields::kType)));
+  link->Degree =
+      static_cast<uint8_t>(atoi(OpEntryField(*t, LinkFields::kDegree)));
+  link->LinkKind =
+      static_cast<uint8_t>(atoi(OpEntryField(*t, LinkFields::kType)));
   return 0;
 }
 
@@ -105,36 +85,36 @@ void OpLinkStoredFile(int kind, const char *file, char *out, size_t cap) {
 }
 
 int OpAddLinkRun(LogEntry *entry, const OpContext &ctx) {
-  LinkTarget t;
+  OpTarget t;
   Link link;
   if (TakeApart(entry, ctx, &t, &link) != 0)
     return 1;
-  const char *title = Field(t, LinkFields::kTitle);
-  const char *file = Field(t, LinkFields::kFile);
+  const char *title = OpEntryField(t, LinkFields::kTitle);
+  const char *file = OpEntryField(t, LinkFields::kFile);
   // Nothing is cut to fit: a title or file name too long is refused.
   if (strlen(title) >= sizeof link.Title || strlen(file) >= sizeof link.File)
-    return Report(t, kMsgTextTooLong, 1, 1);
+    return OpEntryReport(t, kMsgTextTooLong, 1, 1);
   StrCopy(link.Title, title);
   OpLinkStoredFile(link.LinkKind, file, link.File, sizeof link.File);
   if (FolderOfKind(link.LinkKind) != nullptr) {
     char found[kPathMax + 1];
     if (MediaLocate(found, sizeof found, MediaKindOf(link.LinkKind),
                     link.File)[0] == '\0')
-      return Report(t, kMsgLinkFileNotFound, 1, 1);
+      return OpEntryReport(t, kMsgLinkFileNotFound, 1, 1);
   }
   if (ctx.links == 0 || TblSaveLink(ctx.links, &link, kSaveAdd) != 0 ||
       OrvixError != 0)
-    return Report(t, kMsgLinkNotSaved, 1, 1);
-  return Done(t);
+    return OpEntryReport(t, kMsgLinkNotSaved, 1, 1);
+  return OpEntryDone(t);
 }
 
 int OpDeleteLinkRun(LogEntry *entry, const OpContext &ctx) {
-  LinkTarget t;
+  OpTarget t;
   Link key;
   if (TakeApart(entry, ctx, &t, &key) != 0)
     return 1;
   if (ctx.links == 0)
-    return Done(t); // no table, no link: nothing to delete
+    return OpEntryDone(t); // no table, no link: nothing to delete
   Link found = key;
   if (TblFindFullLink(ctx.links, &found, 0, kFindAtOrAfter) == 0 &&
       OrvixError == 0 && found.Num == key.Num && found.Sub == key.Sub &&
@@ -142,28 +122,28 @@ int OpDeleteLinkRun(LogEntry *entry, const OpContext &ctx) {
       (found.AuthorId & kAuthorMask) == key.AuthorId &&
       found.LinkKind == key.LinkKind) {
     if (TblDeleteLink(ctx.links) != 0 || OrvixError != 0)
-      return Report(t, kMsgLinkNotDeleted, 1, 1);
+      return OpEntryReport(t, kMsgLinkNotDeleted, 1, 1);
   }
-  return Done(t);
+  return OpEntryDone(t);
 }
 
 int OpChangeSymptomKindRun(LogEntry *entry, const OpContext &ctx) {
-  LinkTarget t{entry, ctx.errors, strlen(entry->text), {}};
+  OpTarget t{entry, ctx.errors, strlen(entry->text), {}};
   LogSplitFields(entry->text, t.off);
   Symptom &s = SymptomRecord;
   if (OpResolveSubject(entry, ctx.errors, ctx.symptoms, t.off, &s) != 0)
     return 1;
-  const char *value = Field(t, KindFields::kNew);
+  const char *value = OpEntryField(t, KindFields::kNew);
   if (strlen(value) != 2 || !isdigit(static_cast<unsigned char>(value[0])) ||
       !isdigit(static_cast<unsigned char>(value[1])))
-    return Report(t, kMsgSymptomTypeNotDigits, 1, 1);
+    return OpEntryReport(t, kMsgSymptomTypeNotDigits, 1, 1);
   s.SymptomType = static_cast<uint8_t>(value[0] - '0');
   s.SymptomSubType = static_cast<uint8_t>(value[1] - '0');
   if (TblSaveSymptom(ctx.symptoms, &s, kSaveReplace) != 0 || OrvixError != 0) {
     // Without a report file the failure counts as done.
     if (ctx.errors == nullptr)
-      return Done(t);
-    return Report(t, kMsgSymptomNotSaved, 1, 1);
+      return OpEntryDone(t);
+    return OpEntryReport(t, kMsgSymptomNotSaved, 1, 1);
   }
-  return Done(t);
+  return OpEntryDone(t);
 }

@@ -14,27 +14,6 @@ namespace {
 char NoteText1[kNoteTextSize];
 char NoteText2[kNoteTextSize];
 
-struct NoteTarget {
-  LogEntry *entry;
-  FILE *errors;
-  size_t length;
-  FieldOffsets off;
-};
-
-int Report(NoteTarget &t, int message, int severity, int result) {
-  LogReportEntry(t.errors, message, t.entry, t.off, severity);
-  return result;
-}
-
-int Done(const NoteTarget &t) {
-  LogJoinFields(t.entry->text, t.length);
-  return 0;
-}
-
-const char *Field(const NoteTarget &t, int n) {
-  return LogField(t.entry->text, t.off, n);
-}
-
 // The first entry of the pair in the symptom's remedies, the user bit
 // masked off; -1 when it is not there.
 int FindPair(const Symptom &s, uint16_t remedyId, uint16_t authorId) {
@@ -83,41 +62,41 @@ void OpAppendNoteText(char *stored, size_t cap, const char *added) {
 }
 
 int OpChangeNoteRun(LogEntry *entry, const OpContext &ctx) {
-  NoteTarget t{entry, ctx.errors, strlen(entry->text), {}};
+  OpTarget t{entry, ctx.errors, strlen(entry->text), {}};
   LogSplitFields(entry->text, t.off);
   Symptom &s = SymptomRecord;
   if (OpResolveSubject(entry, ctx.errors, ctx.symptoms, t.off, &s) != 0)
     return 1;
   uint16_t remedyId = 0, authorId = 0;
-  if (strcmp(Field(t, NoteFields::kRemedy), "0") != 0) {
+  if (strcmp(OpEntryField(t, NoteFields::kRemedy), "0") != 0) {
     Remed remed;
-    if (OpFindRemedy(Field(t, NoteFields::kRemedy), &remed) != 0)
-      return Report(t, kMsgRemedyNotFound, 1, 1);
+    if (OpFindRemedy(OpEntryField(t, NoteFields::kRemedy), &remed) != 0)
+      return OpEntryReport(t, kMsgRemedyNotFound, 1, 1);
     remedyId = remed.Id;
   }
-  if (strcmp(Field(t, NoteFields::kAuthor), "0") != 0) {
+  if (strcmp(OpEntryField(t, NoteFields::kAuthor), "0") != 0) {
     Author author;
-    if (OpFindAuthor(Field(t, NoteFields::kAuthor), &author) != 0)
-      return Report(t, kMsgAuthorNotFound, 1, 1);
+    if (OpFindAuthor(OpEntryField(t, NoteFields::kAuthor), &author) != 0)
+      return OpEntryReport(t, kMsgAuthorNotFound, 1, 1);
     authorId = author.Id;
   }
-  int degree = atoi(Field(t, NoteFields::kDegree));
+  int degree = atoi(OpEntryField(t, NoteFields::kDegree));
   if (remedyId != 0) {
     int at = FindPair(s, remedyId, authorId);
     if (at < 0)
-      return Report(t, kMsgPairNotInSymptom, 2, 1);
+      return OpEntryReport(t, kMsgPairNotInSymptom, 2, 1);
     if (s.Remedies[at].Degree != degree)
-      return Report(t, kMsgDegreeDiffers, 2, 2);
+      return OpEntryReport(t, kMsgDegreeDiffers, 2, 2);
   }
-  const char *oldText = Field(t, NoteFields::kOldText);
-  const char *newText = Field(t, NoteFields::kNewText);
+  const char *oldText = OpEntryField(t, NoteFields::kOldText);
+  const char *newText = OpEntryField(t, NoteFields::kNewText);
   // A text that the note cannot hold whole is refused, never cut.
   if (strlen(newText) > kNoteTextLimit)
-    return Report(t, kMsgTextTooLong, 1, 1);
+    return OpEntryReport(t, kMsgTextTooLong, 1, 1);
   if (ctx.notes == 0)
-    return Report(t, kMsgNoteNotAdded, 1, 1);
-  bool second = strcmp(Field(t, NoteFields::kLanguage), "0") != 0;
-  uint8_t kind = static_cast<uint8_t>(atoi(Field(t, NoteFields::kType)));
+    return OpEntryReport(t, kMsgNoteNotAdded, 1, 1);
+  bool second = strcmp(OpEntryField(t, NoteFields::kLanguage), "0") != 0;
+  uint8_t kind = static_cast<uint8_t>(atoi(OpEntryField(t, NoteFields::kType)));
 
   Note n;
   if (FindNote(ctx.notes, &n, s, remedyId, authorId, kind)) {
@@ -128,16 +107,16 @@ int OpChangeNoteRun(LogEntry *entry, const OpContext &ctx) {
       OpAppendNoteText(text, kNoteTextSize, newText);
     if (NoteText1[0] == '\0' && NoteText2[0] == '\0') {
       if (TblDeleteNote(ctx.notes) != 0 || OrvixError != 0)
-        return Report(t, kMsgNoteNotDeleted, 1, 1);
+        return OpEntryReport(t, kMsgNoteNotDeleted, 1, 1);
     } else if (TblSaveNote(ctx.notes, &n, kSaveReplace) != 0 ||
                OrvixError != 0) {
-      return Report(t, kMsgNoteNotSaved, 1, 1);
+      return OpEntryReport(t, kMsgNoteNotSaved, 1, 1);
     }
-    return Done(t);
+    return OpEntryDone(t);
   }
   // No note yet: an empty text makes none.
   if (newText[0] == '\0')
-    return Done(t);
+    return OpEntryDone(t);
   memset(&n, 0, sizeof n);
   n.CursorState = 0xff;
   n.Num = s.Num;
@@ -151,6 +130,6 @@ int OpChangeNoteRun(LogEntry *entry, const OpContext &ctx) {
   StrCopy(second ? NoteText2 : NoteText1, kNoteTextSize, newText);
   (second ? NoteText1 : NoteText2)[0] = '\0';
   if (TblSaveNote(ctx.notes, &n, kSaveAdd) != 0 || OrvixError != 0)
-    return Report(t, kMsgNoteNotAdded, 1, 1);
-  return Done(t);
+    return OpEntryReport(t, kMsgNoteNotAdded, 1, 1);
+  return OpEntryDone(t);
 }

@@ -13,18 +13,6 @@
 
 namespace {
 
-struct TextTarget {
-  LogEntry *entry;
-  FILE *errors;
-  size_t length;
-  FieldOffsets off;
-};
-
-int Report(TextTarget &t, int message, int severity, int result) {
-  LogReportEntry(t.errors, message, t.entry, t.off, severity);
-  return result;
-}
-
 // The new entries of a list as the log holds them: one a line.
 std::string EntriesOfLines(const char *text) {
   std::string out;
@@ -96,7 +84,7 @@ char *TargetField(Symptom &s, bool synonym, bool second) {
 }
 
 int ChangeReference(LogEntry *entry, const OpContext &ctx, bool synonym) {
-  TextTarget t{entry, ctx.errors, strlen(entry->text), {}};
+  OpTarget t{entry, ctx.errors, strlen(entry->text), {}};
   LogSplitFields(entry->text, t.off);
   Symptom &s = SymptomRecord;
   if (OpResolveSubject(entry, ctx.errors, ctx.symptoms, t.off, &s) != 0)
@@ -109,7 +97,7 @@ int ChangeReference(LogEntry *entry, const OpContext &ctx, bool synonym) {
   // list of cross-references 2048.
   size_t limit = synonym ? kRefSynonymLimit : kRefCrossRefLimit;
   if (strlen(oldText) > limit || strlen(newText) > limit)
-    return Report(t, kMsgSymptomNotSaved, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotSaved, 1, 1);
 
   std::string stored = TargetField(s, synonym, second);
   std::string result;
@@ -121,20 +109,20 @@ int ChangeReference(LogEntry *entry, const OpContext &ctx, bool synonym) {
                                   synonym ? "synonyms" : "cross-references",
                                   ctx, &result);
              code != 0) {
-    return Report(t, code, 1, 1);
+    return OpEntryReport(t, code, 1, 1);
   }
   if (result.size() > limit)
-    return Report(t, kMsgTextTooLong, 1, 1);
+    return OpEntryReport(t, kMsgTextTooLong, 1, 1);
 
   // The normalising has moved the table; the symptom is had again.
   uint32_t num = s.Num;
   uint16_t sub = s.Sub;
   if (TblFindFullSymptom(ctx.symptoms, &s, 0, kFindEqual) != 0 ||
       OrvixError != 0 || s.Num != num || s.Sub != sub)
-    return Report(t, kMsgSymptomNotSaved, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotSaved, 1, 1);
   StrCopy(TargetField(s, synonym, second), limit + 1, result.c_str());
   if (TblSaveSymptom(ctx.symptoms, &s, kSaveReplace) != 0 || OrvixError != 0)
-    return Report(t, kMsgSymptomNotSaved, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotSaved, 1, 1);
 
   // The word index follows the field: the words that stood go, the new
   // ones come.
@@ -145,12 +133,12 @@ int ChangeReference(LogEntry *entry, const OpContext &ctx, bool synonym) {
     if (!oldWords.empty() &&
         WordIndexRemove(ctx.word1, ctx.word2, second ? none : oldWords.c_str(),
                         second ? oldWords.c_str() : none, num, sub) != 0)
-      return Report(t, kMsgWordIndexNotUpdated, 1, 1);
+      return OpEntryReport(t, kMsgWordIndexNotUpdated, 1, 1);
     if (!newWords.empty() &&
         WordIndexAdd(ctx.symptoms, ctx.word1, ctx.word2,
                      second ? none : newWords.c_str(),
                      second ? newWords.c_str() : none, num, sub) != 0)
-      return Report(t, kMsgWordIndexNotUpdated, 1, 1);
+      return OpEntryReport(t, kMsgWordIndexNotUpdated, 1, 1);
   }
   LogJoinFields(entry->text, t.length);
   return 0;

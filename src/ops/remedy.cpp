@@ -35,33 +35,13 @@ int CountEntries(const SymptomRemedy *r) {
 
 // An entry of a remedy operation taken apart: its split text and what it
 // names. The symptom is SymptomRecord, which owns the remedy array.
-struct RemedyTarget {
-  LogEntry *entry;
-  FILE *errors;
-  size_t length; // of the whole text, to join it again
-  FieldOffsets off;
+struct RemedyTarget : OpTarget {
   Symptom *symptom;
   uint16_t remedyId;
   uint16_t authorId;
   char remedy[sizeof(Remed::Abbrev)];  // the abbreviations as the tables
   char author[sizeof(Author::Abbrev)]; // hold them
 };
-
-const char *Field(const RemedyTarget &t, int n) {
-  return LogField(t.entry->text, t.off, n);
-}
-
-// Reports the entry with the message and severity; answers `result`.
-int Report(RemedyTarget &t, int message, int severity, int result) {
-  LogReportEntry(t.errors, message, t.entry, t.off, severity);
-  return result;
-}
-
-// The successful end: the text is one string again.
-int Done(const RemedyTarget &t) {
-  LogJoinFields(t.entry->text, t.length);
-  return 0;
-}
 
 // The common start of the three operations: split the text, find the
 // symptom, then the remedy and the author by abbreviation; a remedy or
@@ -78,11 +58,11 @@ int TakeApart(LogEntry *entry, const OpContext &ctx, int severity,
       0)
     return 1;
   Remed remed;
-  if (OpFindRemedy(Field(*t, RemedyFields::kRemedy), &remed) != 0)
-    return Report(*t, kMsgRemedyNotFound, severity, 1);
+  if (OpFindRemedy(OpEntryField(*t, RemedyFields::kRemedy), &remed) != 0)
+    return OpEntryReport(*t, kMsgRemedyNotFound, severity, 1);
   Author author;
-  if (OpFindAuthor(Field(*t, RemedyFields::kAuthor), &author) != 0)
-    return Report(*t, kMsgAuthorNotFound, severity, 1);
+  if (OpFindAuthor(OpEntryField(*t, RemedyFields::kAuthor), &author) != 0)
+    return OpEntryReport(*t, kMsgAuthorNotFound, severity, 1);
   t->remedyId = remed.Id;
   t->authorId = author.Id;
   StrCopy(t->remedy, remed.Abbrev);
@@ -177,22 +157,22 @@ int OpChangeDegreeRun(LogEntry *entry, const OpContext &ctx) {
   Symptom &s = *t.symptom;
   int at = FindPair(s, t.remedyId, t.authorId);
   if (at < 0)
-    return Report(t, kMsgPairNotInSymptom, 2, 1);
+    return OpEntryReport(t, kMsgPairNotInSymptom, 2, 1);
   uint8_t degree =
-      static_cast<uint8_t>(atoi(Field(t, RemedyFields::kNewDegree)));
+      static_cast<uint8_t>(atoi(OpEntryField(t, RemedyFields::kNewDegree)));
   s.Remedies[at].Degree = degree;
   s.Remedies[at].AuthorId |= kAuthorUserBit;
   if (TblSaveSymptom(ctx.symptoms, &s, kSaveReplace) != 0)
-    return Report(t, kMsgSymptomNotSaved, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotSaved, 1, 1);
   Extract rec;
   int i =
       FindExtractEntry(ctx.extract, &rec, t.remedyId, s.Num, s.Sub, t.authorId);
   if (i < 0)
-    return Report(t, kMsgNotInExtract, 1, 1);
+    return OpEntryReport(t, kMsgNotInExtract, 1, 1);
   rec.Entries[i].Degree = degree;
   if (TblSaveExtract(ctx.extract, &rec, kSaveReplace) != 0)
-    return Report(t, kMsgExtractNotSaved, 1, 1);
-  return Done(t);
+    return OpEntryReport(t, kMsgExtractNotSaved, 1, 1);
+  return OpEntryDone(t);
 }
 
 namespace {
@@ -226,7 +206,7 @@ int OpDeleteRemedyRun(LogEntry *entry, const OpContext &ctx) {
   Symptom &s = *t.symptom;
   int at = FindPair(s, t.remedyId, t.authorId);
   if (at < 0) // nothing to delete: a warning, the run goes on
-    return Report(t, kMsgPairNotInSymptom, 2, 2);
+    return OpEntryReport(t, kMsgPairNotInSymptom, 2, 2);
 
   // The notes of this remedy and author on the symptom go with it.
   if (ctx.notes != 0)
@@ -237,7 +217,7 @@ int OpDeleteRemedyRun(LogEntry *entry, const OpContext &ctx) {
           sizeof(SymptomRemedy) * static_cast<size_t>(count - at));
   s.RemedyCount = static_cast<uint16_t>(OpCountRemedies(s.Remedies));
   if (TblSaveSymptom(ctx.symptoms, &s, kSaveReplace) != 0)
-    return Report(t, kMsgSymptomNotSaved, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotSaved, 1, 1);
 
   // A missing extraction entry is no failure here.
   Extract rec;
@@ -249,7 +229,7 @@ int OpDeleteRemedyRun(LogEntry *entry, const OpContext &ctx) {
             sizeof(ExtractEntry) * static_cast<size_t>(n - i));
     TblSaveExtract(ctx.extract, &rec, kSaveReplace);
   }
-  return Done(t);
+  return OpEntryDone(t);
 }
 
 namespace {
@@ -269,7 +249,7 @@ int MeetEntries(RemedyTarget &t, int merge, int *degree) {
   for (int i = 0; i < count; ++i) {
     SymptomRemedy &e = s.Remedies[i];
     if (e.RemedyId == t.remedyId && (e.AuthorId & kAuthorMask) == t.authorId)
-      return Report(t, kMsgPairInSymptom, 2, 2);
+      return OpEntryReport(t, kMsgPairInSymptom, 2, 2);
     if (*degree == 0)
       *degree = e.Degree;
     if (e.RemedyId != t.remedyId)
@@ -281,7 +261,7 @@ int MeetEntries(RemedyTarget &t, int merge, int *degree) {
       e.Degree = static_cast<uint8_t>(*degree);
     else if (merge == kMergeCheck && *degree != e.Degree) {
       if (t.entry->tag != kTagTakeDegree)
-        return Report(t, kMsgDegreeDiffers, 2, 2);
+        return OpEntryReport(t, kMsgDegreeDiffers, 2, 2);
       *degree = e.Degree;
     }
   }
@@ -299,7 +279,7 @@ int InsertIntoSymptom(RemedyTarget &t, TblHandle symptoms, int degree, int mark,
   // Grow the array by one, with room for the terminator.
   SymptomRemedy *grown = TblAllocSymptomRemed(count + 2);
   if (grown == nullptr)
-    return Report(t, kMsgNoMemoryForRemedies, 1, 1);
+    return OpEntryReport(t, kMsgNoMemoryForRemedies, 1, 1);
   if (count > 0)
     memcpy(grown, s.Remedies,
            sizeof(SymptomRemedy) * static_cast<size_t>(count));
@@ -330,7 +310,7 @@ int InsertIntoSymptom(RemedyTarget &t, TblHandle symptoms, int degree, int mark,
     s.ViewMask = static_cast<uint16_t>(s.ViewMask | added.ViewBits);
   }
   if (TblSaveSymptom(symptoms, &s, kSaveReplace) != 0)
-    return Report(t, kMsgSymptomNotSaved, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotSaved, 1, 1);
   return 0;
 }
 
@@ -351,7 +331,7 @@ int InsertIntoExtract(RemedyTarget &t, TblHandle extract, int degree) {
     err = ChainInsertExtract(extract, &rec, item);
   }
   if (err != 0)
-    return Report(t, kMsgExtractNotSaved, 1, 1);
+    return OpEntryReport(t, kMsgExtractNotSaved, 1, 1);
   return 0;
 }
 
@@ -372,12 +352,12 @@ int AddComment(RemedyTarget &t, TblHandle notes, const char *comment,
     StrAppend(text1, "\n");
     StrAppend(text1, comment);
     if (TblSaveNote(notes, &n, kSaveReplace) != 0)
-      return Report(t, kMsgNoteNotSaved, 1, 1);
+      return OpEntryReport(t, kMsgNoteNotSaved, 1, 1);
   } else {
     StrCopy(text1, comment);
     text2[0] = '\0';
     if (TblSaveNote(notes, &n, kSaveAdd) != 0)
-      return Report(t, kMsgNoteNotAdded, 1, 1);
+      return OpEntryReport(t, kMsgNoteNotAdded, 1, 1);
   }
   return 0;
 }
@@ -389,7 +369,7 @@ int OpAddRemedyEntry(LogEntry *entry, const OpContext &ctx, int mark,
   RemedyTarget t;
   if (TakeApart(entry, ctx, 1, &t) != 0)
     return 1;
-  int degree = atoi(Field(t, RemedyFields::kDegree));
+  int degree = atoi(OpEntryField(t, RemedyFields::kDegree));
   if (int r = MeetEntries(t, merge, &degree); r != 0)
     return r;
   if (int r = InsertIntoSymptom(t, ctx.symptoms, degree, mark, ctx.views);
@@ -400,7 +380,7 @@ int OpAddRemedyEntry(LogEntry *entry, const OpContext &ctx, int mark,
   if (ctx.comment[0] != '\0' && ctx.notes != 0)
     if (int r = AddComment(t, ctx.notes, ctx.comment, degree); r != 0)
       return r;
-  return Done(t);
+  return OpEntryDone(t);
 }
 
 int OpAddRemedyRun(LogEntry *entry, const OpContext &ctx) {

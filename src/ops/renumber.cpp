@@ -4,6 +4,7 @@
 
 #include "logentry/reportcodes.h"
 #include "ops/chainlist.h"
+#include "ops/chaintraits.h"
 #include "ops/subject.h"
 #include "ops/wordindex.h"
 #include "platform/strutil.h"
@@ -190,79 +191,57 @@ int CarryConcepts(const OpContext &ctx, uint32_t num, uint16_t oldSub,
   return TblSaveExSp(ctx.concepts, &rec, kSaveReplace) != 0;
 }
 
-// Gives every entry of the run in the remedy's Extract chain its new Sub,
-// saving each record it changes once. The chain is in (Num, Sub) order and
-// the moves keep that order, so only the records whose first and last
-// entries enclose part of the run are read.
-int ShiftExtract(TblHandle extract, uint16_t remedyId, const Moves &m) {
-  // The peek reads only the key; the find fills the rest. A record of
-  // three and a half kilobytes is not cleared for every Seq of every chain.
-  static Extract rec;
+// Hands every entry of the run in the chain whose key `rec` holds to
+// `edit`, and saves each record it changes once. The chain is in (Num, Sub)
+// order and the moves keep that order, so only the records whose first and
+// last entries enclose part of the run are read. The peek reads only the
+// key and the find fills the rest: the record is not cleared for every Seq.
+template <class T, class Edit>
+int ShiftChain(TblHandle h, typename T::Rec &rec, const Moves &m, Edit edit) {
   for (int seq = 0; seq <= 255; ++seq) {
     rec.CursorState = 0xff;
-    rec.RemedyId = remedyId;
     rec.Seq = static_cast<uint8_t>(seq);
-    ExtractEntry first, last;
+    typename T::Entry first, last;
     int count = 0;
-    if (TblPeekExtract(extract, &rec, &first, &last, &count) != 0)
+    if (T::Peek(h, &rec, &first, &last, &count) != 0)
       return 0;
     if (count == 0 || Before(last.Num, last.Sub, m.num, m.from))
       continue;
     if (Before(m.num, m.to, first.Num, first.Sub))
       return 0;
-    if (TblFindFullExtract(extract, &rec, 0, kFindEqual, nullptr) != 0)
+    if (T::Find(h, &rec, kFindEqual) != 0)
       return 1;
     bool changed = false;
-    for (int i = 0;
-         i < kListEntries - 1 && TblIsLastExtractSymptom(&rec.Entries[i]) != 2;
-         ++i) {
-      ExtractEntry &e = rec.Entries[i];
-      if (m.Has(e.Num, e.Sub)) {
-        e.Sub = m.To(e.Sub);
+    for (int i = 0; i < kListEntries - 1 && !T::IsEnd(rec.Entries[i]); ++i)
+      if (m.Has(rec.Entries[i].Num, rec.Entries[i].Sub)) {
+        edit(rec.Entries[i]);
         changed = true;
       }
-    }
-    if (changed && TblSaveExtract(extract, &rec, kSaveReplace) != 0)
+    if (changed && T::Save(h, &rec, kSaveReplace) != 0)
       return 1;
   }
   return 0;
 }
 
+// Every entry of the run in the remedy's Extract chain gets its new Sub.
+int ShiftExtract(TblHandle extract, uint16_t remedyId, const Moves &m) {
+  static Extract rec;
+  rec.RemedyId = remedyId;
+  return ShiftChain<ExtractTraits>(
+      extract, rec, m, [&m](ExtractEntry &e) { e.Sub = m.To(e.Sub); });
+}
+
 // The same for a word's chain in one Word table; an end of range that
 // lies in the symptom's own block at or before it moves with it.
 int ShiftWord(TblHandle words, const std::string &token, const Moves &m) {
-  static Word rec; // as for Extract: only the key needs setting
-  for (int seq = 0; seq <= 255; ++seq) {
-    rec.CursorState = 0xff;
-    StrCopy(rec.Text, token.c_str());
-    rec.Seq = static_cast<uint8_t>(seq);
-    WordEntry first, last;
-    int count = 0;
-    if (TblPeekWord(words, &rec, &first, &last, &count) != 0)
-      return 0;
-    if (count == 0 || Before(last.Num, last.Sub, m.num, m.from))
-      continue;
-    if (Before(m.num, m.to, first.Num, first.Sub))
-      return 0;
-    if (TblFindFullWord(words, &rec, 0, kFindEqual, nullptr) != 0)
-      return 1;
-    bool changed = false;
-    for (int i = 0;
-         i < kListEntries - 1 && TblIsLastWordSymptom(&rec.Entries[i]) != 2;
-         ++i) {
-      WordEntry &e = rec.Entries[i];
-      if (!m.Has(e.Num, e.Sub))
-        continue;
-      uint16_t old = e.Sub;
-      e.Sub = m.To(old);
-      if (e.EndNum == m.num && e.EndSub <= old)
-        e.EndSub = e.Sub;
-      changed = true;
-    }
-    if (changed && TblSaveWord(words, &rec, kSaveReplace) != 0)
-      return 1;
-  }
-  return 0;
+  static Word rec;
+  StrCopy(rec.Text, token.c_str());
+  return ShiftChain<WordTraits>(words, rec, m, [&m](WordEntry &e) {
+    uint16_t old = e.Sub;
+    e.Sub = m.To(old);
+    if (e.EndNum == m.num && e.EndSub <= old)
+      e.EndSub = e.Sub;
+  });
 }
 
 } // namespace

@@ -121,3 +121,17 @@ const char *OpRemedyAbbrev(uint16_t id) {
 const char *OpAuthorAbbrev(uint16_t id) {
   return CachedName<Author>(AuthorNames, id, OpAuthorTable, TblFindFullAuthor);
 }
+
+const char *OpEntryField(const OpTarget &t, int n) {
+  return LogField(t.entry->text, t.off, n);
+}
+
+int OpEntryReport(OpTarget &t, int message, int severity, int result) {
+  LogReportEntry(t.errors, message, t.entry, t.off, severity);
+  return result;
+}
+
+int OpEntryDone(const OpTarget &t) {
+  LogJoinFields(t.entry->text, t.length);
+  return 0;
+}

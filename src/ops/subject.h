@@ -57,6 +57,23 @@ struct OwnSymptom {
   }
 };
 
+// The entry a handler works on: its text split into fields (joined again
+// by OpEntryDone), its length, and the errors file its reports go to. A family
+// of handlers that keeps more derives its own target from it.
+struct OpTarget {
+  LogEntry *entry;
+  FILE *errors;
+  size_t length; // of the whole text, to join it again
+  FieldOffsets off;
+};
+
+// Field `n` of the split entry.
+const char *OpEntryField(const OpTarget &t, int n);
+// Reports the entry with the message and severity; answers `result`.
+int OpEntryReport(OpTarget &t, int message, int severity, int result);
+// The successful end: the text is one string again; answers 0.
+int OpEntryDone(const OpTarget &t);
+
 // Frees the remedy array of SymptomRecord and forgets the cached remedy and
 // author names and the last bad destination of a reference reported; the
 // run calls it at its end.

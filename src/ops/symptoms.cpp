@@ -21,27 +21,9 @@ namespace {
 
 // An entry taken apart: its split text and the symptom it names, copied
 // out of SymptomRecord.
-struct Target {
-  LogEntry *entry;
-  FILE *errors;
-  size_t length;
-  FieldOffsets off;
+struct Target : OpTarget {
   OwnSymptom sym;
 };
-
-const char *Field(const Target &t, int n) {
-  return LogField(t.entry->text, t.off, n);
-}
-
-int Report(Target &t, int message, int severity, int result) {
-  LogReportEntry(t.errors, message, t.entry, t.off, severity);
-  return result;
-}
-
-int Done(const Target &t) {
-  LogJoinFields(t.entry->text, t.length);
-  return 0;
-}
 
 // Copies a symptom with its remedy array into `to`.
 void CopySymptom(const Symptom &from, OwnSymptom *to) {
@@ -237,7 +219,7 @@ int AddSymptom(LogEntry *entry, const OpContext &ctx, bool below) {
   uint16_t parentSub, pSub;
   if (below) {
     if (r.Level >= kSptMaxLevels)
-      return Report(t, kMsgSymptomNotAdded, 1, 1);
+      return OpEntryReport(t, kMsgSymptomNotAdded, 1, 1);
     level = static_cast<uint8_t>(r.Level + 1);
     parentNum = r.Num;
     parentSub = r.Sub;
@@ -251,18 +233,18 @@ int AddSymptom(LogEntry *entry, const OpContext &ctx, bool below) {
   }
   OwnSymptom p;
   if (p.ByNumber(ctx.symptoms, pNum, pSub) != 0)
-    return Report(t, kMsgSymptomNotFound, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotFound, 1, 1);
   uint32_t n2 = p.s->Num2;
   uint16_t s2 = p.s->Sub2;
   uint8_t chapter = p.s->Chapter;
   if (pSub >= kRenumberMaxSub)
-    return Report(t, kMsgSymptomNotAdded, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotAdded, 1, 1);
 
   if (int code = OpRenumberMakeRoom(ctx, pNum, pSub, false); code != 0)
-    return Report(t, code, 1, 1);
+    return OpEntryReport(t, code, 1, 1);
   if (n2 != 0)
     if (int code = OpRenumberMakeRoom2(ctx, n2, s2); code != 0)
-      return Report(t, code, 1, 1);
+      return OpEntryReport(t, code, 1, 1);
 
   OwnSymptom made;
   Symptom &s = made.Key();
@@ -284,32 +266,32 @@ int AddSymptom(LogEntry *entry, const OpContext &ctx, bool below) {
   for (const auto &pair : pairs) {
     if (!LogHasField(t.off, pair[1]))
       continue;
-    bool first = Field(t, pair[0])[0] == '0';
+    bool first = OpEntryField(t, pair[0])[0] == '0';
     if (first && !set1) {
-      StrCopy(s.Text1, Field(t, pair[1]));
+      StrCopy(s.Text1, OpEntryField(t, pair[1]));
       set1 = true;
     } else if (!first && !set2) {
-      StrCopy(s.Text2, Field(t, pair[1]));
+      StrCopy(s.Text2, OpEntryField(t, pair[1]));
       set2 = true;
     }
   }
   s.Remedies = TblAllocSymptomRemed(1);
   if (s.Remedies == nullptr)
-    return Report(t, kMsgNoMemory, 1, 1);
+    return OpEntryReport(t, kMsgNoMemory, 1, 1);
   s.Remedies[0] = SymptomRemedy{0, 0, 0, 0xffff};
   if (TblSaveSymptom(ctx.symptoms, &s, kSaveAdd) != 0)
-    return Report(t, kMsgSymptomNotAdded, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotAdded, 1, 1);
 
   if (WordIndexAdd(ctx.symptoms, ctx.word1, ctx.word2, s.Text1, s.Text2, s.Num,
                    s.Sub) != 0)
-    return Report(t, kMsgWordIndexNotUpdated, 1, 1);
+    return OpEntryReport(t, kMsgWordIndexNotUpdated, 1, 1);
 
   OwnSymptom parent;
   if (parentNum != 0 || parentSub != 0)
     if (parent.ByNumber(ctx.symptoms, parentNum, parentSub) == 0) {
       ++parent.s->ChildCount;
       if (TblSaveSymptom(ctx.symptoms, parent.s, kSaveReplace) != 0)
-        return Report(t, kMsgSymptomNotSaved, 1, 1);
+        return OpEntryReport(t, kMsgSymptomNotSaved, 1, 1);
     }
 
   if (ctx.comment[0] != '\0' && ctx.notes != 0) {
@@ -328,11 +310,11 @@ int AddSymptom(LogEntry *entry, const OpContext &ctx, bool below) {
       StrAppend(text1, "\n");
       StrAppend(text1, ctx.comment);
       if (TblSaveNote(ctx.notes, &n, kSaveReplace) != 0)
-        return Report(t, kMsgNoteNotSaved, 1, 1);
+        return OpEntryReport(t, kMsgNoteNotSaved, 1, 1);
     } else {
       StrCopy(text1, ctx.comment);
       if (TblSaveNote(ctx.notes, &n, kSaveAdd) != 0)
-        return Report(t, kMsgNoteNotAdded, 1, 1);
+        return OpEntryReport(t, kMsgNoteNotAdded, 1, 1);
     }
   }
 
@@ -344,7 +326,7 @@ int AddSymptom(LogEntry *entry, const OpContext &ctx, bool below) {
   SymptomRecord.Num = s.Num;
   SymptomRecord.Sub = s.Sub;
   TblFindFullSymptom(ctx.symptoms, &SymptomRecord, 0, kFindEqual);
-  return Done(t);
+  return OpEntryDone(t);
 }
 
 // ---------------------------------------------------------------- delete
@@ -503,21 +485,21 @@ int OpRenameSymptomRun(LogEntry *entry, const OpContext &ctx) {
       {RenameFields::kLanguage, RenameFields::kNewText},
       {RenameFields::kLanguage2, RenameFields::kNewText2}};
   for (const auto &triple : triples) {
-    const char *text = Field(t, triple[1]);
+    const char *text = OpEntryField(t, triple[1]);
     if (text[0] == '\0')
       continue;
-    if (Field(t, triple[0])[0] == '0')
+    if (OpEntryField(t, triple[0])[0] == '0')
       StrCopy(s.Text1, text);
     else
       StrCopy(s.Text2, text);
   }
   OwnSymptom cur;
   if (cur.ByNumber(ctx.symptoms, s.Num, s.Sub) != 0)
-    return Report(t, kMsgSymptomNotSaved, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotSaved, 1, 1);
   StrCopy(cur.s->Text1, s.Text1);
   StrCopy(cur.s->Text2, s.Text2);
   if (TblSaveSymptom(ctx.symptoms, cur.s, kSaveReplace) != 0)
-    return Report(t, kMsgSymptomNotSaved, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotSaved, 1, 1);
   bool changed1 = strcmp(old1, s.Text1) != 0;
   bool changed2 = strcmp(old2, s.Text2) != 0;
   if (changed1 || changed2) {
@@ -526,9 +508,9 @@ int OpRenameSymptomRun(LogEntry *entry, const OpContext &ctx) {
         WordIndexAdd(ctx.symptoms, ctx.word1, ctx.word2,
                      changed1 ? s.Text1 : nullptr, changed2 ? s.Text2 : nullptr,
                      s.Num, s.Sub) != 0)
-      return Report(t, kMsgWordIndexNotUpdated, 1, 1);
+      return OpEntryReport(t, kMsgWordIndexNotUpdated, 1, 1);
   }
-  return Done(t);
+  return OpEntryDone(t);
 }
 
 int OpAddSymptomAfterRun(LogEntry *entry, const OpContext &ctx) {
@@ -545,7 +527,7 @@ int OpDeleteSymptomRun(LogEntry *entry, const OpContext &ctx) {
     return 1;
   uint8_t top = t.sym.s->Level;
   if (top <= 1)
-    return Report(t, kMsgChapterNotDeleted, 1, 1);
+    return OpEntryReport(t, kMsgChapterNotDeleted, 1, 1);
   OwnSymptom cur;
   CopySymptom(*t.sym.s, &cur);
   for (;;) {
@@ -553,17 +535,17 @@ int OpDeleteSymptomRun(LogEntry *entry, const OpContext &ctx) {
     uint32_t num = s.Num;
     uint16_t sub = s.Sub;
     if (RemoveWords(ctx, s) != 0)
-      return Report(t, kMsgWordsNotRemoved, 1, 1);
+      return OpEntryReport(t, kMsgWordsNotRemoved, 1, 1);
     if (RemoveFromExtract(ctx.extract, s) != 0)
-      return Report(t, kMsgExtractNotSaved, 1, 1);
+      return OpEntryReport(t, kMsgExtractNotSaved, 1, 1);
     if (DeleteNotesOf(ctx.notes, num, sub) != 0)
-      return Report(t, kMsgSymptomNotesNotDeleted, 1, 1);
+      return OpEntryReport(t, kMsgSymptomNotesNotDeleted, 1, 1);
     if (DeleteConcepts(ctx, num, sub) != 0)
-      return Report(t, kMsgConceptNotSaved, 1, 1);
+      return OpEntryReport(t, kMsgConceptNotSaved, 1, 1);
     OwnSymptom gone;
     if (gone.ByNumber(ctx.symptoms, num, sub) != 0 ||
         TblDeleteSymptom(ctx.symptoms) != 0)
-      return Report(t, kMsgSymptomNotDeleted, 1, 1);
+      return OpEntryReport(t, kMsgSymptomNotDeleted, 1, 1);
     Symptom &k = cur.Key();
     k.Num = num;
     k.Sub = sub;
@@ -571,7 +553,7 @@ int OpDeleteSymptomRun(LogEntry *entry, const OpContext &ctx) {
         cur.s->Level <= top)
       break;
   }
-  return Done(t);
+  return OpEntryDone(t);
 }
 
 // ---------------------------------------------------------------- move
@@ -582,9 +564,9 @@ int OpMoveSymptomsRun(LogEntry *entry, const OpContext &ctx) {
     return 1;
   const Symptom &target = *t.sym.s;
   int language = Language(t);
-  std::string firstPath = Field(t, MoveFields::kFirst);
-  std::string lastPath = Field(t, MoveFields::kLast);
-  int mode = atoi(Field(t, MoveFields::kKind));
+  std::string firstPath = OpEntryField(t, MoveFields::kFirst);
+  std::string lastPath = OpEntryField(t, MoveFields::kLast);
+  int mode = atoi(OpEntryField(t, MoveFields::kKind));
   bool below = mode == 1 || mode == 3;
   bool moving = mode == 1 || mode == 2;
 
@@ -594,9 +576,9 @@ int OpMoveSymptomsRun(LogEntry *entry, const OpContext &ctx) {
                              &fSub) != 0 ||
       GetSptNumFromExactText(ctx.symptoms, language, lastPath.c_str(), &lNum,
                              &lSub) != 0)
-    return Report(t, kMsgSymptomNotFound, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotFound, 1, 1);
   if (target.Num >= fNum && target.Num <= lNum)
-    return Report(t, kMsgMoveTargetInRange, 1, 1);
+    return OpEntryReport(t, kMsgMoveTargetInRange, 1, 1);
 
   // The range, in book order, by unique id and path: numbers move while
   // the copies are made, paths and ids do not.
@@ -609,10 +591,10 @@ int OpMoveSymptomsRun(LogEntry *entry, const OpContext &ctx) {
   {
     OwnSymptom w;
     if (w.ByNumber(ctx.symptoms, fNum, fSub) != 0)
-      return Report(t, kMsgSymptomNotFound, 1, 1);
+      return OpEntryReport(t, kMsgSymptomNotFound, 1, 1);
     for (;;) {
       if (strlen(w.s->Text1) >= 96)
-        return Report(t, kMsgMoveTextTooLong, 1, 1);
+        return OpEntryReport(t, kMsgMoveTextTooLong, 1, 1);
       char path[kSptPathSize];
       GetLevelsFromSptNum(ctx.symptoms, language, path, w.s->Num, w.s->Sub);
       range.push_back({w.s->UniqueId, path, w.s->Level});
@@ -717,7 +699,7 @@ int OpMoveSymptomsRun(LogEntry *entry, const OpContext &ctx) {
         n.s->SymptomSubType = c.s->SymptomSubType;
       }
       if (TblSaveSymptom(ctx.symptoms, n.s, kSaveReplace) != 0)
-        return Report(t, kMsgSymptomNotSaved, 1, 1);
+        return OpEntryReport(t, kMsgSymptomNotSaved, 1, 1);
       // The words of references and synonyms held in words follow them.
       const char *extra[2][2] = {{n.s->Synonym1, n.s->CrossRef1},
                                  {n.s->Synonym2, n.s->CrossRef2}};
@@ -728,7 +710,7 @@ int OpMoveSymptomsRun(LogEntry *entry, const OpContext &ctx) {
                            lang == 1 ? ctx.word2 : 0,
                            lang == 0 ? text : nullptr,
                            lang == 1 ? text : nullptr, newNum, newSub) != 0)
-            return Report(t, kMsgWordIndexNotUpdated, 1, 1);
+            return OpEntryReport(t, kMsgWordIndexNotUpdated, 1, 1);
     }
     // The notes go to the new symptom, in a copy as well.
     MoveNotes(ctx.notes, c.s->Num, c.s->Sub, newNum, newSub);
@@ -773,7 +755,7 @@ int OpMoveSymptomsRun(LogEntry *entry, const OpContext &ctx) {
       RenameNested(ctx, *entry, *n.s, path2, 2, text2.c_str());
     }
   }
-  return Done(t);
+  return OpEntryDone(t);
 }
 
 // ---------------------------------------------------------------- split
@@ -784,10 +766,10 @@ int OpSplitSymptomRun(LogEntry *entry, const OpContext &ctx) {
     return 1;
   const Symptom &s = *t.sym.s;
   int language = Language(t);
-  std::string path = Field(t, kFieldPath);
-  std::string lang = Field(t, kFieldLanguage);
-  std::string childText = Field(t, SplitFields::kSubLevel);
-  int mode = atoi(Field(t, SplitFields::kKind));
+  std::string path = OpEntryField(t, kFieldPath);
+  std::string lang = OpEntryField(t, kFieldLanguage);
+  std::string childText = OpEntryField(t, SplitFields::kSubLevel);
+  int mode = atoi(OpEntryField(t, SplitFields::kKind));
   OpContext inner = NestedContext(ctx);
 
   std::string childPath = path + " \x02 " + childText;
@@ -801,10 +783,10 @@ int OpSplitSymptomRun(LogEntry *entry, const OpContext &ctx) {
   OwnSymptom me, child;
   if (me.ById(ctx.symptoms, s.UniqueId) != 0 &&
       me.ByNumber(ctx.symptoms, s.Num, s.Sub) != 0)
-    return Report(t, kMsgSymptomNotFound, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotFound, 1, 1);
   CopySymptom(*me.s, &child);
   if (TblFindFullSymptom(ctx.symptoms, child.s, 0, kFindNext) != 0)
-    return Report(t, kMsgSymptomNotFound, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotFound, 1, 1);
   std::string childStored = PathOf(ctx.symptoms, child.s->Num, child.s->Sub);
 
   if (mode != 1) {
@@ -833,8 +815,8 @@ int OpSplitSymptomRun(LogEntry *entry, const OpContext &ctx) {
   }
   OwnSymptom now;
   if (now.ByNumber(ctx.symptoms, me.s->Num, me.s->Sub) != 0)
-    return Report(t, kMsgSymptomNotFound, 1, 1);
-  const char *newText = Field(t, SplitFields::kText);
+    return OpEntryReport(t, kMsgSymptomNotFound, 1, 1);
+  const char *newText = OpEntryField(t, SplitFields::kText);
   if (newText[0] != '\0' &&
       RenameNested(ctx, *entry, *now.s,
                    PathOf(ctx.symptoms, now.s->Num, now.s->Sub), language,
@@ -843,13 +825,13 @@ int OpSplitSymptomRun(LogEntry *entry, const OpContext &ctx) {
   if (mode == 2) {
     if (now.ByNumber(ctx.symptoms, me.s->Num, me.s->Sub) != 0 ||
         child.ByNumber(ctx.symptoms, child.s->Num, child.s->Sub) != 0)
-      return Report(t, kMsgSymptomNotFound, 1, 1);
+      return OpEntryReport(t, kMsgSymptomNotFound, 1, 1);
     StrCopy(child.s->Synonym1, now.s->Synonym1);
     StrCopy(child.s->Synonym2, now.s->Synonym2);
     StrCopy(child.s->CrossRef1, now.s->CrossRef1);
     StrCopy(child.s->CrossRef2, now.s->CrossRef2);
     if (TblSaveSymptom(ctx.symptoms, child.s, kSaveReplace) != 0)
-      return Report(t, kMsgSymptomNotSaved, 1, 1);
+      return OpEntryReport(t, kMsgSymptomNotSaved, 1, 1);
     // What the symptom held in words goes from its entries to the child's.
     const char *extra[2][2] = {{now.s->Synonym1, now.s->CrossRef1},
                                {now.s->Synonym2, now.s->CrossRef2}};
@@ -863,15 +845,15 @@ int OpSplitSymptomRun(LogEntry *entry, const OpContext &ctx) {
                           l == 1 ? ctx.word2 : 0, l == 0 ? text : nullptr,
                           l == 1 ? text : nullptr, child.s->Num,
                           child.s->Sub) != 0))
-          return Report(t, kMsgWordIndexNotUpdated, 1, 1);
+          return OpEntryReport(t, kMsgWordIndexNotUpdated, 1, 1);
     if (now.ByNumber(ctx.symptoms, me.s->Num, me.s->Sub) != 0)
-      return Report(t, kMsgSymptomNotFound, 1, 1);
+      return OpEntryReport(t, kMsgSymptomNotFound, 1, 1);
     now.s->Synonym1[0] = now.s->Synonym2[0] = '\0';
     now.s->CrossRef1[0] = now.s->CrossRef2[0] = '\0';
     if (TblSaveSymptom(ctx.symptoms, now.s, kSaveReplace) != 0)
-      return Report(t, kMsgSymptomNotSaved, 1, 1);
+      return OpEntryReport(t, kMsgSymptomNotSaved, 1, 1);
   }
-  return Done(t);
+  return OpEntryDone(t);
 }
 
 // ---------------------------------------------------------------- merge
@@ -896,26 +878,26 @@ int OpMergeSymptomRun(LogEntry *entry, const OpContext &ctx) {
   int32_t id = t.sym.s->UniqueId;
   uint32_t num = t.sym.s->Num;
   uint16_t sub = t.sym.s->Sub;
-  int merge = atoi(Field(t, MergeFields::kKind));
-  const char *newText = Field(t, MergeFields::kText);
+  int merge = atoi(OpEntryField(t, MergeFields::kKind));
+  const char *newText = OpEntryField(t, MergeFields::kText);
   if (newText[0] != '\0' &&
-      RenameNested(ctx, *entry, *t.sym.s, Field(t, kFieldPath), language,
+      RenameNested(ctx, *entry, *t.sym.s, OpEntryField(t, kFieldPath), language,
                    newText) != 0)
     return 1;
 
   OwnSymptom me, next;
   if (me.ByNumber(ctx.symptoms, num, sub) != 0)
-    return Report(t, kMsgSymptomNotFound, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotFound, 1, 1);
   CopySymptom(*me.s, &next);
   if (TblFindFullSymptom(ctx.symptoms, next.s, 0, kFindNext) != 0)
-    return Report(t, kMsgSymptomNotFound, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotFound, 1, 1);
   // Mode 2 replaces the current record: the symptom is found again.
   if (me.ByNumber(ctx.symptoms, num, sub) != 0)
-    return Report(t, kMsgSymptomNotFound, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotFound, 1, 1);
   AppendWithSlash(me.s->CrossRef1, sizeof me.s->CrossRef1, next.s->CrossRef1);
   AppendWithSlash(me.s->Synonym1, sizeof me.s->Synonym1, next.s->Synonym1);
   if (TblSaveSymptom(ctx.symptoms, me.s, kSaveReplace) != 0)
-    return Report(t, kMsgSymptomNotSaved, 1, 1);
+    return OpEntryReport(t, kMsgSymptomNotSaved, 1, 1);
   // What came over is indexed when the text it joined is held in words.
   const char *joined[2][2] = {{me.s->CrossRef1, next.s->CrossRef1},
                               {me.s->Synonym1, next.s->Synonym1}};
@@ -923,7 +905,7 @@ int OpMergeSymptomRun(LogEntry *entry, const OpContext &ctx) {
     if (OpTextInWords(pair[0]) && pair[1][0] != '\0' &&
         WordIndexAdd(ctx.symptoms, ctx.word1, 0, pair[1], nullptr, num, sub) !=
             0)
-      return Report(t, kMsgWordIndexNotUpdated, 1, 1);
+      return OpEntryReport(t, kMsgWordIndexNotUpdated, 1, 1);
 
   // The successor's descendants come up a level; its children become the
   // symptom's.
@@ -950,7 +932,7 @@ int OpMergeSymptomRun(LogEntry *entry, const OpContext &ctx) {
       }
       --d.s->Level;
       if (TblSaveSymptom(ctx.symptoms, d.s, kSaveReplace) != 0)
-        return Report(t, kMsgSymptomNotSaved, 1, 1);
+        return OpEntryReport(t, kMsgSymptomNotSaved, 1, 1);
     }
   }
 
@@ -958,5 +940,5 @@ int OpMergeSymptomRun(LogEntry *entry, const OpContext &ctx) {
   MoveNotes(ctx.notes, nNum, nSub, num, sub);
   std::string nextPath = PathOf(ctx.symptoms, nNum, nSub);
   DeleteNested(ctx, *entry, nextPath, nextId);
-  return Done(t);
+  return OpEntryDone(t);
 }
