@@ -77,22 +77,7 @@ bool BuildRepertory(const std::vector<Planned> &plan) {
   Symptom s;
   SymptomRemedy *arr = TblAllocSymptomRemed(64);
   for (const Planned &p : plan) {
-    memset(static_cast<void *>(&s), 0, sizeof s);
-    s.CursorState = 0xff;
-    s.Remedies = arr;
-    s.Num = p.at.num;
-    s.Sub = p.at.sub;
-    s.ParentNum = p.parent.num;
-    s.ParentSub = p.parent.sub;
-    s.Level = p.level;
-    s.Chapter = p.chapter;
-    s.UniqueId = p.uniqueId;
-    StrCopy(s.Text1, p.text1);
-    StrCopy(s.Text2, p.text2);
-    StrCopy(s.CrossRef1, p.crossRef1.c_str());
-    StrCopy(s.Synonym1, p.synonym1.c_str());
-    s.RemedyCount = static_cast<uint16_t>(p.remedies.size() - 1);
-    std::copy(p.remedies.begin(), p.remedies.end(), arr);
+    FillSymptom(s, p, arr);
     if (!Check(TblSaveSymptom(h, &s, kSaveAdd) == 0, "symptom"))
       return false;
   }

@@ -201,10 +201,12 @@ inline bool Check(bool ok, const char *what) {
   return ok;
 }
 
-// The Remed table "rem" (ids 1 to kRemedyIds, "Remedium N" as the name)
-// and the Author table "aut" (ids 1 to kAuthorIds) in the current folder.
-inline bool BuildRemedyAuthorTables() {
-  TblHandle r = TblCreateRemed("rem", 1, 1);
+// The Remed table (ids 1 to kRemedyIds, "Remedium N" as the name) and the
+// Author table (ids 1 to kAuthorIds), "rem" and "aut" in the current folder
+// unless named.
+inline bool BuildRemedyAuthorTables(const char *remPath = "rem",
+                                    const char *autPath = "aut") {
+  TblHandle r = TblCreateRemed(remPath, 1, 1);
   if (!Check(r != 0, "Remed table"))
     return false;
   for (int id = 1; id <= kRemedyIds; ++id) {
@@ -218,7 +220,7 @@ inline bool BuildRemedyAuthorTables() {
       return false;
   }
   DbCloseFile(r);
-  TblHandle a = TblCreateAuthor("aut", 1, 1);
+  TblHandle a = TblCreateAuthor(autPath, 1, 1);
   if (!Check(a != 0, "Author table"))
     return false;
   for (int id = 1; id <= kAuthorIds; ++id) {

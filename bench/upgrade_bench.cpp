@@ -54,22 +54,13 @@
 #include <unistd.h>
 #include <vector>
 
+namespace bench {
+const char *const BenchName = "upgrade_bench";
+} // namespace bench
+
 namespace {
 
 using namespace bench;
-
-bool Check(bool ok, const char *what) {
-  if (!ok)
-    fprintf(stderr, "upgrade_bench: %s failed (%d)\n", what, OrvixError);
-  return ok;
-}
-
-void RemedyAbbrev(char *out, size_t cap, int id) {
-  StrFormat(out, cap, "R%d.", id);
-}
-void AuthorAbbrev(char *out, size_t cap, int id) {
-  StrFormat(out, cap, "A%d", id);
-}
 
 size_t IndexOf(const Numbered &n) {
   return (n.num - 1) * 1000 + n.sub;
@@ -210,30 +201,8 @@ std::string PathOf(const std::vector<Planned> &plan, size_t i, bool old,
 }
 
 bool BuildCatalogues() {
-  TblHandle r = TblCreateRemed("..\\system\\rem", 1, 1);
-  TblHandle a = TblCreateAuthor("..\\system\\aut", 1, 1);
-  if (!Check(r != 0 && a != 0, "Remed and Author tables"))
+  if (!BuildRemedyAuthorTables("..\\system\\rem", "..\\system\\aut"))
     return false;
-  for (int id = 1; id <= kRemedyIds; ++id) {
-    Remed x;
-    memset(&x, 0, sizeof x);
-    x.CursorState = 0xff;
-    x.Id = static_cast<uint16_t>(id);
-    RemedyAbbrev(x.Abbrev, sizeof x.Abbrev, id);
-    if (!Check(TblSaveRemed(r, &x, kSaveAdd) == 0, "remedy"))
-      return false;
-  }
-  for (int id = 1; id <= kAuthorIds; ++id) {
-    Author x;
-    memset(&x, 0, sizeof x);
-    x.CursorState = 0xff;
-    x.Id = static_cast<uint16_t>(id);
-    AuthorAbbrev(x.Abbrev, sizeof x.Abbrev, id);
-    if (!Check(TblSaveAuthor(a, &x, kSaveAdd) == 0, "author"))
-      return false;
-  }
-  DbCloseFile(r);
-  DbCloseFile(a);
 
   TblHandle cat = TblCreateCatalog("..\\system\\cat", 1, 1);
   if (!Check(cat != 0, "catalogue"))
@@ -271,21 +240,10 @@ bool BuildRepertory(const std::vector<Planned> &plan) {
   for (size_t i = 0; i < plan.size(); ++i) {
     if (Old.fate[i] == Fate::kDropped)
       continue;
-    const Planned &p = plan[i];
-    memset(static_cast<void *>(&s), 0, sizeof s);
-    s.CursorState = 0xff;
-    s.Remedies = arr;
-    s.Num = p.at.num;
-    s.Sub = p.at.sub;
-    s.ParentNum = p.parent.num;
-    s.ParentSub = p.parent.sub;
-    s.Level = p.level;
-    s.Chapter = p.chapter;
-    s.UniqueId = p.uniqueId;
-    StrCopy(s.Text1, p.text1);
-    StrCopy(s.Text2, p.text2);
-    s.RemedyCount = static_cast<uint16_t>(p.remedies.size() - 1);
-    std::copy(p.remedies.begin(), p.remedies.end(), arr);
+    FillSymptom(s, plan[i], arr);
+    // The new edition of this bench holds no references or synonyms: the
+    // transfer is timed on paths, remedies and authors.
+    s.CrossRef1[0] = s.Synonym1[0] = '\0';
     if (!Check(TblSaveSymptom(h, &s, kSaveAdd) == 0, "symptom"))
       return false;
   }

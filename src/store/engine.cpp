@@ -659,6 +659,17 @@ void RememberSummary(Table &t, uint32_t rid, uint64_t off, const void *first,
   memcpy(s.last, last, entrySize);
 }
 
+// Whether the record in `t.payload`, a new version of the record read into
+// `old`, goes as a patch of the put frame the old version rests on: then
+// `t.patch` holds it. A short record, or a patch that would pass a share
+// of the record, goes whole.
+bool PatchOfBase(Table &t, const FrameView &old) {
+  return t.payload.size() >= kPatchMinRecord &&
+         MakePatch(old.baseOff, old.basePayload, old.basePayloadLen,
+                   t.payload.data(), t.payload.size(),
+                   t.payload.size() / kPatchShare, t.patch);
+}
+
 // Reads the frame at `off`; a patch frame's record is made from its base
 // into `t.patched`, where fv.payload then points.
 int ReadFrame(const Table &t, uint64_t off, FrameView &fv) {
@@ -2417,10 +2428,7 @@ int EngineSave(TblHandle h, const StoreFamily &fam, const void *rec, int mode) {
   // A replace that changes a few bytes of a long record (a renumbering
   // changes a number in each list record that holds it) writes only those
   // bytes, against the put frame the old version rests on.
-  bool patch = mode == kSaveReplace && t.payload.size() >= kPatchMinRecord &&
-               MakePatch(old.baseOff, old.basePayload, old.basePayloadLen,
-                         t.payload.data(), t.payload.size(),
-                         t.payload.size() / kPatchShare, t.patch);
+  bool patch = mode == kSaveReplace && PatchOfBase(t, old);
   uint64_t off;
   const std::vector<uint8_t> &body = patch ? t.patch : t.payload;
   if ((err = AppendFrame(t, patch ? kFramePatch : kFramePut, rid, kb, kbLen,
@@ -2547,10 +2555,7 @@ int EngineShiftUp(TblHandle h, const StoreFamily &fam, const void *key,
     // (the Seq byte and what was patched before), else whole.
     t.payload.assign(fv.payload, fv.payload + fv.payloadLen);
     t.payload[seqAt] = static_cast<uint8_t>(seq + 1);
-    bool patch = t.payload.size() >= kPatchMinRecord &&
-                 MakePatch(fv.baseOff, fv.basePayload, fv.basePayloadLen,
-                           t.payload.data(), t.payload.size(),
-                           t.payload.size() / kPatchShare, t.patch);
+    bool patch = PatchOfBase(t, fv);
     const std::vector<uint8_t> &rest = patch ? t.patch : t.payload;
     size_t at = b.size();
     uint32_t body = static_cast<uint32_t>(fv.keyLen + rest.size());
