@@ -2,6 +2,7 @@
 // together, sorted and rid of doubles, and each entry resolved, normalised
 // and shortened against a small tree of symptoms. The entries of a list
 // read back the same once joined; nothing reads or writes past a field.
+#include "fuzz_support.h"
 #include "ops/reftext.h"
 #include "platform/strutil.h"
 #include "store/store.h"
@@ -16,32 +17,6 @@
 namespace {
 
 TblHandle Symptoms = 0;
-
-// The target works in a folder of its own; the corpus folders and file
-// names given on the command line, and where crashes are written, stay
-// where the caller meant them.
-void AbsoluteArguments(int *argc, char ***argv) {
-  static std::vector<std::string> args;
-  static std::vector<char *> ptrs;
-  char cwd[4096];
-  if (getcwd(cwd, sizeof cwd) == nullptr)
-    abort();
-  bool prefix = false;
-  for (int i = 0; i < *argc; ++i) {
-    std::string a = (*argv)[i];
-    if (i > 0 && !a.empty() && a[0] != '-' && a[0] != '/')
-      a = std::string(cwd) + "/" + a;
-    prefix = prefix || a.rfind("-artifact_prefix=", 0) == 0;
-    args.push_back(a);
-  }
-  if (!prefix)
-    args.push_back(std::string("-artifact_prefix=") + cwd + "/");
-  for (std::string &a : args)
-    ptrs.push_back(a.data());
-  ptrs.push_back(nullptr);
-  *argc = static_cast<int>(args.size());
-  *argv = ptrs.data();
-}
 
 // The table and the store are closed before the process ends, so that the
 // leak check at exit sees nothing of them.
