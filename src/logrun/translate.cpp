@@ -177,15 +177,7 @@ RenamePair *AtLoadRenameList(const char *path) {
 RenamePair *AtReadRenameList(FILE *f) {
   std::vector<RenamePair> rows;
   char line[256];
-  while (fgets(line, sizeof line, f) != nullptr) {
-    size_t n = strlen(line);
-    if (n > 0 && line[n - 1] != '\n' && !feof(f)) {
-      // The rest of an overlong line is no line of its own.
-      int c;
-      while ((c = fgetc(f)) != EOF && c != '\n') {
-      }
-    }
-    line[strcspn(line, "\r\n")] = '\0';
+  while (PlatReadLine(f, line, sizeof line)) {
     RenamePair p;
     if (AtParseRenameLine(line, &p))
       rows.push_back(p);
@@ -259,14 +251,7 @@ template <typename Match>
 bool FindIndexLine(FILE *f, Match match, AtIndexLine *out) {
   rewind(f);
   char line[kAtIndexLineSize + 2];
-  while (fgets(line, sizeof line, f) != nullptr) {
-    size_t n = strlen(line);
-    if (n > 0 && line[n - 1] != '\n' && !feof(f)) {
-      int c;
-      while ((c = fgetc(f)) != EOF && c != '\n') {
-      }
-    }
-    line[strcspn(line, "\r\n")] = '\0';
+  while (PlatReadLine(f, line, sizeof line)) {
     if (match(line) && AtParseIndexLine(line, out))
       return true;
   }

@@ -91,13 +91,7 @@ int CarryNotes(TblHandle notes, uint32_t num, uint16_t oldSub,
   static char text1[kNoteTextSize], text2[kNoteTextSize];
   for (;;) {
     Note n;
-    memset(&n, 0, sizeof n);
-    TblClearNote(&n);
-    n.CursorState = 0xff;
-    n.Num = num;
-    n.Sub = oldSub;
-    n.Text1 = text1;
-    n.Text2 = text2;
+    OpNoteKey(&n, num, oldSub, text1, text2);
     if (TblFindFullNote(notes, &n, 0, kFindAtOrAfter) != 0 || n.Num != num ||
         n.Sub != oldSub)
       return 0;

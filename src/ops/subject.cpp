@@ -135,3 +135,13 @@ int OpEntryDone(const OpTarget &t) {
   LogJoinFields(t.entry->text, t.length);
   return 0;
 }
+
+void OpNoteKey(Note *n, uint32_t num, uint16_t sub, char *text1, char *text2) {
+  memset(n, 0, sizeof *n);
+  TblClearNote(n);
+  n->CursorState = 0xff;
+  n->Num = num;
+  n->Sub = sub;
+  n->Text1 = text1;
+  n->Text2 = text2;
+}

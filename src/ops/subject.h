@@ -74,6 +74,11 @@ int OpEntryReport(OpTarget &t, int message, int severity, int result);
 // The successful end: the text is one string again; answers 0.
 int OpEntryDone(const OpTarget &t);
 
+// A Note record cleared to be the key (num, sub), its texts read into the
+// buffers given (none: the texts are not read).
+void OpNoteKey(Note *n, uint32_t num, uint16_t sub, char *text1 = nullptr,
+               char *text2 = nullptr);
+
 // Frees the remedy array of SymptomRecord and forgets the cached remedy and
 // author names and the last bad destination of a reference reported; the
 // run calls it at its end.

@@ -120,26 +120,14 @@ void MoveNotes(TblHandle notes, uint32_t num, uint16_t sub, uint32_t toNum,
     return;
   static char text1[kNoteTextSize], text2[kNoteTextSize];
   Note n;
-  memset(&n, 0, sizeof n);
-  TblClearNote(&n);
-  n.CursorState = 0xff;
-  n.Num = num;
-  n.Sub = sub;
-  n.Text1 = text1;
-  n.Text2 = text2;
+  OpNoteKey(&n, num, sub, text1, text2);
   int err = TblFindFullNote(notes, &n, 0, kFindAtOrAfter);
   while (err == 0 && n.Num == num && n.Sub == sub) {
     Note next = n;
     n.Num = toNum;
     n.Sub = toSub;
     if (TblSaveNote(notes, &n, kSaveReplace) == 0) {
-      memset(&n, 0, sizeof n);
-      TblClearNote(&n);
-      n.CursorState = 0xff;
-      n.Num = num;
-      n.Sub = sub;
-      n.Text1 = text1;
-      n.Text2 = text2;
+      OpNoteKey(&n, num, sub, text1, text2);
       err = TblFindFullNote(notes, &n, 0, kFindAtOrAfter);
     } else {
       n = next;
@@ -297,14 +285,8 @@ int AddSymptom(LogEntry *entry, const OpContext &ctx, bool below) {
   if (ctx.comment[0] != '\0' && ctx.notes != 0) {
     static char text1[kNoteTextSize], text2[kNoteTextSize];
     Note n;
-    memset(&n, 0, sizeof n);
-    TblClearNote(&n);
-    n.CursorState = 0xff;
-    n.Num = s.Num;
-    n.Sub = s.Sub;
+    OpNoteKey(&n, s.Num, s.Sub, text1, text2);
     n.NoteKind = 3;
-    n.Text1 = text1;
-    n.Text2 = text2;
     text1[0] = text2[0] = '\0';
     if (TblFindFullNote(ctx.notes, &n, 0, kFindEqual) == 0) {
       StrAppend(text1, "\n");
@@ -384,11 +366,7 @@ int DeleteNotesOf(TblHandle notes, uint32_t num, uint16_t sub) {
     return 0;
   for (;;) {
     Note n;
-    memset(&n, 0, sizeof n);
-    TblClearNote(&n);
-    n.CursorState = 0xff;
-    n.Num = num;
-    n.Sub = sub;
+    OpNoteKey(&n, num, sub);
     if (TblFindFullNote(notes, &n, 0, kFindAtOrAfter) != 0 || n.Num != num ||
         n.Sub != sub)
       return 0;

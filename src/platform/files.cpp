@@ -423,3 +423,16 @@ int PlatAbsolutePath(const char *storedPath, std::string &absolute) {
   absolute = cur == "/" ? "/" + real : cur + "/" + real;
   return Ok();
 }
+
+bool PlatReadLine(FILE *f, char *buf, int size) {
+  if (fgets(buf, size, f) == nullptr)
+    return false;
+  size_t n = strlen(buf);
+  if (n > 0 && buf[n - 1] != '\n' && !feof(f)) {
+    int c;
+    while ((c = fgetc(f)) != EOF && c != '\n') {
+    }
+  }
+  buf[strcspn(buf, "\r\n")] = '\0';
+  return true;
+}

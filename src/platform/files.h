@@ -49,6 +49,10 @@ int PlatCreateDir(const char *path);
 int PlatCreateDirs(const char *path);
 
 bool PlatFileExists(const char *path); // a file or a folder
+// Reads one line of a text file into buf (at most size - 1 bytes), without
+// its line end; the rest of a longer line is passed over, never taken for a
+// line of its own. Answers false at the end of the file.
+bool PlatReadLine(FILE *f, char *buf, int size);
 bool PlatIsDir(const char *path);
 // Size in bytes of a file.
 int PlatFileSize(const char *path, long long *size);

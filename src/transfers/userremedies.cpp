@@ -17,26 +17,6 @@
 
 namespace {
 
-// Lines of a list file are read up to this many characters; a load file's
-// up to kUdefLoadLineSize - 1.
-
-} // namespace
-
-bool UdefReadLine(FILE *f, char *buf, int size) {
-  if (fgets(buf, size, f) == nullptr)
-    return false;
-  size_t n = strlen(buf);
-  if (n > 0 && buf[n - 1] != '\n' && !feof(f)) {
-    int c;
-    while ((c = fgetc(f)) != EOF && c != '\n') {
-    }
-  }
-  buf[strcspn(buf, "\r\n")] = '\0';
-  return true;
-}
-
-namespace {
-
 std::string Column(const char *line, size_t from, size_t width) {
   size_t n = strlen(line);
   if (from >= n)
@@ -178,7 +158,7 @@ template <typename K> void Update(int showDone) {
   Told told;
   char line[kUdefLineSize];
   int number = 0;
-  while (UdefReadLine(f, line, sizeof line)) {
+  while (PlatReadLine(f, line, sizeof line)) {
     ++number;
     UdefLine u;
     if (h == 0 || !UdefParseLine(line, K::abbrevWidth, K::nameWidth, &u))
@@ -243,7 +223,7 @@ template <typename K> void Load() {
   static Rec rec, found, held;
   Told told;
   char line[kUdefLoadLineSize];
-  while (UdefReadLine(f, line, sizeof line)) {
+  while (PlatReadLine(f, line, sizeof line)) {
     K::Clear(&rec);
     if (!K::Parse(line, &rec))
       continue;

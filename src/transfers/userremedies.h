@@ -40,11 +40,6 @@ inline constexpr size_t kUdefAuthorAbbrev = 20, kUdefAuthorName = 70;
 inline constexpr int kUdefLineSize = 255;
 inline constexpr int kUdefLoadLineSize = 1024;
 
-// Reads a line of at most size - 1 characters without its line end; the
-// rest of a longer line is passed over, never taken for a line of its own.
-// Answers false at the end of the file.
-bool UdefReadLine(FILE *f, char *buf, int size);
-
 struct UdefLine {
   std::string Key, Abbrev, Name;
 };

@@ -1,6 +1,7 @@
 // The user-defined list files ("rem_udef.lst", "aut_udef.lst") and the
 // load files of a run: lines of any bytes and any length, read and taken
 // apart as the updates and loads do it.
+#include "platform/files.h"
 #include "transfers/userremedies.h"
 
 #include <cstdint>
@@ -13,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (size == 0 || f == nullptr)
     return 0;
   char line[kUdefLoadLineSize];
-  while (UdefReadLine(f, line, kUdefLineSize)) {
+  while (PlatReadLine(f, line, kUdefLineSize)) {
     if (strlen(line) >= kUdefLineSize || strchr(line, '\n') != nullptr)
       abort();
     UdefLine u;
