@@ -2290,6 +2290,10 @@ int EngineFind(TblHandle h, const StoreFamily &fam, void *rec, int key,
   // The record becomes current even when it cannot be read, so that a scan
   // can step past a damaged record; the caller's record is left alone then.
   uint32_t rid = IdxAt(ix, pos).rid;
+  // The read below waits for the slot, then the frame's head, then the
+  // memory of its check: ask for the last now, while the others come in.
+  if (rid < t.checked.size())
+    __builtin_prefetch(&t.checked[rid]);
   hd->cur = rid;
   hd->curOff = t.slots[rid];
   hd->posOrder = order;
