@@ -992,31 +992,61 @@ uint64_t RecordBytesAt(const Table &t, uint64_t off) {
   return at < off ? n + FrameSizeAt(t, at) : n;
 }
 
-// Sorts one index from the live records. Keys that the entry words do not
-// decide are compared on their composite keys, taken once into an arena.
-bool SortSlot(Table &t, int slot, std::vector<IdxEntry> &v) {
-  v.clear();
-  v.reserve(t.liveCount);
-  SortedIndex &ix = IndexOf(t, slot);
+// The entries of one order taken from the live records, before their sort.
+// Keys that the entry words do not decide keep their composite key in an
+// arena, taken once, for the comparisons of the sort.
+struct SlotEntries {
+  int slot = 0;
+  bool complete = false;
+  std::vector<IdxEntry> v;
   std::vector<uint8_t> arena;
   std::vector<uint64_t> place; // arena offset << 16 | length, by position
+};
+
+// Takes the entries of several orders in one walk over the records, so that
+// each record's key block is read once for all of them.
+void CollectSlots(Table &t, SlotEntries *orders, int count) {
+  for (int i = 0; i < count; ++i) {
+    SlotEntries &o = orders[i];
+    o.complete = IndexOf(t, o.slot).complete;
+    o.v.clear();
+    o.arena.clear();
+    o.place.clear();
+    o.v.reserve(t.liveCount);
+  }
   uint8_t buf[kCompositeRoom];
+  const uint32_t ahead = 8;
   for (uint32_t rid = 1; rid < t.slots.size(); ++rid) {
+    // Frames lie hundreds of bytes apart: ask for the key block of a
+    // record a few ahead, so that its miss overlaps the work on this one.
+    if (rid + ahead < t.slots.size() && t.slots[rid + ahead] != 0 &&
+        t.slots[rid + ahead] + 128 <= t.dataEnd) {
+      __builtin_prefetch(t.map + t.slots[rid + ahead]);
+      __builtin_prefetch(t.map + t.slots[rid + ahead] + 64);
+    }
     uint64_t off = t.slots[rid];
     if (off == 0)
       continue;
-    size_t n = Composite(t, slot, off, rid, buf);
-    IdxProbe p;
-    IdxMakeProbe(buf, static_cast<uint32_t>(n), p);
-    IdxEntry e = IdxMakeEntry(p, rid);
-    if (!ix.complete) {
-      e.rid = static_cast<uint32_t>(place.size()); // sorted by place, below
-      place.push_back((static_cast<uint64_t>(arena.size()) << 16) | n);
-      arena.insert(arena.end(), buf, buf + n);
+    for (int i = 0; i < count; ++i) {
+      SlotEntries &o = orders[i];
+      size_t n = Composite(t, o.slot, off, rid, buf);
+      IdxProbe p;
+      IdxMakeProbe(buf, static_cast<uint32_t>(n), p);
+      IdxEntry e = IdxMakeEntry(p, rid);
+      if (!o.complete) {
+        e.rid = static_cast<uint32_t>(o.place.size()); // sorted by place
+        o.place.push_back((static_cast<uint64_t>(o.arena.size()) << 16) | n);
+        o.arena.insert(o.arena.end(), buf, buf + n);
+      }
+      o.v.push_back(e);
     }
-    v.push_back(e);
   }
-  if (ix.complete) {
+}
+
+// Puts collected entries in their order; the arena is let go after.
+void SortCollected(SlotEntries &o) {
+  std::vector<IdxEntry> &v = o.v;
+  if (o.complete) {
     std::sort(v.begin(), v.end(), [](const IdxEntry &a, const IdxEntry &b) {
       uint64_t ah = a.hi, bh = b.hi, al = a.lo, bl = b.lo;
       if (ah != bh)
@@ -1025,8 +1055,10 @@ bool SortSlot(Table &t, int slot, std::vector<IdxEntry> &v) {
         return al < bl;
       return a.rid < b.rid;
     });
-    return true;
+    return;
   }
+  const std::vector<uint8_t> &arena = o.arena;
+  const std::vector<uint64_t> &place = o.place;
   std::sort(v.begin(), v.end(), [&](const IdxEntry &a, const IdxEntry &b) {
     uint64_t ah = a.hi, bh = b.hi, al = a.lo, bl = b.lo;
     if (ah != bh)
@@ -1045,7 +1077,17 @@ bool SortSlot(Table &t, int slot, std::vector<IdxEntry> &v) {
     const uint8_t *k = arena.data() + (pe >> 16) + (pe & 0xffff) - 4;
     e.rid = LoadBE32(k);
   }
-  return true;
+  std::vector<uint8_t>().swap(o.arena);
+  std::vector<uint64_t>().swap(o.place);
+}
+
+// Sorts one index from the live records.
+void SortSlot(Table &t, int slot, std::vector<IdxEntry> &v) {
+  SlotEntries o;
+  o.slot = slot;
+  CollectSlots(t, &o, 1);
+  SortCollected(o);
+  v.swap(o.v);
 }
 
 // The key bytes of a live record under a slot (without primary key or id).
@@ -1107,12 +1149,17 @@ void CountLive(Table &t) {
 
 // Builds every index from the records found by a scan.
 int BuildIndexes(Table &t) {
-  std::vector<IdxEntry> v;
+  SlotEntries orders[kStoreMaxSlots];
+  const int keys = t.fam->keyCount;
   bool dupes = false;
   for (int pass = 0; pass < 2; ++pass) {
     CountLive(t);
-    for (int s = 0; s < t.fam->keyCount; ++s) {
-      SortSlot(t, s, v);
+    for (int s = 0; s < keys; ++s)
+      orders[s].slot = s;
+    CollectSlots(t, orders, keys);
+    for (int s = 0; s < keys; ++s) {
+      SortCollected(orders[s]);
+      std::vector<IdxEntry> &v = orders[s].v;
       if (pass == 0 && t.fam->keys[s].unique)
         for (size_t i = 1; i < v.size() && !dupes; ++i) {
           const uint8_t *a, *b;
@@ -1124,6 +1171,7 @@ int BuildIndexes(Table &t) {
         }
       if (!IdxLoad(t.idx[s], v.data(), v.size()))
         return kErrNoMemory;
+      std::vector<IdxEntry>().swap(v); // the chunks hold them now
     }
     if (!dupes)
       break;
