@@ -11,6 +11,7 @@
 #include "services/messages.h"
 #include "session/session.h"
 #include "store/store.h"
+#include "test_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -40,12 +41,10 @@ inline std::string Slurp(const fs::path &p) {
 
 // The demo as mkdemo builds it, once for the process.
 inline const fs::path &PristineDemo() {
+  static ScratchFolder folder("repair-demo"); // removed at the process's end
   static fs::path demo;
-  if (demo.empty()) {
-    char tmpl[] = "/tmp/mantrel-repair-demo-XXXXXX";
-    if (mkdtemp(tmpl) == nullptr)
-      return demo;
-    fs::path d = fs::path(tmpl) / "demo";
+  if (demo.empty() && !folder.path().empty()) {
+    fs::path d = folder.path() / "demo";
     std::string cmd = std::string("\"") + MANTREL_BIN_DIR +
                       "/mkdemo\" --sources \"" + MANTREL_SOURCE_DIR +
                       "/data/demo\" \"" + d.string() + "\" >/dev/null 2>&1";

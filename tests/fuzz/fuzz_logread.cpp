@@ -55,9 +55,7 @@ void CloseStore() {
 
 extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv) {
   AbsoluteArguments(argc, argv);
-  char dir[] = "/tmp/mantrel-fuzz-logread-XXXXXX";
-  if (mkdtemp(dir) == nullptr || chdir(dir) != 0)
-    abort();
+  EnterScratchFolder("logread");
   if (DbInitialize(50, 90, 4, "A-Mantrel", "", 0) != 0)
     abort();
   atexit(CloseStore);

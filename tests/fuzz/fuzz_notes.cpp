@@ -64,8 +64,8 @@ void CloseStore() {
 
 extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv) {
   AbsoluteArguments(argc, argv);
-  char dir[] = "/tmp/mantrel-fuzz-notes-XXXXXX";
-  if (mkdtemp(dir) == nullptr || chdir(dir) != 0 || mkdir("rep", 0700) != 0)
+  EnterScratchFolder("notes");
+  if (mkdir("rep", 0700) != 0)
     abort();
   setenv("MANTREL_UI", "scripted", 1);
   unsetenv("MANTREL_SCRIPT");

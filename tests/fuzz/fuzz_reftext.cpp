@@ -72,9 +72,7 @@ void BuildTree() {
 
 extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv) {
   AbsoluteArguments(argc, argv);
-  char dir[] = "/tmp/mantrel-fuzz-reftext-XXXXXX";
-  if (mkdtemp(dir) == nullptr || chdir(dir) != 0)
-    abort();
+  EnterScratchFolder("reftext");
   if (DbInitialize(50, 90, 4, "A-Mantrel", "", 0) != 0)
     abort();
   atexit(CloseStore);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -30,4 +31,19 @@ inline void AbsoluteArguments(int *argc, char ***argv) {
   ptrs.push_back(nullptr);
   *argc = static_cast<int>(args.size());
   *argv = ptrs.data();
+}
+
+// Makes a scratch folder "/tmp/mantrel-fuzz-TAG-XXXXXX" the current folder
+// and removes it when the process ends. Call it before registering anything
+// at exit that still works in the folder: handlers run in reverse order.
+inline void EnterScratchFolder(const char *tag) {
+  static std::string dir;
+  dir = std::string("/tmp/mantrel-fuzz-") + tag + "-XXXXXX";
+  if (mkdtemp(dir.data()) == nullptr || chdir(dir.c_str()) != 0)
+    abort();
+  atexit([] {
+    std::error_code ec;
+    std::filesystem::current_path("/", ec);
+    std::filesystem::remove_all(dir, ec);
+  });
 }
