@@ -42,8 +42,18 @@ uint32_t CrcSoftware(const uint8_t *p, size_t len, uint32_t crc) {
 }
 
 #if defined(__x86_64__)
+// One crc32 instruction waits three cycles for the one before it, so a
+// single stream runs at a third of what the processor can do. Three streams
+// of kStride bytes each run side by side instead, and are joined by the
+// rule that makes this possible: the register is linear, so the checksum of
+// A then B is that of A followed by |B| zero bytes, exclusive-or that of B
+// alone. Moving a checksum over kStride zero bytes is four table lookups.
+constexpr size_t kStride = 256;
+uint32_t gShift[4][256]; // the checksum of byte b at place k, moved
+bool gShiftReady = false;
+
 __attribute__((target("sse4.2"))) uint32_t
-CrcHardware(const uint8_t *p, size_t len, uint32_t crc) {
+CrcOneStream(const uint8_t *p, size_t len, uint32_t crc) {
   uint64_t c = crc;
   while (len >= 8) {
     uint64_t w;
@@ -56,6 +66,52 @@ CrcHardware(const uint8_t *p, size_t len, uint32_t crc) {
   while (len-- > 0)
     c32 = __builtin_ia32_crc32qi(c32, *p++);
   return c32;
+}
+
+__attribute__((target("sse4.2"))) void CrcInitShift() {
+  // The move of each single bit, then of each byte value by linearity.
+  static const uint8_t zeros[kStride] = {0};
+  uint32_t bit[32];
+  for (int i = 0; i < 32; ++i)
+    bit[i] = CrcOneStream(zeros, kStride, 1u << i);
+  for (int k = 0; k < 4; ++k)
+    for (uint32_t b = 0; b < 256; ++b) {
+      uint32_t v = 0;
+      for (int i = 0; i < 8; ++i)
+        if (b & (1u << i))
+          v ^= bit[8 * k + i];
+      gShift[k][b] = v;
+    }
+  gShiftReady = true;
+}
+
+uint32_t CrcShift(uint32_t crc) {
+  return gShift[0][crc & 0xff] ^ gShift[1][(crc >> 8) & 0xff] ^
+         gShift[2][(crc >> 16) & 0xff] ^ gShift[3][crc >> 24];
+}
+
+__attribute__((target("sse4.2"))) uint32_t
+CrcHardware(const uint8_t *p, size_t len, uint32_t crc) {
+  if (len >= 3 * kStride && !gShiftReady)
+    CrcInitShift();
+  while (len >= 3 * kStride) {
+    uint64_t a = crc, b = 0, c = 0;
+    for (size_t i = 0; i < kStride; i += 8) {
+      uint64_t wa, wb, wc;
+      memcpy(&wa, p + i, 8);
+      memcpy(&wb, p + kStride + i, 8);
+      memcpy(&wc, p + 2 * kStride + i, 8);
+      a = __builtin_ia32_crc32di(a, wa);
+      b = __builtin_ia32_crc32di(b, wb);
+      c = __builtin_ia32_crc32di(c, wc);
+    }
+    crc = CrcShift(CrcShift(static_cast<uint32_t>(a)) ^
+                   static_cast<uint32_t>(b)) ^
+          static_cast<uint32_t>(c);
+    p += 3 * kStride;
+    len -= 3 * kStride;
+  }
+  return CrcOneStream(p, len, crc);
 }
 #endif
 
@@ -73,4 +129,8 @@ uint32_t StoreCrc32c(const void *data, size_t len, uint32_t crc) {
     return ~CrcHardware(p, len, crc);
 #endif
   return ~CrcSoftware(p, len, crc);
+}
+
+uint32_t StoreCrc32cPortable(const void *data, size_t len, uint32_t crc) {
+  return ~CrcSoftware(static_cast<const uint8_t *>(data), len, ~crc);
 }

@@ -7,3 +7,7 @@
 #include <cstdint>
 
 uint32_t StoreCrc32c(const void *data, size_t len, uint32_t crc = 0);
+
+// The same checksum by the table-driven loop alone, whatever the processor
+// has: the fast path is tested against it.
+uint32_t StoreCrc32cPortable(const void *data, size_t len, uint32_t crc = 0);
