@@ -1,5 +1,6 @@
 // What users trust the store with: a writer killed at any instant, damaged
 // and foreign files, a second process, descriptors given back, compaction.
+#include "store/crc.h"
 #include "store_fixture.h"
 
 #include <csignal>
@@ -296,6 +297,46 @@ TEST_F(DamageTest, DamagedOrForeignIndexIsRefused) {
   TblHandle h = TblOpenSymptom("dmg", 1, 1);
   ASSERT_NE(h, 0);
   EXPECT_EQ(Contents(h).size(), kN);
+}
+
+// A snapshot whose checksums are all right but whose order of key 0 names
+// one record twice (and so leaves another out) is refused at the key's first
+// use, and a rebuild gives every record back.
+TEST_F(DamageTest, AnOrderNamingARecordTwiceIsRefusedAtItsFirstUse) {
+  auto le32 = [](const std::string &b, size_t at) {
+    uint32_t v;
+    memcpy(&v, b.data() + at, 4);
+    return v;
+  };
+  auto put32 = [](std::string &b, size_t at, uint32_t v) {
+    memcpy(b.data() + at, &v, 4);
+  };
+  std::string i = idx_;
+  const size_t dir = 96 + 16; // the directory's place of key 0
+  uint64_t off;
+  memcpy(&off, i.data() + dir, 8);
+  uint32_t count = le32(i, dir + 8);
+  ASSERT_EQ(count, kN);
+  const size_t entry = 20; // two words of key, the record id
+  put32(i, off + entry + 16, le32(i, off + 16));
+  put32(i, dir + 12, StoreCrc32c(i.data() + off, count * entry));
+  put32(i, 508, StoreCrc32c(i.data(), 508));
+  Spit("dmg.idx", i);
+
+  TblHandle h = TblOpenSymptom("dmg", 1, 1);
+  ASSERT_NE(h, 0) << OrvixError;
+  Symptom s = MakeSymptom(1, 0, 0, 0, "");
+  s.Remedies = TblAllocSymptomRemed(1);
+  EXPECT_EQ(TblFindFullSymptom(h, &s, 0, kFindFirst), kErrBadIndex);
+  TblFreeSymptomRemed(&s);
+  ASSERT_EQ(DbCloseFile(h), 0);
+  ASSERT_EQ(TblRebuildSymptom("dmg", 0, 1), 0);
+  h = TblOpenSymptom("dmg", 1, 1);
+  ASSERT_NE(h, 0);
+  std::map<uint32_t, int> got = Contents(h);
+  EXPECT_EQ(got.size(), kN);
+  ExpectIntact(got);
+  ASSERT_EQ(DbCloseFile(h), 0);
 }
 
 TEST_F(StoreTest, EmptyAndForeignFilesAreNotTables) {

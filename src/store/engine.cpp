@@ -1530,10 +1530,24 @@ int EnsureKey(Table &t, int slot) {
     return 0;
   const IdxEntry *e =
       reinterpret_cast<const IdxEntry *>(t.idxMap + t.keyOff[slot]);
+  // Every entry names a live record, each one once. The entries name
+  // records in no order, and a look into the record table for each would
+  // miss the cache: the live records are taken as bits first.
+  std::vector<uint64_t> live;
+  try {
+    live.assign(t.slots.size() / 64 + 1, 0);
+  } catch (const std::bad_alloc &) {
+    return kErrNoMemory;
+  }
+  for (size_t rid = 1; rid < t.slots.size(); ++rid)
+    if (t.slots[rid] != 0)
+      live[rid / 64] |= uint64_t{1} << (rid % 64);
   for (uint32_t i = 0; i < t.liveCount; ++i) {
     uint32_t rid = e[i].rid;
-    if (rid >= t.slots.size() || t.slots[rid] == 0)
+    uint64_t bit = uint64_t{1} << (rid % 64);
+    if (rid >= t.slots.size() || (live[rid / 64] & bit) == 0)
       return kErrBadIndex;
+    live[rid / 64] &= ~bit;
   }
   if (!IdxLoad(t.idx[slot], e, t.liveCount))
     return kErrNoMemory;

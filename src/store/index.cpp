@@ -2,8 +2,10 @@
 
 #include "store/bytes.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <new>
+#include <sys/mman.h>
 
 namespace {
 
@@ -89,9 +91,58 @@ int IdxCompare(const SortedIndex &ix, const IdxProbe &p, const IdxEntry &e,
   return p.len < n ? -1 : 1;
 }
 
+namespace {
+
+// A chunk that is no longer used goes back where it came from.
+void DropChunk(IdxChunk *c) {
+  if (!c->inSlab)
+    delete c;
+}
+
+IdxChunk *NewChunk() {
+  IdxChunk *c = new (std::nothrow) IdxChunk;
+  if (c != nullptr)
+    c->inSlab = 0;
+  return c;
+}
+
+// Below this many bytes a slab is not worth a mapping of its own.
+constexpr size_t kSlabMapped = 1u << 20;
+
+void FreeSlab(IdxSlab &slab) {
+  if (slab.base == nullptr)
+    return;
+  if (slab.len >= kSlabMapped)
+    munmap(slab.base, slab.len);
+  else
+    free(slab.base);
+  slab = IdxSlab{};
+}
+
+bool AllocSlab(IdxSlab &slab, size_t len) {
+  if (len >= kSlabMapped) {
+    void *m = mmap(nullptr, len, PROT_READ | PROT_WRITE,
+                   MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (m == MAP_FAILED)
+      return false;
+    // Only advice: without large pages the slab works the same.
+    madvise(m, len, MADV_HUGEPAGE);
+    slab.base = m;
+  } else {
+    slab.base = malloc(len);
+    if (slab.base == nullptr)
+      return false;
+  }
+  slab.len = len;
+  return true;
+}
+
+} // namespace
+
 void IdxClear(SortedIndex &ix) {
   for (IdxChunk *c : ix.chunks)
-    delete c;
+    DropChunk(c);
+  FreeSlab(ix.slab);
   ix.chunks.clear();
   ix.lasts.clear();
   ix.count = 0;
@@ -102,14 +153,19 @@ bool IdxLoad(SortedIndex &ix, const IdxEntry *sorted, size_t n) {
   IdxClear(ix);
   // Chunks are filled to three quarters, so the first inserts split none.
   const uint32_t fill = kIdxChunkCap * 3 / 4;
-  ix.chunks.reserve(n / fill + 1);
-  ix.lasts.reserve(n / fill + 1);
+  size_t count = (n + fill - 1) / fill;
+  try {
+    ix.chunks.reserve(count);
+    ix.lasts.reserve(count);
+  } catch (const std::bad_alloc &) {
+    return false;
+  }
+  if (count > 0 && !AllocSlab(ix.slab, count * sizeof(IdxChunk)))
+    return false;
+  IdxChunk *slab = static_cast<IdxChunk *>(ix.slab.base);
   for (size_t i = 0; i < n; i += fill) {
-    IdxChunk *c = new (std::nothrow) IdxChunk;
-    if (c == nullptr) {
-      IdxClear(ix);
-      return false;
-    }
+    IdxChunk *c = slab++;
+    c->inSlab = 1;
     c->n = static_cast<uint32_t>(n - i < fill ? n - i : fill);
     memcpy(c->e, sorted + i, sizeof(IdxEntry) * c->n);
     ix.chunks.push_back(c);
@@ -141,7 +197,7 @@ bool IdxInsert(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
   IdxEntry e = IdxMakeEntry(p, rid);
   ++ix.gen;
   if (ix.chunks.empty()) {
-    IdxChunk *c = new (std::nothrow) IdxChunk;
+    IdxChunk *c = NewChunk();
     if (c == nullptr)
       return false;
     c->n = 1;
@@ -158,7 +214,7 @@ bool IdxInsert(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
   }
   IdxChunk *c = ix.chunks[pos.chunk];
   if (c->n == kIdxChunkCap) {
-    IdxChunk *right = new (std::nothrow) IdxChunk;
+    IdxChunk *right = NewChunk();
     if (right == nullptr)
       return false;
     uint32_t half = kIdxChunkCap / 2;
@@ -196,7 +252,7 @@ bool IdxErase(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
   --c->n;
   --ix.count;
   if (c->n == 0) {
-    delete c;
+    DropChunk(c);
     ix.chunks.erase(ix.chunks.begin() + static_cast<long>(pos.chunk));
     ix.lasts.erase(ix.lasts.begin() + static_cast<long>(pos.chunk));
   } else {

@@ -26,7 +26,16 @@ inline constexpr uint32_t kIdxChunkCap = 64;
 
 struct IdxChunk {
   uint32_t n;
+  uint32_t inSlab; // one of the chunks a load made in one piece
   IdxEntry e[kIdxChunkCap];
+};
+
+// The chunks a load makes, in one mapping: one allocation instead of one a
+// chunk, and large pages where the system gives them, so that taking an
+// order of a large table into memory costs few page faults.
+struct IdxSlab {
+  void *base = nullptr;
+  size_t len = 0;
 };
 
 // A key to look for: its bytes and their first 16 as words.
@@ -45,6 +54,7 @@ struct IdxSource {
 
 struct SortedIndex {
   std::vector<IdxChunk *> chunks;
+  IdxSlab slab; // the loaded chunks; later ones are allocated one by one
   // The last entry of each chunk, side by side: the search among chunks
   // stays within a few cache lines.
   std::vector<IdxEntry> lasts;
