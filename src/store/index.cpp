@@ -2,6 +2,7 @@
 
 #include "store/bytes.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -21,16 +22,30 @@ IdxPos Bound(const SortedIndex &ix, const IdxProbe &p, const IdxSource &src,
     int c = IdxCompare(ix, p, e, src);
     return strict ? c >= 0 : c > 0;
   };
-  size_t lo = 0, hi = ix.lasts.size();
-  while (lo < hi) { // the first chunk whose last entry is not before p
+  size_t lo = 0, hi = ix.tops.size();
+  while (lo < hi) { // the first group whose last entry is not before p
+    size_t mid = (lo + hi) / 2;
+    if (before(ix.tops[mid]))
+      lo = mid + 1;
+    else
+      hi = mid;
+  }
+  if (lo == ix.tops.size())
+    return EndPos(ix);
+  // In that group, the first chunk whose last entry is not before p; the
+  // group's lines are asked for at once.
+  lo *= kIdxGroup;
+  hi = std::min(lo + kIdxGroup, ix.lasts.size());
+  const char *group = reinterpret_cast<const char *>(ix.lasts.data() + lo);
+  for (size_t off = 0; off < (hi - lo) * sizeof(IdxEntry); off += 64)
+    __builtin_prefetch(group + off);
+  while (lo < hi) {
     size_t mid = (lo + hi) / 2;
     if (before(ix.lasts[mid]))
       lo = mid + 1;
     else
       hi = mid;
   }
-  if (lo == ix.chunks.size())
-    return EndPos(ix);
   const IdxChunk *c = ix.chunks[lo];
   // A chunk is 21 cache lines, and a search in it would miss on four or
   // five of them one after the other: ask for all of them at once, so the
@@ -137,6 +152,22 @@ bool AllocSlab(IdxSlab &slab, size_t len) {
   return true;
 }
 
+// The groups' last entries again, from the group of chunk `from` on, after
+// chunks came or went there. Room for them was made before (RoomForTops).
+void RefreshTops(SortedIndex &ix, size_t from) {
+  size_t n = ix.lasts.size();
+  ix.tops.resize((n + kIdxGroup - 1) / kIdxGroup);
+  for (size_t g = from / kIdxGroup; g < ix.tops.size(); ++g)
+    ix.tops[g] = ix.lasts[std::min(g * kIdxGroup + kIdxGroup - 1, n - 1)];
+}
+
+// After the last entry of chunk i changed in place.
+void SetLast(SortedIndex &ix, size_t i, const IdxEntry &e) {
+  ix.lasts[i] = e;
+  if (i % kIdxGroup == kIdxGroup - 1 || i + 1 == ix.lasts.size())
+    ix.tops[i / kIdxGroup] = e;
+}
+
 } // namespace
 
 void IdxClear(SortedIndex &ix) {
@@ -145,6 +176,7 @@ void IdxClear(SortedIndex &ix) {
   FreeSlab(ix.slab);
   ix.chunks.clear();
   ix.lasts.clear();
+  ix.tops.clear();
   ix.count = 0;
   ++ix.gen;
 }
@@ -157,6 +189,7 @@ bool IdxLoad(SortedIndex &ix, const IdxEntry *sorted, size_t n) {
   try {
     ix.chunks.reserve(count);
     ix.lasts.reserve(count);
+    ix.tops.reserve(count / kIdxGroup + 1);
   } catch (const std::bad_alloc &) {
     return false;
   }
@@ -171,6 +204,7 @@ bool IdxLoad(SortedIndex &ix, const IdxEntry *sorted, size_t n) {
     ix.chunks.push_back(c);
     ix.lasts.push_back(c->e[c->n - 1]);
   }
+  RefreshTops(ix, 0);
   ix.count = n;
   return true;
 }
@@ -191,8 +225,9 @@ bool IdxInsert(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
                const IdxSource &src) {
   if (IdxInsertsBeforeFailure > 0 && --IdxInsertsBeforeFailure == 0)
     return false;
-  // Room in both vectors first, so that a failure changes nothing.
-  if (!IdxRoomForOne(ix.chunks) || !IdxRoomForOne(ix.lasts))
+  // Room in the vectors first, so that a failure changes nothing.
+  if (!IdxRoomForOne(ix.chunks) || !IdxRoomForOne(ix.lasts) ||
+      !IdxRoomForOne(ix.tops))
     return false;
   IdxEntry e = IdxMakeEntry(p, rid);
   ++ix.gen;
@@ -204,6 +239,7 @@ bool IdxInsert(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
     c->e[0] = e;
     ix.chunks.push_back(c);
     ix.lasts.push_back(e);
+    RefreshTops(ix, 0);
     ix.count = 1;
     return true;
   }
@@ -226,6 +262,7 @@ bool IdxInsert(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
     ix.lasts.insert(ix.lasts.begin() + static_cast<long>(pos.chunk) + 1,
                     right->e[right->n - 1]);
     ix.lasts[pos.chunk] = c->e[c->n - 1];
+    RefreshTops(ix, pos.chunk);
     if (pos.at > half) {
       c = right;
       ++pos.chunk;
@@ -235,7 +272,7 @@ bool IdxInsert(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
   memmove(c->e + pos.at + 1, c->e + pos.at, sizeof(IdxEntry) * (c->n - pos.at));
   c->e[pos.at] = e;
   ++c->n;
-  ix.lasts[pos.chunk] = c->e[c->n - 1];
+  SetLast(ix, pos.chunk, c->e[c->n - 1]);
   ++ix.count;
   return true;
 }
@@ -255,8 +292,9 @@ bool IdxErase(SortedIndex &ix, const IdxProbe &p, uint32_t rid,
     DropChunk(c);
     ix.chunks.erase(ix.chunks.begin() + static_cast<long>(pos.chunk));
     ix.lasts.erase(ix.lasts.begin() + static_cast<long>(pos.chunk));
+    RefreshTops(ix, pos.chunk);
   } else {
-    ix.lasts[pos.chunk] = c->e[c->n - 1];
+    SetLast(ix, pos.chunk, c->e[c->n - 1]);
   }
   return true;
 }

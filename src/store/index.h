@@ -23,6 +23,7 @@ static_assert(sizeof(IdxEntry) == 20);
 // renumbers changes eight orders) and the search inside a chunk within a
 // few cache lines; the chunks' last entries make one array of their own.
 inline constexpr uint32_t kIdxChunkCap = 64;
+inline constexpr uint32_t kIdxGroup = 16;
 
 struct IdxChunk {
   uint32_t n;
@@ -58,6 +59,10 @@ struct SortedIndex {
   // The last entry of each chunk, side by side: the search among chunks
   // stays within a few cache lines.
   std::vector<IdxEntry> lasts;
+  // The last entry of each group of kIdxGroup chunks: small enough to stay
+  // in the cache, so that a search in a large index misses it only in the
+  // one group of `lasts` it then looks at.
+  std::vector<IdxEntry> tops;
   size_t count = 0;
   // Every composite key of this index is `fixedLen` bytes long, at most 16:
   // the words decide every comparison.
