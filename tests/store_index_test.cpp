@@ -1,6 +1,7 @@
 // The in-memory order of a key against a plain sorted set: loads, inserts
 // that split chunks, erases that empty them, and searches that go through
 // the groups of chunks, on enough entries for many groups.
+#include "store/bigalloc.h"
 #include "store/bytes.h"
 #include "store/index.h"
 
@@ -127,28 +128,45 @@ TEST_F(IndexTest, InsertsAndErasesKeepTheOrderAndEverySearchRight) {
 TEST_F(IndexTest, ALoadedIndexTakesInsertsAtBothEndsAndInTheMiddle) {
   std::vector<IdxEntry> sorted;
   uint8_t buf[16];
-  for (uint32_t r = 1; r <= 30000; ++r) {
+  // Enough entries that the loaded chunks take a block of large pages.
+  for (uint32_t r = 1; r <= 120000; ++r) {
     uint64_t key = 10 * r;
     sorted.push_back(IdxMakeEntry(Probe(buf, key, &r), r));
     model_.insert({key, r});
   }
   ASSERT_TRUE(IdxLoad(ix_, sorted.data(), sorted.size()));
   ExpectSameOrder(ix_, model_);
-  uint32_t rid = 30000;
+  EXPECT_GE(ix_.slab.len, size_t{2} << 20);
+  uint32_t rid = 120000;
   // Dense inserts into one place split the same chunk again and again.
   for (int i = 0; i < 2000; ++i)
     ASSERT_TRUE(Insert(150005, ++rid));
   for (int i = 0; i < 500; ++i) {
     ASSERT_TRUE(Insert(0, ++rid));
-    ASSERT_TRUE(Insert(400000 + i, ++rid));
+    ASSERT_TRUE(Insert(1200000 + i, ++rid));
   }
   ExpectSameOrder(ix_, model_);
-  for (uint64_t key : {0ul, 5ul, 150000ul, 150005ul, 150006ul, 299990ul,
-                       300000ul, 400499ul, 400500ul})
+  for (uint64_t key :
+       {0ul, 5ul, 150000ul, 150005ul, 150006ul, 299990ul, 1200000ul, 1200001ul})
     ExpectLowerBound(ix_, model_, key);
   std::mt19937 rng(5);
   for (int i = 0; i < 2000; ++i)
-    ExpectLowerBound(ix_, model_, rng() % 410000);
+    ExpectLowerBound(ix_, model_, rng() % 1210000);
+}
+
+// The arrays of a large table grow through the same blocks: what was
+// written survives each move to a larger block, small and large.
+TEST(BigAllocTest, AVectorKeepsItsContentsAcrossBlocksOfEverySize) {
+  std::vector<uint64_t, BigAllocator<uint64_t>> v;
+  for (uint64_t i = 0; i < 1000000; ++i) // 8 MB, through both kinds
+    v.push_back(i * 2654435761u);
+  for (uint64_t i = 0; i < v.size(); i += 997)
+    ASSERT_EQ(v[i], i * 2654435761u) << i;
+  v.resize(100);
+  v.shrink_to_fit();
+  EXPECT_EQ(v[99], uint64_t{99} * 2654435761u);
+  v.assign(300000, 7); // 2.4 MB of zeros and sevens, mapped
+  EXPECT_EQ(v[299999], 7u);
 }
 
 } // namespace

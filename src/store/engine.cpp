@@ -15,6 +15,7 @@
 
 #include "platform/paths.h"
 #include "platform/strutil.h"
+#include "store/bigalloc.h"
 #include "store/bytes.h"
 #include "store/crc.h"
 #include "store/index.h"
@@ -148,13 +149,13 @@ struct Table {
   // good. Frames are never rewritten in place and the file does not change
   // under the table's lock, so a frame needs its checksum computed once in
   // the table's life; chain walks read the same frames again and again.
-  mutable std::vector<uint64_t> checked;
+  mutable std::vector<uint64_t, BigAllocator<uint64_t>> checked;
   // Record id -> the first and last entries and the count of its entry
   // array (Extract, ExSp, Word), taken when the frame at `off` was written
   // or first peeked at: a chain walk peeks at every record it passes, and
   // with this it reads no frame of them. Good while off is slots[rid];
   // dropped with `checked` whenever the frames are scanned again.
-  std::vector<EntrySummary> summaries;
+  std::vector<EntrySummary, BigAllocator<EntrySummary>> summaries;
   uint32_t liveCount = 0;
   uint64_t liveBytes = 0; // bytes of frames still in use
   SortedIndex idx[kStoreMaxSlots];
@@ -2390,6 +2391,12 @@ int EnginePeekEntries(TblHandle h, const StoreFamily &fam, const void *probe,
   if (!IdxValid(ix, pos) || !EntryStartsWith(t, 0, IdxAt(ix, pos), buf, n))
     return Fail(kErrEnd);
   uint32_t rid = IdxAt(ix, pos).rid;
+  // The slot, the summary and the memory of a check lie in three arrays,
+  // each a likely cache miss in a large table: ask for all three at once.
+  if (rid < t.summaries.size())
+    __builtin_prefetch(&t.summaries[rid]);
+  if (rid < t.checked.size())
+    __builtin_prefetch(&t.checked[rid]);
   uint64_t off = t.slots[rid];
   size_t es = SummaryEntrySize(fam);
   if (es > 0 && rid < t.summaries.size() && t.summaries[rid].off == off) {

@@ -1,12 +1,11 @@
 #include "store/index.h"
 
+#include "store/bigalloc.h"
 #include "store/bytes.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <new>
-#include <sys/mman.h>
 
 namespace {
 
@@ -121,35 +120,15 @@ IdxChunk *NewChunk() {
   return c;
 }
 
-// Below this many bytes a slab is not worth a mapping of its own.
-constexpr size_t kSlabMapped = 1u << 20;
-
 void FreeSlab(IdxSlab &slab) {
-  if (slab.base == nullptr)
-    return;
-  if (slab.len >= kSlabMapped)
-    munmap(slab.base, slab.len);
-  else
-    free(slab.base);
+  BigFree(slab.base, slab.len);
   slab = IdxSlab{};
 }
 
 bool AllocSlab(IdxSlab &slab, size_t len) {
-  if (len >= kSlabMapped) {
-    void *m = mmap(nullptr, len, PROT_READ | PROT_WRITE,
-                   MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (m == MAP_FAILED)
-      return false;
-    // Only advice: without large pages the slab works the same.
-    madvise(m, len, MADV_HUGEPAGE);
-    slab.base = m;
-  } else {
-    slab.base = malloc(len);
-    if (slab.base == nullptr)
-      return false;
-  }
-  slab.len = len;
-  return true;
+  slab.base = BigAlloc(len);
+  slab.len = slab.base != nullptr ? len : 0;
+  return slab.base != nullptr;
 }
 
 // The groups' last entries again, from the group of chunk `from` on, after

@@ -31,9 +31,9 @@ struct IdxChunk {
   IdxEntry e[kIdxChunkCap];
 };
 
-// The chunks a load makes, in one mapping: one allocation instead of one a
-// chunk, and large pages where the system gives them, so that taking an
-// order of a large table into memory costs few page faults.
+// The chunks a load makes, in one block (BigAlloc): one allocation instead
+// of one a chunk, and large pages for a large table, so that taking an
+// order into memory costs few page faults.
 struct IdxSlab {
   void *base = nullptr;
   size_t len = 0;
