@@ -30,6 +30,7 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <malloc.h>
 #include <map>
 #include <new>
 #include <random>
@@ -819,7 +820,10 @@ void InitIndexes(Table &t) {
 
 // ---------------------------------------------------------------- tables
 
+constexpr size_t kTrimAfterRecords = 50000;
+
 void FreeTable(Table *t) {
+  size_t records = t->slots.size();
   for (int s = 0; s < kStoreMaxSlots; ++s)
     IdxClear(t->idx[s]);
   IdxClear(t->fileOrder);
@@ -832,6 +836,11 @@ void FreeTable(Table *t) {
   CloseFd(t->ioFd);
   CloseFd(t->lockFd); // releases the lock
   delete t;
+  // A large table leaves megabytes of chunks free in the heap, where the
+  // orders of the next table (taken in blocks of their own) do not look:
+  // they go back to the system.
+  if (records > kTrimAfterRecords)
+    malloc_trim(0);
 }
 
 void Unregister(Table *t) {
