@@ -132,7 +132,7 @@ bool AllocSlab(IdxSlab &slab, size_t len) {
 }
 
 // The groups' last entries again, from the group of chunk `from` on, after
-// chunks came or went there. Room for them was made before (RoomForTops).
+// chunks came or went there. The caller made room for one more group.
 void RefreshTops(SortedIndex &ix, size_t from) {
   size_t n = ix.lasts.size();
   ix.tops.resize((n + kIdxGroup - 1) / kIdxGroup);
