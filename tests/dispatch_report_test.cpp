@@ -17,16 +17,6 @@ protected:
     fclose(f);
     return Slurp("block.txt");
   }
-  // The context of a run on the small repertory.
-  OpContext Context(FILE *errors) {
-    OpContext c;
-    c.errors = errors;
-    c.symptoms = sym_;
-    c.extract = ext_;
-    c.notes = notes_;
-    c.views = views_;
-    return c;
-  }
 };
 
 const std::string kDashes(76, '-');
@@ -137,7 +127,7 @@ TEST_F(ReportTest, CounterOfAdditionsStartsAtOneAndSurvives) {
 TEST_F(ReportTest, OperationsWithoutHandlerAreRefusedAndChangeNothing) {
   OpenTables();
   FILE *err = fopen("errors.txt", "wb");
-  OpContext ctx = Context(err);
+  OpContext ctx = Ctx(err);
   int refused = 0;
   for (int op = OpChangeDegree; op <= OpChangeSymptomKind; ++op) {
     if (OpHasHandler(op))
@@ -169,7 +159,7 @@ TEST_F(ReportTest, CommentReachesTheAdditionAsANote) {
   OpenTables();
   LogEntry *e =
       Entry(OpAddRemedy, {"0", "Head \x02 pain", "Sulph.", "Kent", "2"});
-  OpContext ctx = Context(nullptr);
+  OpContext ctx = Ctx(nullptr);
   OpSetComment(&ctx, "from the Orvix notes");
   ASSERT_EQ(LogDispatch(e, ctx), 0);
   // The text is whole again for the run that stores it.
@@ -201,7 +191,7 @@ TEST_F(ReportTest, CommentReachesTheAdditionAsANote) {
 
 TEST_F(ReportTest, UnknownCodesAreRefusedBeforeAnyHandler) {
   OpenTables();
-  OpContext ctx = Context(nullptr);
+  OpContext ctx = Ctx(nullptr);
   for (int op : {0, kOpCount + 1, 999}) {
     LogEntry *e = Entry(op, {"0", "Head \x02 pain", "Sulph.", "Kent", "2"});
     std::string before = e->text;

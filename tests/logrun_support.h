@@ -6,6 +6,7 @@
 #pragma once
 
 #include "logtext_support.h"
+#include "ops/context.h"
 #include "ops/subject.h"
 #include "ops/verify.h"
 
@@ -30,6 +31,41 @@ protected:
     LogTextTest::TearDown();
   }
 
+  // A symptom as the tests write it, with its remedies.
+  struct Row {
+    uint32_t num;
+    uint16_t sub;
+    uint32_t pnum;
+    uint16_t psub;
+    uint8_t level, chapter;
+    const char *t1, *t2;
+    int32_t id;
+    std::vector<SymptomRemedy> rems = {};
+  };
+
+  // Saves the rows to the symptom table `h`; their remedies are noted in
+  // extract_ for the extraction table built to match.
+  void SaveRows(TblHandle h, std::initializer_list<Row> rows) {
+    for (const Row &row : rows) {
+      Symptom x =
+          MakeSymptom(row.num, row.sub, row.pnum, row.psub, row.t1, row.id);
+      StrCopy(x.Text2, row.t2);
+      x.Level = row.level;
+      x.Chapter = row.chapter;
+      x.Remedies = TblAllocSymptomRemed(static_cast<int>(row.rems.size()) + 1);
+      std::set<uint16_t> distinct;
+      for (size_t i = 0; i < row.rems.size(); ++i) {
+        x.Remedies[i] = row.rems[i];
+        distinct.insert(row.rems[i].RemedyId);
+        extract_[{row.rems[i].RemedyId, row.num, row.sub,
+                  row.rems[i].AuthorId}] = row.rems[i];
+      }
+      x.RemedyCount = static_cast<uint16_t>(distinct.size());
+      ASSERT_EQ(TblSaveSymptom(h, &x, kSaveAdd), 0) << row.t1;
+      TblFreeSymptomRemed(&x);
+    }
+  }
+
   void BuildRepertory() {
     std::filesystem::create_directory("rep");
     TblHandle r = TblCreateRemed("rem", 1, 1);
@@ -48,50 +84,22 @@ protected:
     // Mind 1.0 > fear 1.1 > night 1.2; Head 5.0 > pain 5.1.
     TblHandle s = TblCreateSymptom("rep\\symptom", 1, 1);
     ASSERT_NE(s, 0);
-    struct Row {
-      uint32_t num;
-      uint16_t sub;
-      uint32_t pnum;
-      uint16_t psub;
-      uint8_t level, chapter;
-      const char *t1, *t2;
-      int32_t id;
-      std::vector<SymptomRemedy> rems;
-    };
-    const Row rows[] = {
-        {1, 0, 0, 0, 1, 1, "Mind", "Psychisme", 100, {}},
-        {1,
-         1,
-         1,
-         0,
-         2,
-         1,
-         "fear",
-         "peur",
-         101,
-         {{kAcon, 3, kKent, 0}, {kBell, 1, kBoer, 0}, {kBell, 2, kKent, 0}}},
-        {1, 2, 1, 1, 3, 1, "night", "nuit", 102, {}},
-        {5, 0, 0, 0, 1, 2, "Head", "T\xeate", 200, {}},
-        {5, 1, 5, 0, 2, 2, "pain", "douleur", 201, {{kNuxV, 2, kKent, 0}}},
-    };
-    for (const Row &row : rows) {
-      Symptom x =
-          MakeSymptom(row.num, row.sub, row.pnum, row.psub, row.t1, row.id);
-      StrCopy(x.Text2, row.t2);
-      x.Level = row.level;
-      x.Chapter = row.chapter;
-      x.Remedies = TblAllocSymptomRemed(static_cast<int>(row.rems.size()) + 1);
-      std::set<uint16_t> distinct;
-      for (size_t i = 0; i < row.rems.size(); ++i) {
-        x.Remedies[i] = row.rems[i];
-        distinct.insert(row.rems[i].RemedyId);
-        extract_[{row.rems[i].RemedyId, row.num, row.sub,
-                  row.rems[i].AuthorId}] = row.rems[i];
-      }
-      x.RemedyCount = static_cast<uint16_t>(distinct.size());
-      ASSERT_EQ(TblSaveSymptom(s, &x, kSaveAdd), 0);
-      TblFreeSymptomRemed(&x);
-    }
+    SaveRows(
+        s,
+        {{1, 0, 0, 0, 1, 1, "Mind", "Psychisme", 100},
+         {1,
+          1,
+          1,
+          0,
+          2,
+          1,
+          "fear",
+          "peur",
+          101,
+          {{kAcon, 3, kKent, 0}, {kBell, 1, kBoer, 0}, {kBell, 2, kKent, 0}}},
+         {1, 2, 1, 1, 3, 1, "night", "nuit", 102},
+         {5, 0, 0, 0, 1, 2, "Head", "T\xeate", 200},
+         {5, 1, 5, 0, 2, 2, "pain", "douleur", 201, {{kNuxV, 2, kKent, 0}}}});
     DbCloseFile(s);
 
     TblHandle e = TblCreateExtract("rep\\extract", 1, 1);
@@ -143,33 +151,59 @@ protected:
     ASSERT_NE(sym_, 0);
     ASSERT_NE(ext_, 0);
   }
+  // The word and link tables, for a test whose handlers keep them.
+  void OpenWordTables() {
+    word1_ = TblOpenWord("rep\\word1", 0, 1);
+    word2_ = TblOpenWord("rep\\word2", 0, 1);
+    links_ = TblOpenLink("rep\\Link", 0, 1);
+    ASSERT_NE(word1_, 0);
+    ASSERT_NE(links_, 0);
+  }
+
+  // The context of a run on this repertory, with the tables that are open.
+  OpContext Ctx(FILE *errors) {
+    OpContext c;
+    c.errors = errors;
+    c.symptoms = sym_;
+    c.extract = ext_;
+    c.word1 = word1_;
+    c.word2 = word2_;
+    c.notes = notes_;
+    c.links = links_;
+    c.views = views_;
+    c.partnerSymptoms = partner_;
+    c.concepts = exsp_;
+    return c;
+  }
   void CloseTables() {
     for (TblHandle *h :
-         {&OpRemedTable, &OpAuthorTable, &sym_, &ext_, &notes_, &views_}) {
+         {&OpRemedTable, &OpAuthorTable, &sym_, &ext_, &notes_, &views_,
+          &word1_, &word2_, &links_, &partner_, &exsp_}) {
       if (*h != 0)
         DbCloseFile(*h);
       *h = 0;
     }
   }
 
+  // The check's callback: each fault into the vector `ctx`.
+  static void CollectFault(const char *fault, void *ctx) {
+    static_cast<std::vector<std::string> *>(ctx)->push_back(fault);
+  }
+  static std::string Lines(const std::vector<std::string> &faults) {
+    std::string all;
+    for (const std::string &f : faults)
+      all += f + "\n";
+    return all;
+  }
   // The repertory's faults, as the check names them.
   std::vector<std::string> Verify(const char *folder = "rep") {
     std::vector<std::string> faults;
-    VerifyRepertory(
-        folder,
-        [](const char *fault, void *ctx) {
-          static_cast<std::vector<std::string> *>(ctx)->push_back(fault);
-        },
-        &faults);
+    VerifyRepertory(folder, CollectFault, &faults);
     return faults;
   }
   void ExpectConsistent() {
     CloseTables();
-    std::vector<std::string> faults = Verify();
-    std::string all;
-    for (const std::string &f : faults)
-      all += f + "\n";
-    EXPECT_TRUE(faults.empty()) << all;
+    EXPECT_EQ(Lines(Verify()), "");
   }
 
   // An entry of the operation with its fields, in its own buffer.
@@ -205,6 +239,7 @@ protected:
   }
 
   TblHandle sym_ = 0, ext_ = 0, notes_ = 0, views_ = 0;
+  TblHandle word1_ = 0, word2_ = 0, links_ = 0, partner_ = 0, exsp_ = 0;
   std::map<std::tuple<uint16_t, uint32_t, uint16_t, uint16_t>, SymptomRemedy>
       extract_;
   std::deque<LogEntry> entries_;

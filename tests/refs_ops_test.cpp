@@ -65,6 +65,17 @@ protected:
     return {t1, t2};
   }
 
+  // The concept record of (symptom, direction), as a search key.
+  static ExSp ConceptRecord(uint32_t num, uint16_t sub, uint8_t dir) {
+    ExSp x;
+    memset(&x, 0, sizeof x);
+    x.CursorState = 0xff;
+    x.Num = num;
+    x.Sub = sub;
+    x.Direction = dir;
+    return x;
+  }
+
   // The symptoms that a word of the first or second word table lists.
   std::vector<std::string> WordLists(TblHandle h, const char *word) {
     std::vector<std::string> out;
@@ -381,12 +392,7 @@ TEST_F(OpsTest, ConceptLinksStandInBothDirections) {
             0);
   auto list = [&](uint32_t num, uint16_t sub, uint8_t dir) {
     std::vector<std::string> out;
-    ExSp x;
-    memset(&x, 0, sizeof x);
-    x.CursorState = 0xff;
-    x.Num = num;
-    x.Sub = sub;
-    x.Direction = dir;
+    ExSp x = ConceptRecord(num, sub, dir);
     if (TblFindFullExSp(exsp_, &x, 0, kFindEqual, nullptr) == 0)
       for (int i = 0; TblIsLastExSpSymptom(&x.Entries[i]) != 2; ++i)
         out.push_back(std::to_string(x.Entries[i].Num) + "." +
@@ -467,28 +473,15 @@ TEST_F(OpsTest, VerifyTellsWhatTheseOperationsKeepInStep) {
   StrCopy(s.Synonym1, "(= lonely)");
   ASSERT_EQ(TblSaveSymptom(sym_, &s, kSaveReplace), 0);
   TblFreeSymptomRemed(&s);
-  ExSp x;
-  memset(&x, 0, sizeof x);
-  x.CursorState = 0xff;
-  x.Num = 1;
-  x.Sub = 1;
-  x.Direction = kConceptToSymptoms;
+  ExSp x = ConceptRecord(1, 1, kConceptToSymptoms);
   x.Entries[0] = ExSpEntry{5, 1, 0, 0};
   x.Entries[1] = ExSpEntry{9, 9, 0, 0};
   x.Entries[2] = ExSpEntry{0xffffffffu, 0xffff, 0, 0};
   ASSERT_EQ(TblSaveExSp(exsp_, &x, kSaveAdd), 0);
   CloseTables();
   std::vector<std::string> faults = Verify();
-  int concepts = VerifyConcepts(
-      "rep", "cpt",
-      [](const char *fault, void *ctx) {
-        static_cast<std::vector<std::string> *>(ctx)->push_back(fault);
-      },
-      &faults);
-  EXPECT_EQ(concepts, 3);
-  std::string all;
-  for (const std::string &f : faults)
-    all += f + "\n";
+  EXPECT_EQ(VerifyConcepts("rep", "cpt", CollectFault, &faults), 3);
+  std::string all = Lines(faults);
   EXPECT_NE(all.find("word1 'lonely': symptom 1.1 'fear' has the word in a "
                      "synonym or reference, the index does not list it"),
             std::string::npos)
@@ -517,12 +510,7 @@ void KeepNothing(LogEntry *, void *) {}
 // journal puts the first back. A reference that leads nowhere leaves the
 // symptom and the word index as they were.
 TEST_F(OpsTest, ARefusedEntryOfARunLeavesEveryTableAsItWas) {
-  ExSp x;
-  memset(&x, 0, sizeof x);
-  x.CursorState = 0xff;
-  x.Num = 1;
-  x.Sub = 1;
-  x.Direction = kConceptToSymptoms;
+  ExSp x = ConceptRecord(1, 1, kConceptToSymptoms);
   x.Entries[0] = ExSpEntry{1, 1, 0, 0};
   x.Entries[1] = ExSpEntry{0xffffffffu, 0xffff, 0, 0};
   ASSERT_EQ(TblSaveExSp(exsp_, &x, kSaveAdd), 0);
@@ -538,11 +526,7 @@ TEST_F(OpsTest, ARefusedEntryOfARunLeavesEveryTableAsItWas) {
   EXPECT_EQ(LogRunApplyEntry(syn, c, source), 0);
   EXPECT_EQ(LogLastMessage, kMsgReferenceNotFound);
   ASSERT_EQ(DbJournalClose(), 0);
-  memset(&x, 0, sizeof x);
-  x.CursorState = 0xff;
-  x.Num = 1;
-  x.Sub = 1;
-  x.Direction = kConceptToSymptoms;
+  x = ConceptRecord(1, 1, kConceptToSymptoms);
   ASSERT_EQ(TblFindFullExSp(exsp_, &x, 0, kFindEqual, nullptr), 0);
   EXPECT_EQ(x.Entries[0].Num, 1u) << "the first direction is back";
   EXPECT_EQ(x.Entries[0].Sub, 1u);

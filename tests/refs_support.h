@@ -13,7 +13,6 @@
 #pragma once
 
 #include "logrun_support.h"
-#include "ops/context.h"
 
 #include <string>
 
@@ -24,28 +23,6 @@ protected:
     AddSymptoms();
     BuildPartner();
     OpenTables();
-  }
-
-  struct Row {
-    uint32_t num;
-    uint16_t sub;
-    uint32_t pnum;
-    uint16_t psub;
-    uint8_t level, chapter;
-    const char *t1, *t2;
-    int32_t id;
-  };
-
-  static void SaveRows(TblHandle h, std::initializer_list<Row> rows) {
-    for (const Row &r : rows) {
-      Symptom x = MakeSymptom(r.num, r.sub, r.pnum, r.psub, r.t1, r.id);
-      StrCopy(x.Text2, r.t2);
-      x.Level = r.level;
-      x.Chapter = r.chapter;
-      x.Remedies = TblAllocSymptomRemed(1);
-      ASSERT_EQ(TblSaveSymptom(h, &x, kSaveAdd), 0) << r.t1;
-      TblFreeSymptomRemed(&x);
-    }
   }
 
   void AddSymptoms() {
@@ -93,58 +70,24 @@ protected:
 
   void OpenTables() {
     RepertoryTest::OpenTables();
-    word1_ = TblOpenWord("rep\\word1", 0, 1);
-    word2_ = TblOpenWord("rep\\word2", 0, 1);
-    links_ = TblOpenLink("rep\\Link", 0, 1);
+    OpenWordTables();
     partner_ = TblOpenSymptom("cpt\\symptom", 0, 1);
     exsp_ = TblOpenExSp("cpt\\extrspt", 0, 1);
-    ASSERT_NE(word1_, 0);
-    ASSERT_NE(links_, 0);
     ASSERT_NE(exsp_, 0);
-  }
-  void CloseTables() {
-    for (TblHandle *h : {&word1_, &word2_, &links_, &partner_, &exsp_}) {
-      if (*h != 0)
-        DbCloseFile(*h);
-      *h = 0;
-    }
-    RepertoryTest::CloseTables();
-  }
-  void TearDown() override {
-    CloseTables();
-    RepertoryTest::TearDown();
   }
 
   // The repertory and its concept links against each other.
   void ExpectAllConsistent() {
     CloseTables();
     std::vector<std::string> faults = Verify();
-    VerifyConcepts(
-        "rep", "cpt",
-        [](const char *fault, void *ctx) {
-          static_cast<std::vector<std::string> *>(ctx)->push_back(fault);
-        },
-        &faults);
-    std::string all;
-    for (const std::string &f : faults)
-      all += f + "\n";
-    EXPECT_TRUE(faults.empty()) << all;
+    VerifyConcepts("rep", "cpt", CollectFault, &faults);
+    EXPECT_EQ(Lines(faults), "");
     OpenTables();
   }
 
   // The context of a run on this repertory.
   OpContext Ctx(FILE *errors, int style = 1) {
-    OpContext c;
-    c.errors = errors;
-    c.symptoms = sym_;
-    c.extract = ext_;
-    c.word1 = word1_;
-    c.word2 = word2_;
-    c.notes = notes_;
-    c.links = links_;
-    c.views = views_;
-    c.partnerSymptoms = partner_;
-    c.concepts = exsp_;
+    OpContext c = RepertoryTest::Ctx(errors);
     c.referenceStyle = style;
     c.replaceNotes = 0;
     return c;
@@ -157,6 +100,4 @@ protected:
     TblFreeSymptomRemed(&x);
     return x;
   }
-
-  TblHandle word1_ = 0, word2_ = 0, links_ = 0, partner_ = 0, exsp_ = 0;
 };

@@ -41,11 +41,7 @@ protected:
   // The context a run gives the handlers: the comment as the run formats
   // it ("<<...>>"), the view table, the note flag.
   OpContext Ctx(const char *comment = "", TblHandle views = 0, int silent = 1) {
-    OpContext c;
-    c.errors = errors_;
-    c.symptoms = sym_;
-    c.extract = ext_;
-    c.notes = notes_;
+    OpContext c = RepertoryTest::Ctx(errors_);
     c.views = views;
     c.silent = silent;
     StrCopy(c.comment, comment);

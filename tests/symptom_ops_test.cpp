@@ -31,40 +31,22 @@ protected:
   void TearDown() override {
     if (errors_ != nullptr)
       fclose(errors_);
-    CloseMine();
     RepertoryTest::TearDown();
   }
   void Open() {
     OpenTables();
-    word1_ = TblOpenWord("rep\\word1", 0, 1);
-    word2_ = TblOpenWord("rep\\word2", 0, 1);
-    links_ = TblOpenLink("rep\\Link", 0, 1);
+    OpenWordTables();
   }
-  void CloseMine() {
-    for (TblHandle *h : {&word1_, &word2_, &links_}) {
-      if (*h != 0)
-        DbCloseFile(*h);
-      *h = 0;
-    }
-  }
+  // These operations keep no views.
   OpContext Ctx() {
-    OpContext c;
-    c.errors = errors_;
-    c.symptoms = sym_;
-    c.extract = ext_;
-    c.word1 = word1_;
-    c.word2 = word2_;
-    c.notes = notes_;
-    c.links = links_;
+    OpContext c = RepertoryTest::Ctx(errors_);
+    c.views = 0;
     return c;
   }
   // The faults of the repertory, the tables opened again after.
   std::string Faults() {
-    CloseMine();
     CloseTables();
-    std::string all;
-    for (const std::string &f : Verify())
-      all += f + "\n";
+    std::string all = Lines(Verify());
     Open();
     return all;
   }
@@ -113,7 +95,6 @@ protected:
         kMergeCheck);
   }
   FILE *errors_ = nullptr;
-  TblHandle word1_ = 0, word2_ = 0, links_ = 0;
 };
 
 // The model: the tree in book order, a node as its level and first text.
