@@ -164,20 +164,9 @@ TEST_F(ReportTest, CommentReachesTheAdditionAsANote) {
   ASSERT_EQ(LogDispatch(e, ctx), 0);
   // The text is whole again for the run that stores it.
   EXPECT_NE(strchr(e->text, kLogFieldSep), nullptr);
-  static char t1[kNoteTextSize], t2[kNoteTextSize];
-  Note n;
-  memset(&n, 0, sizeof n);
-  n.CursorState = 0xff;
-  n.Num = 5;
-  n.Sub = 1;
-  n.RemedyId = kSulph;
-  n.Degree = 2;
-  n.AuthorId = kKent;
-  n.NoteKind = 3;
-  n.Text1 = t1;
-  n.Text2 = t2;
+  Note n = NoteKey(5, 1, kSulph, 2, kKent, 3);
   ASSERT_EQ(TblFindFullNote(notes_, &n, 0, kFindEqual), 0);
-  EXPECT_STREQ(t1, "<<from the Orvix notes>>");
+  EXPECT_STREQ(note1_, "<<from the Orvix notes>>");
   // With the note flag 0 no comment is written.
   LogEntry *f =
       Entry(OpAddRemedy, {"0", "Head \x02 pain", "Acon.", "Kent", "2"});

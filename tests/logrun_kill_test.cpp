@@ -104,15 +104,12 @@ std::vector<Planned> PlanEntries(int count) {
       }
       p.text = "0" + sep + path + sep + abbrev + sep + authors.begin()->second +
                sep + std::to_string(1 + out.size() % 4);
-    } else if (kind == 1) {
-      p.operation = OpChangeDegree;
-      p.text = "0" + sep + path + sep + re->second + sep + au->second + sep +
-               std::to_string(first.Degree) + sep +
-               std::to_string(first.Degree % 4 + 1);
     } else {
-      p.operation = OpDeleteRemedy;
+      p.operation = kind == 1 ? OpChangeDegree : OpDeleteRemedy;
       p.text = "0" + sep + path + sep + re->second + sep + au->second + sep +
                std::to_string(first.Degree);
+      if (kind == 1)
+        p.text += sep + std::to_string(first.Degree % 4 + 1);
     }
     out.push_back(p);
   }
@@ -198,6 +195,30 @@ protected:
            BuiltProgram("mantrel") +
            " /RUN '..\\log\\kill' 1 >/dev/null 2>&1 </dev/null";
   }
+  // The run started in a child of its own, with a file size limit when
+  // `limit` is not 0.
+  static pid_t StartRun(const fs::path &demo, rlim_t limit = 0) {
+    pid_t pid = fork();
+    if (pid == 0) {
+      struct rlimit lim {
+        limit, limit
+      };
+      if (limit != 0)
+        setrlimit(RLIMIT_FSIZE, &lim);
+      execl("/bin/sh", "sh", "-c", RunLine(demo).c_str(),
+            static_cast<char *>(nullptr));
+      _exit(127);
+    }
+    return pid;
+  }
+  // tbltool with `args` in the installation's bin folder, its output in
+  // `out`; answers its exit code.
+  static int Tbltool(const fs::path &demo, const std::string &args,
+                     const fs::path &out) {
+    return RunCommand("cd '" + (demo / "bin").string() + "' && " +
+                      BuiltProgram("tbltool") + " " + args + " >'" +
+                      out.string() + "' 2>&1");
+  }
 
   // Every table of the installation, as tbltool dumps it.
   static std::string Dumps(const fs::path &demo) {
@@ -205,10 +226,9 @@ protected:
     for (auto &[kind, path] : kTables) {
       if (strcmp(path, "..\\log\\kill") == 0)
         continue; // the log run, not a result
-      std::string out = (demo / "dump.txt").string();
-      int rc = RunCommand("cd '" + (demo / "bin").string() + "' && " +
-                          BuiltProgram("tbltool") + " dump " + kind + " '" +
-                          path + "' >'" + out + "' 2>&1");
+      fs::path out = demo / "dump.txt";
+      int rc =
+          Tbltool(demo, std::string("dump ") + kind + " '" + path + "'", out);
       all += std::string("== ") + path + " " + std::to_string(rc) + "\n" +
              SlurpFile(out);
     }
@@ -219,21 +239,32 @@ protected:
   // answers what failed.
   static std::string Checks(const fs::path &demo) {
     std::string failed;
-    std::string bin = "cd '" + (demo / "bin").string() + "' && ";
     for (auto &[kind, path] : kTables) {
       if (strcmp(path, "..\\log\\kill") == 0 &&
           !fs::exists(demo / "log" / "kill.dat"))
         continue; // a finished run moved the log away
-      std::string out = (demo / "check.txt").string();
-      if (RunCommand(bin + BuiltProgram("tbltool") + " check " + kind + " '" +
-                     path + "' >'" + out + "' 2>&1") != 0)
+      fs::path out = demo / "check.txt";
+      if (Tbltool(demo, std::string("check ") + kind + " '" + path + "'", out))
         failed += std::string("check ") + path + ": " + SlurpFile(out) + "\n";
     }
-    std::string out = (demo / "verify.txt").string();
-    if (RunCommand(bin + BuiltProgram("tbltool") +
-                   " verify '..\\data\\salm2009' >'" + out + "' 2>&1") != 0)
+    fs::path out = demo / "verify.txt";
+    if (Tbltool(demo, "verify '..\\data\\salm2009'", out) != 0)
       failed += "verify: " + SlurpFile(out) + "\n";
     return failed;
+  }
+
+  // The rest of the log, from the first entry the own log does not hold,
+  // written as the log of the next run unless `write` is false; answers the
+  // entries done, -1 when the log could not be written.
+  int Resume(const fs::path &demo, bool write = true) {
+    scratch_.Enter(fs::relative(demo / "bin", base_));
+    EXPECT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
+    int done = OwnCount() - ownBefore_;
+    bool written =
+        done >= 0 && (!write || WriteLog(plan_, static_cast<size_t>(done)));
+    DbTerminate("A-Mantrel");
+    scratch_.Leave();
+    return written ? done : -1;
   }
 
   int OwnCount() {
@@ -264,13 +295,8 @@ TEST_F(KillTest, EveryKillLeavesTablesThatCheckAndResumeToTheSameEnd) {
             std::chrono::steady_clock::now() - t0)
             .count());
   };
-  pid_t refPid = fork();
+  pid_t refPid = StartRun(ref);
   ASSERT_GE(refPid, 0);
-  if (refPid == 0) {
-    execl("/bin/sh", "sh", "-c", RunLine(ref).c_str(),
-          static_cast<char *>(nullptr));
-    _exit(127);
-  }
   int firstUs = -1, refStatus = 0;
   uintmax_t seen = size0;
   while (waitpid(refPid, &refStatus, WNOHANG) == 0) {
@@ -299,13 +325,8 @@ TEST_F(KillTest, EveryKillLeavesTablesThatCheckAndResumeToTheSameEnd) {
     // A fifth of the kills at a moment before the entries (the start, the
     // log's rebuild, the opens); the rest when the own log has grown to a
     // chosen size, a little later: at any point of an entry or of the close.
-    pid_t pid = fork();
+    pid_t pid = StartRun(demo);
     ASSERT_GE(pid, 0);
-    if (pid == 0) {
-      execl("/bin/sh", "sh", "-c", RunLine(demo).c_str(),
-            static_cast<char *>(nullptr));
-      _exit(127);
-    }
     int waitUs = 0;
     bool reaped = false;
     if (round % 5 == 0) {
@@ -340,14 +361,8 @@ TEST_F(KillTest, EveryKillLeavesTablesThatCheckAndResumeToTheSameEnd) {
     // No rebuild by hand: the first program that opens a table mends it.
     ASSERT_EQ(Checks(demo), "") << where;
 
-    scratch_.Enter(fs::relative(demo / "bin", base_));
-    ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
-    int done = OwnCount() - ownBefore_;
-    bool finished = !fs::exists("../log/kill.dat");
-    bool written = finished || WriteLog(plan_, static_cast<size_t>(done));
-    DbTerminate("A-Mantrel");
-    scratch_.Leave();
-    ASSERT_TRUE(written) << where;
+    bool finished = !fs::exists(demo / "log" / "kill.dat");
+    int done = Resume(demo, !finished);
     ASSERT_GE(done, 0) << where;
     ASSERT_LE(done, static_cast<int>(plan_.size())) << where;
     doneAt += " " + std::to_string(finished ? -1 : done);
@@ -369,13 +384,8 @@ TEST_F(KillTest, TheNextRunMendsWhatAKillLeftAndSaysSo) {
   fs::path demo = Copy("next");
   fs::path own = demo / "log" / "SALM2009.dat";
   const uintmax_t size0 = fs::file_size(own);
-  pid_t pid = fork();
+  pid_t pid = StartRun(demo);
   ASSERT_GE(pid, 0);
-  if (pid == 0) {
-    execl("/bin/sh", "sh", "-c", RunLine(demo).c_str(),
-          static_cast<char *>(nullptr));
-    _exit(127);
-  }
   // Killed once a few entries are in.
   bool ended = false;
   for (int i = 0; i < 400000 && !ended; ++i) {
@@ -425,17 +435,8 @@ TEST_F(KillTest, AFullDiskStopsTheRunAtTheFirstFailedWrite) {
     if (e.is_regular_file() &&
         e.path().lexically_relative(demo).begin()->string() != "bin")
       largest = std::max<uintmax_t>(largest, e.file_size());
-  pid_t pid = fork();
+  pid_t pid = StartRun(demo, largest + 20000);
   ASSERT_GE(pid, 0);
-  if (pid == 0) {
-    struct rlimit lim {
-      largest + 20000, largest + 20000
-    };
-    setrlimit(RLIMIT_FSIZE, &lim);
-    execl("/bin/sh", "sh", "-c", RunLine(demo).c_str(),
-          static_cast<char *>(nullptr));
-    _exit(127);
-  }
   int status = 0;
   waitpid(pid, &status, 0);
   ASSERT_TRUE(WIFEXITED(status)) << "ended by a signal: " << status;
@@ -451,14 +452,8 @@ TEST_F(KillTest, AFullDiskStopsTheRunAtTheFirstFailedWrite) {
 
   // What was done is whole: the rest of the log ends as a run without a
   // limit.
-  scratch_.Enter("full/bin");
-  ASSERT_EQ(DbInitialize(50, 90, 4, "A-Mantrel", "", 0), 0);
-  int done = OwnCount() - ownBefore_;
-  bool written = WriteLog(plan_, static_cast<size_t>(done));
-  DbTerminate("A-Mantrel");
-  scratch_.Leave();
-  ASSERT_TRUE(written);
-  EXPECT_GT(done, 0);
+  int done = Resume(demo);
+  ASSERT_GT(done, 0);
   EXPECT_LT(done, static_cast<int>(plan_.size()));
   ASSERT_EQ(RunCommand(RunLine(demo)), 0);
   fs::path ref = Copy("ref");

@@ -206,6 +206,44 @@ protected:
     EXPECT_EQ(Lines(Verify()), "");
   }
 
+  // A note of (symptom, remedy, degree, author, kind), as a key or to
+  // save; its texts are note1_ and note2_.
+  Note NoteKey(uint32_t num = 0, uint16_t sub = 0, uint16_t remedy = 0,
+               uint8_t degree = 0, uint16_t author = 0, uint8_t kind = 0) {
+    Note n;
+    memset(static_cast<void *>(&n), 0, sizeof n);
+    n.CursorState = 0xff;
+    n.Num = num;
+    n.Sub = sub;
+    n.RemedyId = remedy;
+    n.Degree = degree;
+    n.AuthorId = author;
+    n.NoteKind = kind;
+    n.Text1 = note1_;
+    n.Text2 = note2_;
+    return n;
+  }
+  // The first Extract record of the remedy, as a search key.
+  static Extract ExtractKey(uint16_t remedy) {
+    Extract x;
+    memset(static_cast<void *>(&x), 0, sizeof x);
+    x.CursorState = 0xff;
+    x.RemedyId = remedy;
+    return x;
+  }
+  // A link of (symptom, kind, title), as a key or to save.
+  static Link LinkKey(uint32_t num, uint16_t sub, uint8_t kind = 0,
+                      const char *title = "") {
+    Link l;
+    memset(static_cast<void *>(&l), 0, sizeof l);
+    l.CursorState = 0xff;
+    l.Num = num;
+    l.Sub = sub;
+    l.LinkKind = kind;
+    StrCopy(l.Title, title);
+    return l;
+  }
+
   // An entry of the operation with its fields, in its own buffer.
   LogEntry *Entry(int op, std::vector<std::string> fields, int32_t id = 0,
                   uint8_t tag = 1) {
@@ -242,6 +280,7 @@ protected:
   TblHandle word1_ = 0, word2_ = 0, links_ = 0, partner_ = 0, exsp_ = 0;
   std::map<std::tuple<uint16_t, uint32_t, uint16_t, uint16_t>, SymptomRemedy>
       extract_;
+  char note1_[kNoteTextSize] = "", note2_[kNoteTextSize] = "";
   std::deque<LogEntry> entries_;
   std::deque<std::string> buffers_;
 };

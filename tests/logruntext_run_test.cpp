@@ -140,17 +140,12 @@ TEST_F(TextRunTest, ANoteAppendedTwiceHoldsItsTextOnceWhenTheRunAsks) {
   LogEntry *again = Entry(OpChangeNote, {"0", "Mind \x02 fear", "1", "0", "0",
                                          "0", "0", "", "Worse at night."});
   std::string twice = Text({first}) + Text({again});
-  auto noteOfFear = [] {
+  auto noteOfFear = [&] {
     TblHandle h = TblOpenNote("rep\\Note", 0, 1);
-    static Note n;
-    static char t1[kNoteTextSize], t2[kNoteTextSize];
-    memset(static_cast<void *>(&n), 0, sizeof n);
-    n.CursorState = 0xff;
-    n.Text1 = t1;
-    n.Text2 = t2;
+    Note n = NoteKey();
     std::string text = "-";
     if (h != 0 && TblFindFullNote(h, &n, 0, kFindFirst) == 0)
-      text = t1;
+      text = note1_;
     if (h != 0)
       DbCloseFile(h);
     return text;

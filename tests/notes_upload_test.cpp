@@ -36,19 +36,14 @@ protected:
   std::vector<std::string> Notes() {
     std::vector<std::string> out;
     TblHandle h = TblOpenNote("rep\\Note", 1, 1);
-    static char t1[kNoteTextSize], t2[kNoteTextSize];
-    Note n;
-    memset(&n, 0, sizeof n);
-    n.CursorState = 0xff;
-    n.Text1 = t1;
-    n.Text2 = t2;
+    Note n = NoteKey();
     for (int r = TblFindFullNote(h, &n, 0, kFindFirst); r == 0;
          r = TblFindFullNote(h, &n, 0, kFindNext))
-      out.push_back(std::to_string(n.Num) + "." + std::to_string(n.Sub) + " " +
-                    std::to_string(n.RemedyId) + "/" +
-                    std::to_string(n.Degree) + "/" +
-                    std::to_string(n.AuthorId) + " " +
-                    std::to_string(n.NoteKind) + ": " + t1 + " | " + t2);
+      out.push_back(
+          std::to_string(n.Num) + "." + std::to_string(n.Sub) + " " +
+          std::to_string(n.RemedyId) + "/" + std::to_string(n.Degree) + "/" +
+          std::to_string(n.AuthorId) + " " + std::to_string(n.NoteKind) + ": " +
+          note1_ + " | " + note2_);
     DbCloseFile(h);
     return out;
   }

@@ -48,21 +48,10 @@ protected:
   std::pair<std::string, std::string> NoteOf(uint32_t num, uint16_t sub,
                                              uint16_t remedy, uint16_t author,
                                              uint8_t degree, uint8_t kind) {
-    static char t1[kNoteTextSize], t2[kNoteTextSize];
-    ::Note n;
-    memset(&n, 0, sizeof n);
-    n.CursorState = 0xff;
-    n.Num = num;
-    n.Sub = sub;
-    n.RemedyId = remedy;
-    n.AuthorId = author;
-    n.Degree = degree;
-    n.NoteKind = kind;
-    n.Text1 = t1;
-    n.Text2 = t2;
+    ::Note n = NoteKey(num, sub, remedy, degree, author, kind);
     if (TblFindFullNote(notes_, &n, 0, kFindEqual) != 0)
       return {"-", "-"};
-    return {t1, t2};
+    return {note1_, note2_};
   }
 
   // The concept record of (symptom, direction), as a search key.
@@ -343,9 +332,7 @@ TEST_F(OpsTest, LinksAreAddedWithTheirFolderCutAndDeleted) {
                  "PHOTO\\acon.svg"},
                 c),
             0);
-  Link l;
-  memset(&l, 0, sizeof l);
-  l.CursorState = 0xff;
+  Link l = LinkKey(0, 0);
   ASSERT_EQ(TblFindFullLink(links_, &l, 0, kFindFirst), 0);
   EXPECT_EQ(l.RemedyId, kAcon);
   EXPECT_EQ(l.AuthorId, kKent);

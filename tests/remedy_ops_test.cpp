@@ -25,10 +25,7 @@ protected:
     RepertoryTest::TearDown();
   }
   int Degree(uint16_t remedy, uint16_t author, uint32_t num, uint16_t sub) {
-    Extract x;
-    memset(&x, 0, sizeof x);
-    x.CursorState = 0xff;
-    x.RemedyId = remedy;
+    Extract x = ExtractKey(remedy);
     for (int err = TblFindFullExtract(ext_, &x, 0, kFindEqual, nullptr);
          err == 0 && x.RemedyId == remedy;
          err = TblFindFullExtract(ext_, &x, 0, kFindNext, nullptr))
@@ -46,6 +43,16 @@ protected:
     c.silent = silent;
     StrCopy(c.comment, comment);
     return c;
+  }
+  // The handlers on an entry of their operation.
+  int Add(std::vector<std::string> fields, const OpContext &c) {
+    return OpAddRemedyRun(Entry(OpAddRemedy, std::move(fields)), c);
+  }
+  int Add(std::vector<std::string> fields) {
+    return Add(std::move(fields), Ctx());
+  }
+  int Delete(std::vector<std::string> fields) {
+    return OpDeleteRemedyRun(Entry(OpDeleteRemedy, std::move(fields)), Ctx());
   }
   FILE *errors_ = nullptr;
 };
@@ -68,31 +75,26 @@ TEST_F(RemedyTest, ChangeDegreeMarksTheEntryAndFollowsInExtract) {
 }
 
 TEST_F(RemedyTest, ChangeDegreeRefusals) {
-  // A pair the symptom lacks is a warning report with result 1.
-  LogEntry *e = Entry(OpChangeDegree,
-                      {"0", "Mind \x02 fear", "Nux-v.", "Kent", "1", "2"});
-  EXPECT_EQ(OpChangeDegreeRun(e, Ctx()), 1);
-  EXPECT_EQ(LogLastMessage, 2738);
-  EXPECT_EQ(LogLastSeverity, 2);
-  LogEntry *f = Entry(OpChangeDegree,
-                      {"0", "Mind \x02 fear", "Xanth.", "Kent", "1", "2"});
-  EXPECT_EQ(OpChangeDegreeRun(f, Ctx()), 1);
-  EXPECT_EQ(LogLastMessage, 2736);
-  EXPECT_EQ(LogLastSeverity, 2);
-  LogEntry *g = Entry(OpChangeDegree,
-                      {"0", "Mind \x02 fear", "Acon.", "Nobody", "1", "2"});
-  EXPECT_EQ(OpChangeDegreeRun(g, Ctx()), 1);
-  EXPECT_EQ(LogLastMessage, 2737);
-  // A path that is not there, and an id that names nothing: not found.
-  LogEntry *h = Entry(OpChangeDegree,
-                      {"0", "Mind \x02 fright", "Acon.", "Kent", "3", "2"});
-  EXPECT_EQ(OpChangeDegreeRun(h, Ctx()), 1);
-  EXPECT_EQ(LogLastMessage, 2628);
-  LogEntry *i =
-      Entry(OpChangeDegree, {"0", "Mind \x02 fear", "Acon.", "Kent", "3", "2"},
-            1000000);
-  EXPECT_EQ(OpChangeDegreeRun(i, Ctx()), 1);
-  EXPECT_EQ(LogLastMessage, 2628);
+  // A pair the symptom lacks, an unknown remedy or author: a warning. A
+  // path that is not there, and an id that names nothing: not found.
+  const struct {
+    const char *path, *remedy, *author, *from;
+    int32_t id;
+    int message, severity;
+  } refused[] = {
+      {"Mind \x02 fear", "Nux-v.", "Kent", "1", 0, 2738, 2},
+      {"Mind \x02 fear", "Xanth.", "Kent", "1", 0, 2736, 2},
+      {"Mind \x02 fear", "Acon.", "Nobody", "1", 0, 2737, 2},
+      {"Mind \x02 fright", "Acon.", "Kent", "3", 0, 2628, 1},
+      {"Mind \x02 fear", "Acon.", "Kent", "3", 1000000, 2628, 1},
+  };
+  for (const auto &c : refused) {
+    LogEntry *e = Entry(OpChangeDegree,
+                        {"0", c.path, c.remedy, c.author, c.from, "2"}, c.id);
+    EXPECT_EQ(OpChangeDegreeRun(e, Ctx()), 1) << c.remedy << c.id;
+    EXPECT_EQ(LogLastMessage, c.message) << c.remedy << c.id;
+    EXPECT_EQ(LogLastSeverity, c.severity) << c.remedy << c.id;
+  }
   // A wrong id that names no symptom falls back to the path.
   LogEntry *j = Entry(OpChangeDegree,
                       {"0", "Mind \x02 fear", "Acon.", "Kent", "3", "1"}, 555);
@@ -103,30 +105,17 @@ TEST_F(RemedyTest, ChangeDegreeRefusals) {
 }
 
 TEST_F(RemedyTest, DeleteRemedyRecountsAndTakesItsNotesAlong) {
-  static char t1[kNoteTextSize], t2[kNoteTextSize];
   auto note = [&](uint16_t author, uint8_t kind) {
-    Note n;
-    memset(&n, 0, sizeof n);
-    n.CursorState = 0xff;
-    n.Num = 1;
-    n.Sub = 1;
-    n.RemedyId = kBell;
-    n.AuthorId = author;
-    n.NoteKind = kind;
-    n.Text1 = t1;
-    n.Text2 = t2;
-    return n;
+    return NoteKey(1, 1, kBell, 0, author, kind);
   };
-  StrCopy(t1, "a note");
+  StrCopy(note1_, "a note");
   for (auto [a, k] :
        {std::pair<uint16_t, uint8_t>{kBoer, 1}, {kKent, 1}, {kBoer, 3}}) {
     Note n = note(a, k);
     ASSERT_EQ(TblSaveNote(notes_, &n, kSaveAdd), 0);
   }
   // The second author of a remedy goes: the count of remedies stays.
-  LogEntry *e =
-      Entry(OpDeleteRemedy, {"0", "Mind \x02 fear", "Bell.", "Boer", "1"});
-  ASSERT_EQ(OpDeleteRemedyRun(e, Ctx()), 0);
+  ASSERT_EQ(Delete({"0", "Mind \x02 fear", "Bell.", "Boer", "1"}), 0);
   Symptom s;
   EXPECT_EQ(Remedies(1, 1, &s),
             (std::vector<Rem>{{kAcon, kKent, 3}, {kBell, kKent, 2}}));
@@ -139,30 +128,20 @@ TEST_F(RemedyTest, DeleteRemedyRecountsAndTakesItsNotesAlong) {
     EXPECT_NE(TblFindFullNote(notes_, &b, 0, kFindEqual), 0) << int(kind);
   }
   // The last entry of a remedy goes: one remedy fewer.
-  LogEntry *f =
-      Entry(OpDeleteRemedy, {"0", "Mind \x02 fear", "Acon.", "Kent", "3"});
-  ASSERT_EQ(OpDeleteRemedyRun(f, Ctx()), 0);
+  ASSERT_EQ(Delete({"0", "Mind \x02 fear", "Acon.", "Kent", "3"}), 0);
   EXPECT_EQ(Remedies(1, 1, &s), (std::vector<Rem>{{kBell, kKent, 2}}));
   EXPECT_EQ(s.RemedyCount, 1);
   // Deleting it again is a warning.
-  LogEntry *g =
-      Entry(OpDeleteRemedy, {"0", "Mind \x02 fear", "Acon.", "Kent", "3"});
-  EXPECT_EQ(OpDeleteRemedyRun(g, Ctx()), 2);
+  EXPECT_EQ(Delete({"0", "Mind \x02 fear", "Acon.", "Kent", "3"}), 2);
   EXPECT_EQ(LogLastMessage, 2738);
   ExpectConsistent();
 }
 
 TEST_F(RemedyTest, AddRemedyPlacesByNameWithDashAsSlash) {
   // "Nux.a" sorts before "Nux-v." once "-" reads as "/".
-  LogEntry *e =
-      Entry(OpAddRemedy, {"0", "Head \x02 pain", "Nux.a", "Kent", "1"});
-  ASSERT_EQ(OpAddRemedyRun(e, Ctx("", 0)), 0);
-  LogEntry *f =
-      Entry(OpAddRemedy, {"0", "Head \x02 pain", "Acon.", "Hering", "2"});
-  ASSERT_EQ(OpAddRemedyRun(f, Ctx("", 0)), 0);
-  LogEntry *g =
-      Entry(OpAddRemedy, {"0", "Head \x02 pain", "Sulph.", "Boer", "3"});
-  ASSERT_EQ(OpAddRemedyRun(g, Ctx("", 0)), 0);
+  ASSERT_EQ(Add({"0", "Head \x02 pain", "Nux.a", "Kent", "1"}), 0);
+  ASSERT_EQ(Add({"0", "Head \x02 pain", "Acon.", "Hering", "2"}), 0);
+  ASSERT_EQ(Add({"0", "Head \x02 pain", "Sulph.", "Boer", "3"}), 0);
   Symptom s;
   EXPECT_EQ(Remedies(5, 1, &s), (std::vector<Rem>{{kAcon, kHering | U, 2},
                                                   {kNuxA, kKent | U, 1},
@@ -178,21 +157,17 @@ TEST_F(RemedyTest, AddRemedyPlacesByNameWithDashAsSlash) {
 
 TEST_F(RemedyTest, AddRemedyAgainstExistingEntries) {
   // The same pair: a warning, nothing changes.
-  LogEntry *e =
-      Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Acon.", "Kent", "3"});
-  EXPECT_EQ(OpAddRemedyRun(e, Ctx("", 0)), 2);
+  EXPECT_EQ(Add({"0", "Mind \x02 fear", "Acon.", "Kent", "3"}), 2);
   EXPECT_EQ(LogLastMessage, 2745);
   // A second author at another degree: refused with 5364...
-  LogEntry *f =
-      Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Acon.", "Hering", "1"});
-  EXPECT_EQ(OpAddRemedyRun(f, Ctx("", 0)), 2);
+  EXPECT_EQ(Add({"0", "Mind \x02 fear", "Acon.", "Hering", "1"}), 2);
   EXPECT_EQ(LogLastMessage, 5364);
   EXPECT_EQ(LogLastSeverity, 2);
   // ...unless the entry's tag is 99: it takes the degree standing.
   LogEntry *g =
       Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Acon.", "Hering", "1"}, 0,
             kTagTakeDegree);
-  ASSERT_EQ(OpAddRemedyRun(g, Ctx("", 0)), 0);
+  ASSERT_EQ(OpAddRemedyRun(g, Ctx()), 0);
   Symptom s;
   EXPECT_EQ(Remedies(1, 1, &s), (std::vector<Rem>{{kAcon, kHering | U, 3},
                                                   {kAcon, kKent, 3},
@@ -225,19 +200,16 @@ TEST_F(RemedyTest, InnerAdditionMergesAndLeavesTheMarkWhenAsked) {
 TEST_F(RemedyTest, DegreeZeroTakesTheFirstEntrysDegreeOrStaysZero) {
   LogEntry *e = Entry(
       OpAddRemedy, {"0", "Mind \x02 fear \x02 night", "Sulph.", "Kent", "0"});
-  ASSERT_EQ(OpAddRemedyRun(e, Ctx("", 0)), 0);
+  ASSERT_EQ(OpAddRemedyRun(e, Ctx()), 0);
   EXPECT_EQ(Remedies(1, 2), (std::vector<Rem>{{kSulph, kKent | U, 0}}));
-  LogEntry *f =
-      Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Sulph.", "Kent", "0"});
-  ASSERT_EQ(OpAddRemedyRun(f, Ctx("", 0)), 0);
+  ASSERT_EQ(Add({"0", "Mind \x02 fear", "Sulph.", "Kent", "0"}), 0);
   EXPECT_EQ(std::get<2>(Remedies(1, 1).back()), 3) << "Acon.'s degree";
   ExpectConsistent();
 }
 
 TEST_F(RemedyTest, ViewBitsOfTheAuthorGoIntoEntryAndMask) {
-  LogEntry *e =
-      Entry(OpAddRemedy, {"0", "Head \x02 pain", "Acon.", "Hering", "2"});
-  ASSERT_EQ(OpAddRemedyRun(e, Ctx("", views_)), 0);
+  ASSERT_EQ(
+      Add({"0", "Head \x02 pain", "Acon.", "Hering", "2"}, Ctx("", views_)), 0);
   Symptom s;
   Remedies(5, 1, &s);
   EXPECT_EQ(s.ViewMask, 2);
@@ -249,34 +221,21 @@ TEST_F(RemedyTest, ViewBitsOfTheAuthorGoIntoEntryAndMask) {
 }
 
 TEST_F(RemedyTest, CommentIsAppendedToAnExistingNote) {
-  LogEntry *e =
-      Entry(OpAddRemedy, {"0", "Head \x02 pain", "Acon.", "Kent", "2"});
-  ASSERT_EQ(OpAddRemedyRun(e, Ctx("<<one>>", 0)), 0);
+  ASSERT_EQ(
+      Add({"0", "Head \x02 pain", "Acon.", "Kent", "2"}, Ctx("<<one>>", 0)), 0);
   LogEntry *d =
       Entry(OpDeleteRemedy, {"0", "Head \x02 pain", "Acon.", "Kent", "2"});
   // The note is kept by hand this time: put it back after the deletion.
-  static char t1[kNoteTextSize], t2[kNoteTextSize];
-  Note n;
-  memset(&n, 0, sizeof n);
-  n.CursorState = 0xff;
-  n.Num = 5;
-  n.Sub = 1;
-  n.RemedyId = kAcon;
-  n.Degree = 2;
-  n.AuthorId = kKent;
-  n.NoteKind = 3;
-  n.Text1 = t1;
-  n.Text2 = t2;
+  Note n = NoteKey(5, 1, kAcon, 2, kKent, 3);
   ASSERT_EQ(OpDeleteRemedyRun(d, Ctx()), 0);
   EXPECT_NE(TblFindFullNote(notes_, &n, 0, kFindEqual), 0);
-  StrCopy(t1, "<<one>>");
-  t2[0] = '\0';
+  StrCopy(note1_, "<<one>>");
+  note2_[0] = '\0';
   ASSERT_EQ(TblSaveNote(notes_, &n, kSaveAdd), 0);
-  LogEntry *f =
-      Entry(OpAddRemedy, {"0", "Head \x02 pain", "Acon.", "Kent", "2"});
-  ASSERT_EQ(OpAddRemedyRun(f, Ctx("<<two>>", 0)), 0);
+  ASSERT_EQ(
+      Add({"0", "Head \x02 pain", "Acon.", "Kent", "2"}, Ctx("<<two>>", 0)), 0);
   ASSERT_EQ(TblFindFullNote(notes_, &n, 0, kFindEqual), 0);
-  EXPECT_STREQ(t1, "<<one>>\n<<two>>");
+  EXPECT_STREQ(note1_, "<<one>>\n<<two>>");
   ExpectConsistent();
 }
 
@@ -284,23 +243,15 @@ TEST_F(RemedyTest, ExtractSplitsAtTwoHundredFortyNine) {
   // Remedy Sulph. gets a chain of one record of 248 entries for symptoms
   // 1.100 ..., then two additions: the first fills it to 249, the second
   // splits it.
-  Extract x;
-  memset(&x, 0, sizeof x);
-  x.CursorState = 0xff;
-  x.RemedyId = kSulph;
+  Extract x = ExtractKey(kSulph);
   for (int i = 0; i < 248; ++i)
     x.Entries[i] = ExtractEntry{9, static_cast<uint16_t>(i), 1, kKent, 0};
   x.Entries[248] = ChainExtractTerminator();
   ASSERT_EQ(TblSaveExtract(ext_, &x, kSaveAdd), 0);
-  LogEntry *e =
-      Entry(OpAddRemedy, {"0", "Mind \x02 fear", "Sulph.", "Kent", "2"});
-  ASSERT_EQ(OpAddRemedyRun(e, Ctx("", 0)), 0);
+  ASSERT_EQ(Add({"0", "Mind \x02 fear", "Sulph.", "Kent", "2"}), 0);
   auto records = [&]() {
     int n = 0;
-    Extract r;
-    memset(&r, 0, sizeof r);
-    r.CursorState = 0xff;
-    r.RemedyId = kSulph;
+    Extract r = ExtractKey(kSulph);
     for (int err = TblFindFullExtract(ext_, &r, 0, kFindEqual, nullptr);
          err == 0 && r.RemedyId == kSulph;
          err = TblFindFullExtract(ext_, &r, 0, kFindNext, nullptr))
@@ -308,9 +259,7 @@ TEST_F(RemedyTest, ExtractSplitsAtTwoHundredFortyNine) {
     return n;
   };
   EXPECT_EQ(records(), 1) << "248 entries take one more";
-  LogEntry *f =
-      Entry(OpAddRemedy, {"0", "Head \x02 pain", "Sulph.", "Kent", "2"});
-  ASSERT_EQ(OpAddRemedyRun(f, Ctx("", 0)), 0);
+  ASSERT_EQ(Add({"0", "Head \x02 pain", "Sulph.", "Kent", "2"}), 0);
   EXPECT_EQ(records(), 2) << "249 entries split";
   EXPECT_EQ(Degree(kSulph, kKent, 5, 1), 2);
   EXPECT_EQ(Degree(kSulph, kKent, 1, 1), 2);
@@ -325,10 +274,7 @@ TEST_F(RemedyTest, ExtractSplitsAtTwoHundredFortyNine) {
 TEST_F(RemedyTest, ChangeAndDeleteFindTheirEntryDeepInALongChain) {
   // Nux-v.'s chain gets four records; the entry of Head > pain (5.1) sits
   // in the third, behind records of made-up symptoms that sort before it.
-  Extract x;
-  memset(&x, 0, sizeof x);
-  x.CursorState = 0xff;
-  x.RemedyId = kNuxV;
+  Extract x = ExtractKey(kNuxV);
   ASSERT_EQ(TblFindFullExtract(ext_, &x, 0, kFindEqual, nullptr), 0);
   ASSERT_EQ(TblDeleteExtract(ext_), 0);
   auto save = [&](uint8_t seq, std::vector<ExtractEntry> list) {
@@ -355,9 +301,7 @@ TEST_F(RemedyTest, ChangeAndDeleteFindTheirEntryDeepInALongChain) {
   EXPECT_EQ(Degree(kNuxV, kKent, 5, 1), 4);
   EXPECT_EQ(Degree(kNuxV, kBoer, 5, 1), 1) << "the other author's entry";
 
-  LogEntry *f =
-      Entry(OpDeleteRemedy, {"0", "Head \x02 pain", "Nux-v.", "Kent", "4"});
-  ASSERT_EQ(OpDeleteRemedyRun(f, Ctx()), 0);
+  ASSERT_EQ(Delete({"0", "Head \x02 pain", "Nux-v.", "Kent", "4"}), 0);
   EXPECT_EQ(Degree(kNuxV, kKent, 5, 1), -1);
   EXPECT_EQ(Degree(kNuxV, kBoer, 5, 1), 1);
   EXPECT_EQ(Degree(kNuxV, kBoer, 9, 5), 1) << "the last record stays";

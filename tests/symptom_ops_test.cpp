@@ -182,22 +182,10 @@ TEST_F(SymptomOpsTest, RandomAddsMovesAndDeletionsAgreeWithAModel) {
 TEST_F(SymptomOpsTest, AddsFindTheirPlaceAndCarryWhatStandsBehind) {
   // A note and a link on "night" move with it when a sibling comes in
   // before it.
-  static char t1[kNoteTextSize] = "a note", t2[kNoteTextSize] = "";
-  Note n;
-  memset(&n, 0, sizeof n);
-  n.CursorState = 0xff;
-  n.Num = 1;
-  n.Sub = 2;
-  n.Text1 = t1;
-  n.Text2 = t2;
+  Note n = NoteKey(1, 2);
+  StrCopy(note1_, "a note");
   ASSERT_EQ(TblSaveNote(notes_, &n, kSaveAdd), 0);
-  Link l;
-  memset(&l, 0, sizeof l);
-  l.CursorState = 0xff;
-  l.Num = 1;
-  l.Sub = 2;
-  l.LinkKind = 3;
-  StrCopy(l.Title, "night sky");
+  Link l = LinkKey(1, 2, 3, "night sky");
   ASSERT_EQ(TblSaveLink(links_, &l, kSaveAdd), 0);
 
   ASSERT_EQ(Add(OpAddSymptomBelow, "Mind \x02 fear", "dark"), 0);
@@ -208,18 +196,11 @@ TEST_F(SymptomOpsTest, AddsFindTheirPlaceAndCarryWhatStandsBehind) {
   Symptom night = Find("Mind \x02 fear \x02 night");
   EXPECT_GT(night.Sub, 2);
   EXPECT_LE(night.Sub, 2 + 2 * kRenumberSpread);
-  memset(&n, 0, sizeof n);
-  n.CursorState = 0xff;
-  n.Num = 1;
-  n.Sub = night.Sub;
-  n.Text1 = t1;
-  n.Text2 = t2;
+  n = NoteKey(1, night.Sub);
+  note1_[0] = '\0';
   EXPECT_EQ(TblFindFullNote(notes_, &n, 0, kFindEqual), 0);
-  EXPECT_STREQ(t1, "a note");
-  memset(&l, 0, sizeof l);
-  l.CursorState = 0xff;
-  l.Num = 1;
-  l.Sub = night.Sub;
+  EXPECT_STREQ(note1_, "a note");
+  l = LinkKey(1, night.Sub);
   ASSERT_EQ(TblFindFullLink(links_, &l, 0, kFindAtOrAfter), 0);
   EXPECT_STREQ(l.Title, "night sky");
   EXPECT_EQ(Find("Mind \x02 fear").ChildCount, 1) << "raised by one";
@@ -299,10 +280,7 @@ TEST_F(SymptomOpsTest, RenameAndDeleteAndTheirRefusals) {
   EXPECT_EQ(LogLastMessage, kMsgChapterNotDeleted);
   // A subtree goes whole; the chapter behind it stays, and so does an
   // Extract entry that holds the user bit on the list's side.
-  Extract x;
-  memset(&x, 0, sizeof x);
-  x.CursorState = 0xff;
-  x.RemedyId = kBell;
+  Extract x = ExtractKey(kBell);
   ASSERT_EQ(TblFindFullExtract(ext_, &x, 0, kFindEqual, nullptr), 0);
   for (int i = 0; TblIsLastExtractSymptom(&x.Entries[i]) != 2; ++i)
     if (x.Entries[i].AuthorId == kBoer)
@@ -312,9 +290,7 @@ TEST_F(SymptomOpsTest, RenameAndDeleteAndTheirRefusals) {
       LogDispatch(Entry(OpDeleteSymptom, {"0", "Mind \x02 fright"}), Ctx()), 0);
   EXPECT_EQ(Book(),
             (std::vector<std::string>{"1|Mind", "1|Head", "2|Head \x02 pain"}));
-  memset(&x, 0, sizeof x);
-  x.CursorState = 0xff;
-  x.RemedyId = kBell;
+  x = ExtractKey(kBell);
   ASSERT_EQ(TblFindFullExtract(ext_, &x, 0, kFindEqual, nullptr), 0);
   ASSERT_EQ(ChainCountExtract(x), 1) << "Kent's entry went, Boer's stays";
   EXPECT_EQ(x.Entries[0].AuthorId, kBoer | kAuthorUserBit);

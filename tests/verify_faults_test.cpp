@@ -90,22 +90,12 @@ TEST_F(VerifyTest, ExtractChainsAreSortedAndNumbered) {
 
 TEST_F(VerifyTest, NotesLinksAndWordsNameRealSymptoms) {
   TblHandle n = TblOpenNote("rep\\Note", 1, 1);
-  static char t1[kNoteTextSize] = "x", t2[kNoteTextSize] = "";
-  Note note;
-  memset(&note, 0, sizeof note);
-  note.CursorState = 0xff;
-  note.Num = 3;
-  note.Text1 = t1;
-  note.Text2 = t2;
+  Note note = NoteKey(3);
+  StrCopy(note1_, "x");
   ASSERT_EQ(TblSaveNote(n, &note, kSaveAdd), 0);
   DbCloseFile(n);
   TblHandle l = TblOpenLink("rep\\Link", 1, 1);
-  Link link;
-  memset(&link, 0, sizeof link);
-  link.CursorState = 0xff;
-  link.Num = 5;
-  link.Sub = 9;
-  StrCopy(link.Title, "a twig");
+  Link link = LinkKey(5, 9, 0, "a twig");
   ASSERT_EQ(TblSaveLink(l, &link, kSaveAdd), 0);
   DbCloseFile(l);
   TblHandle w = TblOpenWord("rep\\word2", 1, 1);
