@@ -20,30 +20,8 @@ protected:
   void SetUp() override {
     RepertoryTest::SetUp();
     StartToolkit();
-    StrCopy(PlatViewerProgram, "true");
-    StrCopy(RemedyCatalogName, "rem");
-    StrCopy(AuthorCatalogName, "aut");
-    StrCopy(CatalogCatalogName, "cat");
-    StrCopy(NetLogFileDir, "logs");
-    std::filesystem::create_directory("logs");
-    TblHandle cat = TblCreateCatalog("cat", 1, 1);
-    memset(&CurrentCatalog, 0, sizeof CurrentCatalog);
-    CurrentCatalog.CursorState = 0xff;
-    CurrentCatalog.Kind = 1;
-    CurrentCatalog.Id = 1;
-    StrCopy(CurrentCatalog.Abbrev, "SREP");
-    StrCopy(CurrentCatalog.RepertoryBlock.Title, "Almanacum test");
-    const char *tables[] = {"symptom", "chapter", "extract", "word1",
-                            "word2",   "view",    ""};
-    for (int i = 0; i < kCatPathCount; ++i)
-      StrFormat(CurrentCatalog.RepertoryBlock.Paths[i], "rep\\%s", tables[i]);
-    ASSERT_EQ(TblSaveCatalog(cat, &CurrentCatalog, kSaveAdd), 0);
-    DbCloseFile(cat);
-    RunOptionsClear();
+    ASSERT_NO_FATAL_FAILURE(CatalogForRuns("Almanacum test"));
     RunOptions.SameLanguage = 1;
-    RunOptions.KeepInOwnLog = 1;
-    RunOptions.From = 0;
-    RunOptions.To = kRunToLast;
     RunOptions.BatchMode = 0;
     StrCopy(LogPath, "logs\\sample");
     // The own log holds an entry numbered 7 already.

@@ -9,6 +9,10 @@
 #include "ops/context.h"
 #include "ops/subject.h"
 #include "ops/verify.h"
+#include "platform/process.h"
+#include "services/config.h"
+#include "session/runoptions.h"
+#include "session/session.h"
 
 #include <deque>
 #include <map>
@@ -138,6 +142,35 @@ protected:
       ASSERT_EQ(TblSaveView(v, &x, kSaveAdd), 0);
     }
     DbCloseFile(v);
+  }
+
+  // The catalog of a run on this repertory, "SREP" with the title, its
+  // logs in "logs", and the run's options cleared to a whole run that keeps
+  // its entries in the own log.
+  void CatalogForRuns(const char *title = "") {
+    StrCopy(PlatViewerProgram, "true");
+    StrCopy(RemedyCatalogName, "rem");
+    StrCopy(AuthorCatalogName, "aut");
+    StrCopy(CatalogCatalogName, "cat");
+    StrCopy(NetLogFileDir, "logs");
+    std::filesystem::create_directory("logs");
+    TblHandle cat = TblCreateCatalog("cat", 1, 1);
+    memset(&CurrentCatalog, 0, sizeof CurrentCatalog);
+    CurrentCatalog.CursorState = 0xff;
+    CurrentCatalog.Kind = 1;
+    CurrentCatalog.Id = 1;
+    StrCopy(CurrentCatalog.Abbrev, "SREP");
+    StrCopy(CurrentCatalog.RepertoryBlock.Title, title);
+    const char *tables[] = {"symptom", "chapter", "extract", "word1",
+                            "word2",   "view",    ""};
+    for (int i = 0; i < kCatPathCount; ++i)
+      StrFormat(CurrentCatalog.RepertoryBlock.Paths[i], "rep\\%s", tables[i]);
+    ASSERT_EQ(TblSaveCatalog(cat, &CurrentCatalog, kSaveAdd), 0);
+    DbCloseFile(cat);
+    RunOptionsClear();
+    RunOptions.KeepInOwnLog = 1;
+    RunOptions.From = 0;
+    RunOptions.To = kRunToLast;
   }
 
   // Opens what the handlers need, as a run does.

@@ -11,6 +11,7 @@
 #include "services/work.h"
 #include "session/runoptions.h"
 #include "session/session.h"
+#include "test_toolkit.h"
 
 #include <fstream>
 
@@ -20,42 +21,17 @@ class TextRunTest : public RepertoryTest {
 protected:
   void SetUp() override {
     RepertoryTest::SetUp();
-    XvtReset();
-    setenv("MANTREL_UI", "scripted", 1);
-    unsetenv("MANTREL_SCRIPT");
-    StrCopy(PlatViewerProgram, "true");
-    StrCopy(RemedyCatalogName, "rem");
-    StrCopy(AuthorCatalogName, "aut");
-    StrCopy(CatalogCatalogName, "cat");
-    StrCopy(NetLogFileDir, "logs");
+    StartToolkit();
     StrCopy(LogFileDir, "logs");
-    std::filesystem::create_directory("logs");
-    TblHandle cat = TblCreateCatalog("cat", 1, 1);
-    memset(&CurrentCatalog, 0, sizeof CurrentCatalog);
-    CurrentCatalog.CursorState = 0xff;
-    CurrentCatalog.Kind = 1;
-    CurrentCatalog.Id = 1;
-    StrCopy(CurrentCatalog.Abbrev, "SREP");
-    const char *tables[] = {"symptom", "chapter", "extract", "word1",
-                            "word2",   "view",    ""};
-    for (int i = 0; i < kCatPathCount; ++i)
-      StrFormat(CurrentCatalog.RepertoryBlock.Paths[i], "rep\\%s", tables[i]);
-    ASSERT_EQ(TblSaveCatalog(cat, &CurrentCatalog, kSaveAdd), 0);
-    DbCloseFile(cat);
-    RunOptionsClear();
+    ASSERT_NO_FATAL_FAILURE(CatalogForRuns());
     RunOptions.SameLanguage = 0; // the text run takes each entry's own
-    RunOptions.KeepInOwnLog = 1;
-    RunOptions.From = 0;
-    RunOptions.To = kRunToLast;
     StrCopy(RunOptions.TextLogFile, "logs\\x.edt");
     StrCopy(RunOptions.ErrorsFile, "logs\\x.err");
     StrCopy(RunOptions.StatisticsFile, "logs\\x.rpt");
     StrCopy(LogPath, "logs\\x.txt");
   }
   void TearDown() override {
-    XvtReset();
-    unsetenv("MANTREL_UI");
-    unsetenv("MANTREL_SCRIPT");
+    StopToolkit();
     RepertoryTest::TearDown();
   }
   // The text form of entries as a listing writes them.
