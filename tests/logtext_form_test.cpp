@@ -177,7 +177,7 @@ TEST_F(LogTextTest, FooterAndDashLine) {
 TEST_F(LogTextTest, NoDateGivesAnEmptyDateField) {
   static char buffer[kLogTextSize];
   LogEntry e;
-  FillEntry(&e, buffer, {OpDeleteSymptom, {"0", "Head"}, 0, 0}, 9);
+  FillEntry(&e, buffer, {OpDeleteSymptom, {"0", "Head"}}, 9);
   e.date = 0;
   e.time = 999999; // no time of day
   FILE *out = fopen("one.txt", "wb");
@@ -191,8 +191,7 @@ TEST_F(LogTextTest, NoDateGivesAnEmptyDateField) {
 TEST_F(LogTextTest, TextStaysSplitUnlessOffsetsAreGiven) {
   static char buffer[kLogTextSize];
   LogEntry e;
-  FillEntry(&e, buffer,
-            {OpAddRemedy, {"0", "Mind", "Acon.", "Kent", "2"}, 0, 0}, 1);
+  FillEntry(&e, buffer, {OpAddRemedy, {"0", "Mind", "Acon.", "Kent", "2"}}, 1);
   size_t len = strlen(buffer);
   FILE *out = fopen("one.txt", "wb");
   LogWriteEntry(out, nullptr, &e, nullptr);
@@ -305,7 +304,7 @@ TEST_F(LogTextTest, AdditionRowsOfTheCompleteListing) {
 TEST_F(LogTextTest, NullFileWritesNothingAndKeepsTheText) {
   static char buffer[kLogTextSize];
   LogEntry e;
-  FillEntry(&e, buffer, {OpDeleteSymptom, {"0", "Head"}, 0, 0}, 1);
+  FillEntry(&e, buffer, {OpDeleteSymptom, {"0", "Head"}}, 1);
   OrvixError = 14;
   EXPECT_EQ(LogWriteEntry(nullptr, nullptr, &e, nullptr), 0);
   EXPECT_EQ(LogWriteSavedError, 14);

@@ -28,8 +28,8 @@
 struct SampleEntry {
   int op;
   std::vector<std::string> fields;
-  int32_t symptomId;
-  uint8_t tag;
+  int32_t symptomId = 0;
+  uint8_t tag = 0;
 };
 
 // Entries of every operation, in an order that groups variants of one
@@ -38,14 +38,12 @@ inline std::vector<SampleEntry> SampleEntries() {
   const std::string fear = "Mind \x02 fear";
   const std::string night = "Mind \x02 fear \x02 night";
   return {
-      {OpChangeDegree, {"0", fear, "Acon.", "Kent", "2", "3"}, 101, 0},
+      {OpChangeDegree, {"0", fear, "Acon.", "Kent", "2", "3"}, 101},
       {OpDeleteRemedy, {"0", night, "Bell.", "Boer", "1"}, 0, 7},
       {OpAddRemedy,
-       {"1", "Mind - fear 3 - 5 h - night", "Sulph.", "Hering", "4"},
-       0,
-       0},
+       {"1", "Mind - fear 3 - 5 h - night", "Sulph.", "Hering", "4"}},
       {OpAddRemedy, {"0", fear, "Phos.", "Kent", "2"}, 102, 99},
-      {OpAddRemedy, {"0", fear, "Nux-v.", "Kent", "1"}, 1000000, 0},
+      {OpAddRemedy, {"0", fear, "Nux-v.", "Kent", "1"}, 1000000},
       {OpChangeNote,
        {"0", fear, "2", "0", "0", "0", "0", "", "A remark\nover two lines"},
        101,
@@ -57,46 +55,30 @@ inline std::vector<SampleEntry> SampleEntries() {
        3},
       {OpChangeCrossReference,
        {"0", "Head \x02 pain", "0", "1Mind - fear\n2Head",
-        "1Mind - fear\n2Head\n3Mind - fear - night"},
-       0,
-       0},
-      {OpChangeSynonym, {"0", fear, "1", "(= x)", "(= fright)"}, 0, 0},
-      {OpChangeSynonym, {"0", fear, "0", "", "1Mind"}, 0, 0},
+        "1Mind - fear\n2Head\n3Mind - fear - night"}},
+      {OpChangeSynonym, {"0", fear, "1", "(= x)", "(= fright)"}},
+      {OpChangeSynonym, {"0", fear, "0", "", "1Mind"}},
       {OpRenameSymptom,
        {"0", night, "0", "night", "nights", "1", "nuit", "nuits"},
-       102,
-       0},
+       102},
       {OpRenameSymptom,
        {"0", night, "0", "night", "at night", "1", "", ""},
-       102,
-       0},
-      {OpAddSymptomAfter, {"0", fear, "0", "anger", "1", "col\xe8re"}, 0, 0},
-      {OpAddSymptomBelow, {"0", fear, "0", "dreams", "1", ""}, 0, 0},
-      {OpDeleteSymptom, {"0", "Head \x02 pain"}, 0, 0},
-      {OpMoveSymptoms,
-       {"0", "Head", night, "Mind \x02 fear 3 - 5 h", "2"},
-       0,
-       0},
-      {OpSplitSymptom,
-       {"0", "Head \x02 pain", "pain, head", "morning", "1"},
-       0,
-       0},
-      {OpMergeSymptom, {"0", "Head \x02 pain", "Head", "3"}, 0, 0},
+       102},
+      {OpAddSymptomAfter, {"0", fear, "0", "anger", "1", "col\xe8re"}},
+      {OpAddSymptomBelow, {"0", fear, "0", "dreams", "1", ""}},
+      {OpDeleteSymptom, {"0", "Head \x02 pain"}},
+      {OpMoveSymptoms, {"0", "Head", night, "Mind \x02 fear 3 - 5 h", "2"}},
+      {OpSplitSymptom, {"0", "Head \x02 pain", "pain, head", "morning", "1"}},
+      {OpMergeSymptom, {"0", "Head \x02 pain", "Head", "3"}},
       {OpAddLink,
-       {"0", fear, "Acon.", "Kent", "2", "3", "Portrait", "media\\acon.jpg"},
-       0,
-       0},
+       {"0", fear, "Acon.", "Kent", "2", "3", "Portrait", "media\\acon.jpg"}},
       {OpAddLink,
        {"0", fear, "0", "0", "0", "1", "Interview", "fear.avi"},
-       101,
-       0},
-      {OpDeleteLink,
-       {"0", fear, "0", "0", "0", "2", "Voice", "fear.wav"},
-       0,
-       0},
-      {OpAddConcept, {"0", fear, "Fear \x02 of death"}, 101, 0},
-      {OpDeleteConcept, {"1", fear, "Fear - of the dark"}, 0, 0},
-      {OpChangeSymptomKind, {"0", fear, "01", "03"}, 0, 0},
+       101},
+      {OpDeleteLink, {"0", fear, "0", "0", "0", "2", "Voice", "fear.wav"}},
+      {OpAddConcept, {"0", fear, "Fear \x02 of death"}, 101},
+      {OpDeleteConcept, {"1", fear, "Fear - of the dark"}},
+      {OpChangeSymptomKind, {"0", fear, "01", "03"}},
   };
 }
 
