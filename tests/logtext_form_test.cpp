@@ -23,31 +23,29 @@ void WriteAll() {
   fclose(out2);
 }
 
-class LogTextForm : public LogTextTest {
-protected:
-  void Check(int language, bool withTable, const char *golden,
-             const char *golden2) {
-    Language = static_cast<uint8_t>(language);
-    if (withTable)
+// Every sample in English and French, without a symptom table and with
+// one; the addition rows in English.
+TEST_F(LogTextTest, EveryOperationAgainstTheReviewedFiles) {
+  const struct {
+    int language;
+    bool withTable;
+    const char *golden, *golden2;
+  } cases[] = {
+      {1, false, "logtext_en_notable.txt", "logtext_en_notable_2.txt"},
+      {2, false, "logtext_fr_notable.txt", nullptr},
+      {1, true, "logtext_en_table.txt", "logtext_en_table_2.txt"},
+      {2, true, "logtext_fr_table.txt", nullptr},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.golden);
+    Language = static_cast<uint8_t>(c.language);
+    if (c.withTable && LogTextSymptomTable == 0)
       BuildSymptoms();
     WriteAll();
-    ExpectGolden(Slurp("out.txt"), golden);
-    if (golden2 != nullptr)
-      ExpectGolden(Slurp("out_2.txt"), golden2);
+    ExpectGolden(Slurp("out.txt"), c.golden);
+    if (c.golden2 != nullptr)
+      ExpectGolden(Slurp("out_2.txt"), c.golden2);
   }
-};
-
-TEST_F(LogTextForm, EnglishWithSymptomTable) {
-  Check(1, true, "logtext_en_table.txt", "logtext_en_table_2.txt");
-}
-TEST_F(LogTextForm, EnglishWithoutSymptomTable) {
-  Check(1, false, "logtext_en_notable.txt", "logtext_en_notable_2.txt");
-}
-TEST_F(LogTextForm, FrenchWithSymptomTable) {
-  Check(2, true, "logtext_fr_table.txt", nullptr);
-}
-TEST_F(LogTextForm, FrenchWithoutSymptomTable) {
-  Check(2, false, "logtext_fr_notable.txt", nullptr);
 }
 
 // One entry written alone; answers the text.
@@ -60,6 +58,15 @@ std::string WriteOne(const SampleEntry &s, int32_t number = 1) {
   LogWriteEntry(out, nullptr, &e, nullptr);
   fclose(out);
   return SlurpFile("one.txt");
+}
+
+// A note of the type on fear: on the symptom, or on Acon. 2 by Kent.
+std::string NoteOnFear(const char *type, bool onRemedy, const char *old = "",
+                       const char *now = "x") {
+  return WriteOne({OpChangeNote,
+                   {"0", "Mind \x02 fear", type, onRemedy ? "Acon." : "0",
+                    onRemedy ? "Kent" : "0", onRemedy ? "2" : "0",
+                    *old ? "1" : "0", old, now}});
 }
 
 std::string FirstLine(const std::string &s) {
@@ -78,28 +85,20 @@ std::vector<std::string> Lines(const std::string &s) {
 
 TEST_F(LogTextTest, SynonymHeadingDependsOnTheNewText) {
   const std::string fear = "Mind \x02 fear";
-  std::string refs =
-      WriteOne({OpChangeSynonym, {"0", fear, "0", "", "1Mind"}, 0, 0});
+  std::string refs = WriteOne({OpChangeSynonym, {"0", fear, "0", "", "1Mind"}});
   EXPECT_EQ(FirstLine(refs), "Change synonym references (0/0)   Lg. 0");
   std::string plain =
-      WriteOne({OpChangeSynonym, {"0", fear, "0", "", "(= x)"}, 0, 0});
+      WriteOne({OpChangeSynonym, {"0", fear, "0", "", "(= x)"}});
   EXPECT_EQ(FirstLine(plain), "Change synonym (0/0)   Lg. 0");
   // A zero is no reference level.
-  std::string zero =
-      WriteOne({OpChangeSynonym, {"0", fear, "0", "", "0Mind"}, 0, 0});
+  std::string zero = WriteOne({OpChangeSynonym, {"0", fear, "0", "", "0Mind"}});
   EXPECT_EQ(FirstLine(zero), "Change synonym (0/0)   Lg. 0");
 }
 
 TEST_F(LogTextTest, NoteHeadingHasAColonOnlyForARemedy) {
-  const std::string fear = "Mind \x02 fear";
-  std::string onSymptom = WriteOne(
-      {OpChangeNote, {"0", fear, "1", "0", "0", "0", "0", "", "x"}, 0, 0});
+  std::string onSymptom = NoteOnFear("1", false);
   EXPECT_EQ(FirstLine(onSymptom), "Change note - Symptom note   Lg. 0");
-  std::string onRemedy =
-      WriteOne({OpChangeNote,
-                {"0", fear, "5", "Acon.", "Kent", "2", "0", "", "x"},
-                0,
-                0});
+  std::string onRemedy = NoteOnFear("5", true);
   EXPECT_EQ(FirstLine(onRemedy),
             "Change note: Acon.  2 [Kent] (0/0) - Remedy modality   Lg. 0");
   // The heading has no line end of its own: the path follows at once.
@@ -107,48 +106,32 @@ TEST_F(LogTextTest, NoteHeadingHasAColonOnlyForARemedy) {
   // No old text: no label line for it; the new one always has its label.
   EXPECT_EQ(onSymptom.find("Old text"), std::string::npos);
   EXPECT_NE(onSymptom.find("\n  New text: 0\nx\n"), std::string::npos);
-  std::string withOld = WriteOne(
-      {OpChangeNote, {"0", fear, "1", "0", "0", "0", "1", "was", "is"}, 0, 0});
-  EXPECT_NE(withOld.find("\n  Old text: 1\nwas\n\n  New text: 1\nis\n"),
+  EXPECT_NE(NoteOnFear("1", false, "was", "is")
+                .find("\n  Old text: 1\nwas\n\n  New text: 1\nis\n"),
             std::string::npos);
 }
 
 TEST_F(LogTextTest, ANoteTypeOutsideItsRangeIsAPlainNote) {
-  const std::string fear = "Mind \x02 fear";
   // Type 6 of a symptom's note would otherwise take a remedy's kind (2615),
   // type 6 of a remedy's note the name of an operation.
   for (const char *type : {"0", "6", "9", "x"}) {
-    std::string onSymptom = WriteOne(
-        {OpChangeNote, {"0", fear, type, "0", "0", "0", "0", "", "x"}, 0, 0});
-    EXPECT_EQ(FirstLine(onSymptom), "Change note - Note   Lg. 0") << type;
-    std::string onRemedy =
-        WriteOne({OpChangeNote,
-                  {"0", fear, type, "Acon.", "Kent", "2", "0", "", "x"},
-                  0,
-                  0});
-    EXPECT_EQ(FirstLine(onRemedy),
+    EXPECT_EQ(FirstLine(NoteOnFear(type, false)), "Change note - Note   Lg. 0")
+        << type;
+    EXPECT_EQ(FirstLine(NoteOnFear(type, true)),
               "Change note: Acon.  2 [Kent] (0/0) - Note   Lg. 0")
         << type;
   }
   // The ends of the range keep their kinds.
-  std::string first =
-      WriteOne({OpChangeNote,
-                {"0", fear, "1", "Acon.", "Kent", "2", "0", "", "x"},
-                0,
-                0});
-  EXPECT_EQ(FirstLine(first),
+  EXPECT_EQ(FirstLine(NoteOnFear("1", true)),
             "Change note: Acon.  2 [Kent] (0/0) - Remedy note   Lg. 0");
-  std::string last = WriteOne(
-      {OpChangeNote, {"0", fear, "5", "0", "0", "0", "0", "", "x"}, 0, 0});
-  EXPECT_EQ(FirstLine(last), "Change note - Remedy remark   Lg. 0");
+  EXPECT_EQ(FirstLine(NoteOnFear("5", false)),
+            "Change note - Remedy remark   Lg. 0");
 }
 
 TEST_F(LogTextTest, AddAfterQuotesTheSiblingAndLeavesItOutOfThePath) {
   std::string t =
       WriteOne({OpAddSymptomAfter,
-                {"0", "Mind \x02 fear 3 - 5 h", "0", "anger", "1", ""},
-                0,
-                0});
+                {"0", "Mind \x02 fear 3 - 5 h", "0", "anger", "1", ""}});
   std::vector<std::string> l = Lines(t);
   EXPECT_EQ(l[0], "Add symptom after 'fear 3 - 5 h' (0/0)   Lg. 0");
   EXPECT_EQ(l[1], "");
@@ -214,8 +197,7 @@ TEST_F(LogTextTest, TextStaysSplitUnlessOffsetsAreGiven) {
 
 TEST_F(LogTextTest, MissingFieldsPrintAsEmptyNotAsTheLanguage) {
   // An OpAddSymptomBelow entry cut short after its new text.
-  std::string t =
-      WriteOne({OpAddSymptomBelow, {"1", "Mind", "1", "dreams"}, 0, 0});
+  std::string t = WriteOne({OpAddSymptomBelow, {"1", "Mind", "1", "dreams"}});
   std::vector<std::string> l = Lines(t);
   EXPECT_EQ(l[0], "Add sub-symptom (0/0)   Lg. 1");
   EXPECT_EQ(l[2], "Mind");
@@ -223,7 +205,7 @@ TEST_F(LogTextTest, MissingFieldsPrintAsEmptyNotAsTheLanguage) {
   EXPECT_EQ(l[5], "");
   EXPECT_EQ(l[6].substr(0, 17), "Log entry number:");
   // A remedy entry with no fields behind the path.
-  t = WriteOne({OpChangeDegree, {"0", "Mind"}, 0, 0});
+  t = WriteOne({OpChangeDegree, {"0", "Mind"}});
   EXPECT_EQ(FirstLine(t), "Change degree:    [] instead of    [] (0/0) Lg. 0");
 }
 
@@ -231,8 +213,8 @@ TEST_F(LogTextTest, AFormatLabelWithWrongConversionsIsNotUsed) {
   // A damaged table whose footer would read a string where a long is given.
   SetMessage(2729, 1, "Entry %s of %s");
   SetMessage(3423, 1, "Link %d");
-  std::string t = WriteOne(
-      {OpAddLink, {"0", "Mind", "0", "0", "0", "3", "T", "f.jpg"}, 0, 0}, 7);
+  std::string t =
+      WriteOne({OpAddLink, {"0", "Mind", "0", "0", "0", "3", "T", "f.jpg"}}, 7);
   EXPECT_NE(t.find("\nLink type: 3   Title: 'T'   File: 'f.jpg'\n"),
             std::string::npos);
   EXPECT_NE(t.find("\nLog entry number: 7   Date: 15.03.2024   Time: "
@@ -243,32 +225,26 @@ TEST_F(LogTextTest, AFormatLabelWithWrongConversionsIsNotUsed) {
 TEST_F(LogTextTest, NumbersComeFromTheSymptomTable) {
   BuildSymptoms();
   const std::string night = "Mind \x02 fear \x02 night";
-  EXPECT_EQ(
-      FirstLine(WriteOne({OpDeleteRemedy, {"0", night, "A", "K", "1"}, 0, 0})),
-      "Delete remedy: A  1 [K] (1/2)  Lg. 0");
+  EXPECT_EQ(FirstLine(WriteOne({OpDeleteRemedy, {"0", night, "A", "K", "1"}})),
+            "Delete remedy: A  1 [K] (1/2)  Lg. 0");
   // The older separator, and a range that is no separator.
-  EXPECT_EQ(
-      FirstLine(WriteOne({OpDeleteRemedy,
-                          {"0", "Mind - fear 3 - 5 h - night", "A", "K", "1"},
-                          0,
-                          0})),
-      "Delete remedy: A  1 [K] (2/1)  Lg. 0");
+  EXPECT_EQ(FirstLine(WriteOne(
+                {OpDeleteRemedy,
+                 {"0", "Mind - fear 3 - 5 h - night", "A", "K", "1"}})),
+            "Delete remedy: A  1 [K] (2/1)  Lg. 0");
   // An added symptom is looked up by the path it got.
-  EXPECT_EQ(FirstLine(WriteOne({OpAddSymptomAfter,
-                                {"0", "Mind \x02 fear", "0", "anger", "1", ""},
-                                0,
-                                0})),
-            "Add symptom after 'fear' (3/0)   Lg. 0");
-  EXPECT_EQ(FirstLine(WriteOne({OpAddSymptomBelow,
-                                {"0", "Mind \x02 fear", "0", "dreams", "1", ""},
-                                0,
-                                0})),
-            "Add sub-symptom (1/3)   Lg. 0");
-  // Not found: 0/0.
   EXPECT_EQ(
       FirstLine(WriteOne(
-          {OpDeleteRemedy, {"0", "Mind \x02 courage", "A", "K", "1"}, 0, 0})),
-      "Delete remedy: A  1 [K] (0/0)  Lg. 0");
+          {OpAddSymptomAfter, {"0", "Mind \x02 fear", "0", "anger", "1", ""}})),
+      "Add symptom after 'fear' (3/0)   Lg. 0");
+  EXPECT_EQ(
+      FirstLine(WriteOne({OpAddSymptomBelow,
+                          {"0", "Mind \x02 fear", "0", "dreams", "1", ""}})),
+      "Add sub-symptom (1/3)   Lg. 0");
+  // Not found: 0/0.
+  EXPECT_EQ(FirstLine(WriteOne(
+                {OpDeleteRemedy, {"0", "Mind \x02 courage", "A", "K", "1"}})),
+            "Delete remedy: A  1 [K] (0/0)  Lg. 0");
 }
 
 TEST_F(LogTextTest, AdditionRowsOfTheCompleteListing) {
@@ -278,21 +254,21 @@ TEST_F(LogTextTest, AdditionRowsOfTheCompleteListing) {
   FILE *out2 = fopen("a_2.txt", "wb");
   LogEntry e;
   // By unique id: the id wins over the path.
-  FillEntry(&e, buffer,
-            {OpAddRemedy, {"0", "Head", "Phos.", "Kent", "2"}, 201, 0}, 1);
+  FillEntry(&e, buffer, {OpAddRemedy, {"0", "Head", "Phos.", "Kent", "2"}, 201},
+            1);
   LogWriteEntry(out, out2, &e, nullptr);
   // Id unknown in the table: the numbers of the path stand.
   FillEntry(&e, buffer,
-            {OpAddRemedy, {"0", "Mind \x02 fear", "Sep.", "Kent", "1"}, 555, 0},
+            {OpAddRemedy, {"0", "Mind \x02 fear", "Sep.", "Kent", "1"}, 555},
             2);
   LogWriteEntry(out, out2, &e, nullptr);
   // 1000000 is no id either.
   FillEntry(&e, buffer,
-            {OpAddRemedy, {"0", "Mind", "Nux-v.", "Boer", "3"}, 1000000, 0}, 3);
+            {OpAddRemedy, {"0", "Mind", "Nux-v.", "Boer", "3"}, 1000000}, 3);
   LogWriteEntry(out, out2, &e, nullptr);
   // Other operations add no row.
   FillEntry(&e, buffer,
-            {OpDeleteRemedy, {"0", "Mind", "Nux-v.", "Boer", "3"}, 100, 0}, 4);
+            {OpDeleteRemedy, {"0", "Mind", "Nux-v.", "Boer", "3"}, 100}, 4);
   LogWriteEntry(out, out2, &e, nullptr);
   fclose(out);
   fclose(out2);
