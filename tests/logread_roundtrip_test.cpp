@@ -87,14 +87,6 @@ std::vector<std::string> Fields(const char *text) {
   return out;
 }
 
-std::vector<std::string> Lines(const std::string &s) {
-  std::vector<std::string> out;
-  size_t b = 0;
-  for (size_t e; (e = s.find('\n', b)) != std::string::npos; b = e + 1)
-    out.push_back(s.substr(b, e - b));
-  return out;
-}
-
 std::string Show(const std::vector<std::string> &f) {
   std::string s;
   for (const std::string &x : f) {
@@ -157,28 +149,27 @@ std::vector<SampleEntry> MoreEntries() {
   };
 }
 
+// The writer's samples and the entries above.
+std::vector<SampleEntry> AllEntries() {
+  std::vector<SampleEntry> all = SampleEntries();
+  for (const SampleEntry &s : MoreEntries())
+    all.push_back(s);
+  return all;
+}
+
 class LogReadTrip : public LogTextTest {
 protected:
   // Writes the entries in the program's language, reads them back and
   // compares each with its carried form.
   void Trip(const std::vector<SampleEntry> &entries) {
-    FILE *out = fopen("trip.txt", "wb");
-    ASSERT_NE(out, nullptr);
-    static char buffer[kLogTextSize];
-    int32_t number = 1;
-    for (const SampleEntry &s : entries) {
-      LogEntry e;
-      FillEntry(&e, buffer, s, number++);
-      LogWriteEntry(out, nullptr, &e, nullptr);
-    }
-    fclose(out);
+    ASSERT_NO_FATAL_FAILURE(WriteSamples(entries, "trip.txt"));
     FILE *in = fopen("trip.txt", "rb");
     FILE *errors = fopen("errors.txt", "wb");
     ASSERT_NE(in, nullptr);
     static char text[kLogTextSize];
     LogEntry e;
     LogClearEntry(&e, text);
-    number = 1;
+    int32_t number = 1;
     for (const SampleEntry &s : entries) {
       SCOPED_TRACE("language " + std::to_string(Language) + ", entry " +
                    std::to_string(number));
@@ -203,9 +194,7 @@ protected:
 TEST_F(LogReadTrip, EveryOperationInEveryLanguageOfTheTable) {
   LogTextLabelsLoad();
   ASSERT_EQ(LogTextLanguageCount(), 3);
-  std::vector<SampleEntry> all = SampleEntries();
-  for (const SampleEntry &s : MoreEntries())
-    all.push_back(s);
+  std::vector<SampleEntry> all = AllEntries();
   // Each entry in the other language of the repertory as well.
   size_t n = all.size();
   for (size_t i = 0; i < n; ++i) {
@@ -228,20 +217,10 @@ TEST_F(LogReadTrip, TheTextRunsToItselfAfterOneTrip) {
   // Written, read, written again: the second text is the first, letter for
   // letter, but for the time of day (the reader takes the present time).
   Language = 2;
+  ASSERT_NO_FATAL_FAILURE(WriteSamples(AllEntries(), "a.txt"));
   static char buffer[kLogTextSize];
-  FILE *out = fopen("a.txt", "wb");
-  int32_t number = 1;
-  std::vector<SampleEntry> all = SampleEntries();
-  for (const SampleEntry &s : MoreEntries())
-    all.push_back(s);
-  for (const SampleEntry &s : all) {
-    LogEntry e;
-    FillEntry(&e, buffer, s, number++);
-    LogWriteEntry(out, nullptr, &e, nullptr);
-  }
-  fclose(out);
   FILE *in = fopen("a.txt", "rb");
-  out = fopen("b.txt", "wb");
+  FILE *out = fopen("b.txt", "wb");
   LogEntry e;
   LogClearEntry(&e, buffer);
   while (LogReadTextEntry(in, nullptr, nullptr, &e) == 1 && OrvixError == 0) {
@@ -253,7 +232,7 @@ TEST_F(LogReadTrip, TheTextRunsToItselfAfterOneTrip) {
   std::string a = Slurp("a.txt"), b = Slurp("b.txt");
   // What the form cannot carry it does not print either: the second text
   // is the first.
-  std::vector<std::string> la = Lines(a), lb = Lines(b);
+  std::vector<std::string> la = TextLines(a), lb = TextLines(b);
   ASSERT_EQ(la.size(), lb.size());
   for (size_t i = 0; i < la.size(); ++i)
     EXPECT_EQ(la[i], lb[i]) << "line " << i + 1;

@@ -5,24 +5,6 @@
 
 namespace {
 
-// Writes every sample entry to "out.txt", and the addition rows to
-// "out_2.txt".
-void WriteAll() {
-  FILE *out = fopen("out.txt", "wb");
-  FILE *out2 = fopen("out_2.txt", "wb");
-  EXPECT_NE(out, nullptr);
-  EXPECT_NE(out2, nullptr);
-  static char buffer[kLogTextSize];
-  int32_t number = 1;
-  for (const SampleEntry &s : SampleEntries()) {
-    LogEntry e;
-    FillEntry(&e, buffer, s, number++);
-    EXPECT_EQ(LogWriteEntry(out, out2, &e, nullptr), 0);
-  }
-  fclose(out);
-  fclose(out2);
-}
-
 // Every sample in English and French, without a symptom table and with
 // one; the addition rows in English.
 TEST_F(LogTextTest, EveryOperationAgainstTheReviewedFiles) {
@@ -41,7 +23,7 @@ TEST_F(LogTextTest, EveryOperationAgainstTheReviewedFiles) {
     Language = static_cast<uint8_t>(c.language);
     if (c.withTable && LogTextSymptomTable == 0)
       BuildSymptoms();
-    WriteAll();
+    WriteSamples(SampleEntries(), "out.txt", "out_2.txt");
     ExpectGolden(Slurp("out.txt"), c.golden);
     if (c.golden2 != nullptr)
       ExpectGolden(Slurp("out_2.txt"), c.golden2);
@@ -73,16 +55,6 @@ std::string FirstLine(const std::string &s) {
   return s.substr(0, s.find('\n'));
 }
 
-std::vector<std::string> Lines(const std::string &s) {
-  std::vector<std::string> out;
-  size_t b = 0;
-  for (size_t e; (e = s.find('\n', b)) != std::string::npos; b = e + 1)
-    out.push_back(s.substr(b, e - b));
-  if (b < s.size())
-    out.push_back(s.substr(b));
-  return out;
-}
-
 TEST_F(LogTextTest, SynonymHeadingDependsOnTheNewText) {
   const std::string fear = "Mind \x02 fear";
   std::string refs = WriteOne({OpChangeSynonym, {"0", fear, "0", "", "1Mind"}});
@@ -102,7 +74,7 @@ TEST_F(LogTextTest, NoteHeadingHasAColonOnlyForARemedy) {
   EXPECT_EQ(FirstLine(onRemedy),
             "Change note: Acon.  2 [Kent] (0/0) - Remedy modality   Lg. 0");
   // The heading has no line end of its own: the path follows at once.
-  EXPECT_EQ(Lines(onRemedy)[1], "Mind");
+  EXPECT_EQ(TextLines(onRemedy)[1], "Mind");
   // No old text: no label line for it; the new one always has its label.
   EXPECT_EQ(onSymptom.find("Old text"), std::string::npos);
   EXPECT_NE(onSymptom.find("\n  New text: 0\nx\n"), std::string::npos);
@@ -132,7 +104,7 @@ TEST_F(LogTextTest, AddAfterQuotesTheSiblingAndLeavesItOutOfThePath) {
   std::string t =
       WriteOne({OpAddSymptomAfter,
                 {"0", "Mind \x02 fear 3 - 5 h", "0", "anger", "1", ""}});
-  std::vector<std::string> l = Lines(t);
+  std::vector<std::string> l = TextLines(t);
   EXPECT_EQ(l[0], "Add symptom after 'fear 3 - 5 h' (0/0)   Lg. 0");
   EXPECT_EQ(l[1], "");
   EXPECT_EQ(l[2], "Mind");
@@ -144,7 +116,7 @@ TEST_F(LogTextTest, AddAfterQuotesTheSiblingAndLeavesItOutOfThePath) {
 TEST_F(LogTextTest, FooterAndDashLine) {
   std::string t =
       WriteOne({OpDeleteSymptom, {"0", "Head \x02 pain"}, 1000000, 42}, 123456);
-  std::vector<std::string> l = Lines(t);
+  std::vector<std::string> l = TextLines(t);
   ASSERT_GE(l.size(), 3u);
   EXPECT_EQ(l[l.size() - 2], "Log entry number: 123456   Date: 15.03.2024   "
                              "Time: 14:05:09   User: 42   Id: 1000000");
@@ -198,7 +170,7 @@ TEST_F(LogTextTest, TextStaysSplitUnlessOffsetsAreGiven) {
 TEST_F(LogTextTest, MissingFieldsPrintAsEmptyNotAsTheLanguage) {
   // An OpAddSymptomBelow entry cut short after its new text.
   std::string t = WriteOne({OpAddSymptomBelow, {"1", "Mind", "1", "dreams"}});
-  std::vector<std::string> l = Lines(t);
+  std::vector<std::string> l = TextLines(t);
   EXPECT_EQ(l[0], "Add sub-symptom (0/0)   Lg. 1");
   EXPECT_EQ(l[2], "Mind");
   EXPECT_EQ(l[4], "dreams");

@@ -109,6 +109,36 @@ inline void FillEntry(LogEntry *e, char *buffer, const SampleEntry &s,
   e->tag = s.tag;
 }
 
+// Writes the entries, numbered from 1, to the file `path` and their
+// addition rows to `path2` when it is given.
+inline void WriteSamples(const std::vector<SampleEntry> &entries,
+                         const char *path, const char *path2 = nullptr) {
+  FILE *out = fopen(path, "wb");
+  FILE *out2 = path2 != nullptr ? fopen(path2, "wb") : nullptr;
+  ASSERT_NE(out, nullptr);
+  static char buffer[kLogTextSize];
+  int32_t number = 1;
+  for (const SampleEntry &s : entries) {
+    LogEntry e;
+    FillEntry(&e, buffer, s, number++);
+    EXPECT_EQ(LogWriteEntry(out, out2, &e, nullptr), 0);
+  }
+  fclose(out);
+  if (out2 != nullptr)
+    fclose(out2);
+}
+
+// The lines of a text, the last one also when no line end closes it.
+inline std::vector<std::string> TextLines(const std::string &s) {
+  std::vector<std::string> out;
+  size_t b = 0;
+  for (size_t e; (e = s.find('\n', b)) != std::string::npos; b = e + 1)
+    out.push_back(s.substr(b, e - b));
+  if (b < s.size())
+    out.push_back(s.substr(b));
+  return out;
+}
+
 class LogTextTest : public StoreTest {
 protected:
   LogTextTest() : StoreTest("logtext") {}
