@@ -37,6 +37,11 @@ protected:
       }
   }
   int Read() { return LogReadTextEntry(in_, errors_, rejects_, &e_); }
+  // The reader is at the end of its file.
+  void ExpectEnd() {
+    EXPECT_EQ(Read(), 1);
+    EXPECT_EQ(OrvixError, kErrEnd);
+  }
   std::string Field(int n) {
     std::string t = e_.text;
     size_t b = 0;
@@ -78,6 +83,13 @@ const std::string kFooterFr = "Num\xe9ro d'entr\xe9"
 const std::string kFooterDe = "Protokolleintrag: 6   Datum: 09.03.2011   "
                               "Uhrzeit: 11:00:00   Benutzer: 3   Id: 7";
 
+// A note entry on "Mind" with its old text (none when empty) and new text.
+std::string NoteEntry(const std::string &old, const std::string &now) {
+  return "Change note - Symptom note   Lg. 0\nMind\n\n" +
+         (old.empty() ? "" : "  Old text: 0\n" + old + "\n\n") +
+         "  New text: 0\n" + now + "\n\n" + kFooterEn + "\n" + kDashes + "\n";
+}
+
 TEST_F(LogReadParse, EachEntryIsRecognisedInItsOwnLanguage) {
   Open(Entry("Add remedy: Cocc.  2 [Kent] (12/3)  Lg. 0",
              "Mind\nanxiety\nnight\n", kFooterEn) +
@@ -108,8 +120,7 @@ TEST_F(LogReadParse, EachEntryIsRecognisedInItsOwnLanguage) {
   EXPECT_EQ(e_.operation, OpDeleteRemedy);
   EXPECT_EQ(e_.number, 6);
   EXPECT_EQ(e_.symptomId, 7);
-  EXPECT_EQ(Read(), 1);
-  EXPECT_EQ(OrvixError, kErrEnd);
+  ExpectEnd();
   EXPECT_EQ(Slurp("errors.txt"), "");
 }
 
@@ -134,8 +145,7 @@ TEST_F(LogReadParse, RefusedEntriesAreReportedAndCopiedWhole) {
   EXPECT_EQ(Read(), 0);
   ASSERT_EQ(Read(), 1);
   EXPECT_EQ(e_.operation, OpDeleteSymptom);
-  EXPECT_EQ(Read(), 1);
-  EXPECT_EQ(OrvixError, kErrEnd);
+  ExpectEnd();
   Close();
   EXPECT_EQ(Slurp("rejects.txt"), unknown + noPath + total + noFooter);
   EXPECT_EQ(Reports("Error: Unknown operation in this entry\n"), 2);
@@ -157,20 +167,14 @@ TEST_F(LogReadParse, AnOldDateIsTodayAndTheLastEntryNeedsNoDashLine) {
   DateToday(&today);
   EXPECT_EQ(e_.date, static_cast<uint32_t>(today));
   EXPECT_EQ(e_.number, 9);
-  EXPECT_EQ(Read(), 1);
-  EXPECT_EQ(OrvixError, kErrEnd);
+  ExpectEnd();
 }
 
 TEST_F(LogReadParse, LongLinesAreReadWholeOrRefusedNeverCut) {
   // A note line of 4096 characters is far beyond a line of 511.
   std::string note(4096, 'n');
   std::string big(kLogTextSize + 10, 'x');
-  std::string longNote = "Change note - Symptom note   Lg. 0\nMind\n\n  New "
-                         "text: 0\n" +
-                         note + "\n\n" + kFooterEn + "\n" + kDashes + "\n";
-  std::string tooLong = "Change note - Symptom note   Lg. 0\nMind\n\n  New "
-                        "text: 0\n" +
-                        big + "\n\n" + kFooterEn + "\n" + kDashes + "\n";
+  std::string longNote = NoteEntry("", note), tooLong = NoteEntry("", big);
   std::string level(130, 'l');
   std::string longLevel = Entry("Delete symptom - structure changed  Lg. 0",
                                 level + "\n", kFooterEn);
@@ -190,10 +194,7 @@ TEST_F(LogReadParse, AnEntryTooLongForTheTextAreaIsRefused) {
   // Two note texts of 6000 characters each: every line fits, the entry
   // does not.
   std::string t(6000, 't');
-  std::string entry = "Change note - Symptom note   Lg. 0\nMind\n\n  Old text: "
-                      "0\n" +
-                      t + "\n\n  New text: 0\n" + t + "\n\n" + kFooterEn +
-                      "\n" + kDashes + "\n";
+  std::string entry = NoteEntry(t, t);
   Open(entry);
   EXPECT_EQ(Read(), 0);
   Close();
@@ -208,8 +209,7 @@ TEST_F(LogReadParse, BytesThatWouldSplitTheTextAreaAreRefused) {
   Open(bad + nul);
   EXPECT_EQ(Read(), 0);
   EXPECT_EQ(Read(), 0);
-  EXPECT_EQ(Read(), 1);
-  EXPECT_EQ(OrvixError, kErrEnd);
+  ExpectEnd();
   Close();
   EXPECT_EQ(Slurp("rejects.txt"), bad + nul);
   EXPECT_EQ(Reports("a byte 0 or 1"), 2);
@@ -224,8 +224,7 @@ TEST_F(LogReadParse, WindowsLineEndsAndBlankLinesBetweenEntries) {
   EXPECT_EQ(std::string(e_.text), std::string("0\x01Mind \x02 fear\x01"
                                               "Acon.\x01Kent\x01"
                                               "3"));
-  EXPECT_EQ(Read(), 1);
-  EXPECT_EQ(OrvixError, kErrEnd);
+  ExpectEnd();
 }
 
 TEST_F(LogReadParse, OfTwoNamesThatBothMatchTheLaterStands) {
@@ -253,8 +252,7 @@ TEST_F(LogReadParse, DegreeChangeReadsBothDegrees) {
 TEST_F(LogReadParse, AnEmptyFileEndsAtOnceAndCountsNoEntry) {
   Open("");
   EXPECT_EQ(LogCountTextEntries(in_), 0);
-  EXPECT_EQ(Read(), 1);
-  EXPECT_EQ(OrvixError, kErrEnd);
+  ExpectEnd();
   Close();
   Open(Entry("Delete symptom  Lg. 0", "Head\n", kFooterEn) + "\n\n" +
        Entry("Delete symptom  Lg. 0", "Head\n", kFooterEn));
