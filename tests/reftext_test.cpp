@@ -180,7 +180,7 @@ TEST_F(RefTreeTest, NormalisingWritesTheTreesTextsAndDropsSharedLevels) {
   };
   for (const Case &c : cases)
     EXPECT_EQ(Normalize(c.num, c.sub, c.in), c.out) << c.in;
-  // The part's own example: 'Mind (fear - night) - day' is two levels.
+  // 'Mind (fear - night) - day' is two levels.
   EXPECT_EQ(Normalize(1, 1, "1Mind (fear - night) - day"),
             "1Mind (fear - night) - day");
   // Not a list: left alone.
@@ -198,7 +198,7 @@ TEST_F(RefTreeTest, CaseModesFoldByLevel) {
 }
 
 TEST_F(RefTreeTest, ShorteningWritesFromTheChapter) {
-  // The part's example: '1Mind - fear' in chapter Mind becomes '2fear'.
+  // '1Mind - fear' in chapter Mind becomes '2fear'.
   EXPECT_EQ(Shorten(2, 1, {"1Mind - fear"}), (List{"2fear"}));
   EXPECT_EQ(Shorten(2, 1, {"1MIND - FEAR - NIGHT"}), (List{"2fear - night"}))
       << "resolved in lower case, written from the tree";

@@ -50,10 +50,7 @@ TEST_F(VerifyTest, CountsParentsAndLevels) {
 
 TEST_F(VerifyTest, ExtractChainsAreSortedAndNumbered) {
   TblHandle e = TblOpenExtract("rep\\extract", 0, 1);
-  Extract x;
-  memset(&x, 0, sizeof x);
-  x.CursorState = 0xff;
-  x.RemedyId = kBell;
+  Extract x = ExtractKey(kBell);
   ASSERT_EQ(TblFindFullExtract(e, &x, 0, kFindEqual, nullptr), 0);
   // A later symptom first, and the chain's second record numbered 2.
   x.Entries[2] = x.Entries[1];
@@ -114,9 +111,7 @@ TEST_F(VerifyTest, NotesLinksAndWordsNameRealSymptoms) {
   // fault.
   EXPECT_FALSE(Names("a twig"));
   std::vector<std::string> kept;
-  VerifyKeptReport = [](const char *k, void *ctx) {
-    static_cast<std::vector<std::string> *>(ctx)->push_back(k);
-  };
+  VerifyKeptReport = CollectFault;
   VerifyKeptContext = &kept;
   EXPECT_EQ(VerifyRepertory("rep", nullptr, nullptr), 2);
   VerifyKeptReport = nullptr;
@@ -127,10 +122,7 @@ TEST_F(VerifyTest, NotesLinksAndWordsNameRealSymptoms) {
 
 TEST_F(VerifyTest, AnExtractEntryWithTheUserBitOfAGoneSymptomIsKept) {
   TblHandle e = TblOpenExtract("rep\\extract", 0, 1);
-  Extract x;
-  memset(&x, 0, sizeof x);
-  x.CursorState = 0xff;
-  x.RemedyId = kSulph;
+  Extract x = ExtractKey(kSulph);
   x.Entries[0] =
       ExtractEntry{7, 3, 2, static_cast<uint16_t>(kKent | kAuthorUserBit), 0};
   x.Entries[1] = ExtractEntry{7, 4, 2, kKent, 0};
