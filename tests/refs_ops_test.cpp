@@ -86,6 +86,13 @@ protected:
     c.replaceNotes = replace;
     return Run(OpChangeNoteRun, OpChangeNote, std::move(fields), c);
   }
+  // A note of the type on fear itself, in the language.
+  int FearNote(const char *type, const char *language, std::string old,
+               std::string now, int replace = 0) {
+    return ChangeNote({"0", kFear, type, "0", "0", "0", language,
+                       std::move(old), std::move(now)},
+                      replace);
+  }
   int XRef(std::vector<std::string> fields, int style = 1) {
     return Run(OpChangeCrossReferenceRun, OpChangeCrossReference,
                std::move(fields), Ctx(errors_, style));
@@ -99,32 +106,27 @@ protected:
 };
 
 TEST_F(OpsTest, NotesAreAddedAppendedReplacedAndDeleted) {
-  ASSERT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "0", "", "first"}), 0);
+  ASSERT_EQ(FearNote("1", "0", "", "first"), 0);
   EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1),
             std::make_pair(std::string("first"), std::string("")));
   // Appended behind the rule when the old text is not the note's.
-  ASSERT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "0", "", "second"}), 0);
+  ASSERT_EQ(FearNote("1", "0", "", "second"), 0);
   EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1).first, "first\n-----------------\nsecond");
   // The old text equal to the note replaces it, even when appending.
-  ASSERT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "0",
-                        "first\n-----------------\nsecond", "third"}),
-            0);
+  ASSERT_EQ(FearNote("1", "0", "first\n-----------------\nsecond", "third"), 0);
   EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1).first, "third");
   // The second language beside it; the run's option replaces.
-  ASSERT_EQ(
-      ChangeNote({"0", kFear, "1", "0", "0", "0", "1", "", "troisi\xe8me"}), 0);
-  ASSERT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "0", "x", "fourth"}, 1),
-            0);
+  ASSERT_EQ(FearNote("1", "1", "", "troisi\xe8me"), 0);
+  ASSERT_EQ(FearNote("1", "0", "x", "fourth", 1), 0);
   EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1),
             std::make_pair(std::string("fourth"), std::string("troisi\xe8me")));
   // An empty text empties one language; the other keeps the note.
-  ASSERT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "0", "fourth", ""}), 0);
+  ASSERT_EQ(FearNote("1", "0", "fourth", ""), 0);
   EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1).second, "troisi\xe8me");
   // Both empty: the note goes. An empty text for no note makes none.
-  ASSERT_EQ(
-      ChangeNote({"0", kFear, "1", "0", "0", "0", "1", "troisi\xe8me", ""}), 0);
+  ASSERT_EQ(FearNote("1", "1", "troisi\xe8me", ""), 0);
   EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1).first, "-");
-  ASSERT_EQ(ChangeNote({"0", kFear, "2", "0", "0", "0", "0", "", ""}), 0);
+  ASSERT_EQ(FearNote("2", "0", "", ""), 0);
   EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 2).first, "-");
   ExpectAllConsistent();
 }
@@ -185,10 +187,9 @@ TEST_F(OpsTest, AnAppendAtTheLimitStartsTheNoteAnew) {
   OpAppendNoteText(text, sizeof text, full.c_str());
   EXPECT_EQ(std::string(text), full);
   // Through the handler: 4096 characters go in, 4097 are refused.
-  ASSERT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "0", "", full}), 0);
+  ASSERT_EQ(FearNote("1", "0", "", full), 0);
   EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1).first, full);
-  EXPECT_EQ(ChangeNote({"0", kFear, "1", "0", "0", "0", "0", "", full + "g"}),
-            1);
+  EXPECT_EQ(FearNote("1", "0", "", full + "g"), 1);
   EXPECT_EQ(LogLastMessage, kMsgTextTooLong);
   EXPECT_EQ(NoteOf(1, 1, 0, 0, 0, 1).first, full);
   ExpectAllConsistent();
