@@ -30,6 +30,8 @@ protected:
     BuildRepertory();
   }
   void TearDown() override {
+    if (errors_ != nullptr)
+      fclose(errors_);
     CloseTables();
     OpReleaseRecords();
     LogTextTest::TearDown();
@@ -173,6 +175,9 @@ protected:
     RunOptions.To = kRunToLast;
   }
 
+  // The errors report of the handlers, "errors.txt".
+  void OpenErrors() { errors_ = fopen("errors.txt", "wb"); }
+
   // Opens what the handlers need, as a run does.
   void OpenTables() {
     OpRemedTable = TblOpenRemed("rem", 1, 1);
@@ -313,6 +318,7 @@ protected:
   TblHandle word1_ = 0, word2_ = 0, links_ = 0, partner_ = 0, exsp_ = 0;
   std::map<std::tuple<uint16_t, uint32_t, uint16_t, uint16_t>, SymptomRemedy>
       extract_;
+  FILE *errors_ = nullptr;
   char note1_[kNoteTextSize] = "", note2_[kNoteTextSize] = "";
   std::deque<LogEntry> entries_;
   std::deque<std::string> buffers_;

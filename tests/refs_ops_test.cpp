@@ -22,12 +22,7 @@ class OpsTest : public RefsTest {
 protected:
   void SetUp() override {
     RefsTest::SetUp();
-    errors_ = fopen("errors.txt", "wb");
-  }
-  void TearDown() override {
-    if (errors_ != nullptr)
-      fclose(errors_);
-    RefsTest::TearDown();
+    OpenErrors();
   }
 
   // Runs the handler on an entry and checks the text is whole again after
@@ -102,7 +97,6 @@ protected:
                Ctx(errors_));
   }
 
-  FILE *errors_ = nullptr;
 };
 
 TEST_F(OpsTest, NotesAreAddedAppendedReplacedAndDeleted) {

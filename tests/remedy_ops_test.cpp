@@ -17,12 +17,7 @@ protected:
   void SetUp() override {
     RepertoryTest::SetUp();
     OpenTables();
-    errors_ = fopen("errors.txt", "wb");
-  }
-  void TearDown() override {
-    if (errors_ != nullptr)
-      fclose(errors_);
-    RepertoryTest::TearDown();
+    OpenErrors();
   }
   int Degree(uint16_t remedy, uint16_t author, uint32_t num, uint16_t sub) {
     Extract x = ExtractKey(remedy);
@@ -54,7 +49,6 @@ protected:
   int Delete(std::vector<std::string> fields) {
     return OpDeleteRemedyRun(Entry(OpDeleteRemedy, std::move(fields)), Ctx());
   }
-  FILE *errors_ = nullptr;
 };
 
 const uint16_t U = kAuthorUserBit;

@@ -26,12 +26,7 @@ protected:
   void SetUp() override {
     RepertoryTest::SetUp();
     Open();
-    errors_ = fopen("errors.txt", "wb");
-  }
-  void TearDown() override {
-    if (errors_ != nullptr)
-      fclose(errors_);
-    RepertoryTest::TearDown();
+    OpenErrors();
   }
   void Open() {
     OpenTables();
@@ -94,7 +89,6 @@ protected:
         Entry(OpAddRemedy, {"0", path, remedy, author, degree}), Ctx(), 1,
         kMergeCheck);
   }
-  FILE *errors_ = nullptr;
 };
 
 // The model: the tree in book order, a node as its level and first text.
