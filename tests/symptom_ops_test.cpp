@@ -83,6 +83,10 @@ protected:
     return LogDispatch(Entry(op, {"0", ref, "0", text, "1", text + "-fr"}),
                        Ctx());
   }
+  // The entry of the operation through the run's dispatch.
+  int Do(int op, std::vector<std::string> fields) {
+    return LogDispatch(Entry(op, std::move(fields)), Ctx());
+  }
   int AddRemedy(const std::string &path, const char *remedy, const char *author,
                 const char *degree) {
     return OpAddRemedyEntry(
@@ -144,7 +148,7 @@ TEST_F(SymptomOpsTest, RandomAddsMovesAndDeletionsAgreeWithAModel) {
       ASSERT_EQ(AddRemedy(PathAt(tree, at + 1), remedies[pick(4)], "Kent", "2"),
                 0);
     } else if (kind < 8 && tree[at].level > 1 && tree.size() > 8) {
-      ASSERT_EQ(LogDispatch(Entry(OpDeleteSymptom, {"0", path}), Ctx()), 0);
+      ASSERT_EQ(Do(OpDeleteSymptom, {"0", path}), 0);
       tree.erase(tree.begin() + static_cast<long>(at),
                  tree.begin() + static_cast<long>(SubtreeEnd(tree, at)));
     } else if (tree[at].level > 1 && SubtreeEnd(tree, at) == at + 1) {
@@ -154,10 +158,7 @@ TEST_F(SymptomOpsTest, RandomAddsMovesAndDeletionsAgreeWithAModel) {
       bool otherChapter = targetPath.substr(0, 4) != path.substr(0, 4);
       if (!otherChapter || tree[target].level < 2)
         continue;
-      ASSERT_EQ(
-          LogDispatch(Entry(OpMoveSymptoms, {"0", targetPath, path, path, "2"}),
-                      Ctx()),
-          0)
+      ASSERT_EQ(Do(OpMoveSymptoms, {"0", targetPath, path, path, "2"}), 0)
           << path << " to " << targetPath;
       Node moved = tree[at];
       moved.level = tree[target].level;
@@ -255,22 +256,17 @@ TEST_F(SymptomOpsTest, ABlockHoldsSubsUpToTheSubtreeMark) {
 }
 
 TEST_F(SymptomOpsTest, RenameAndDeleteAndTheirRefusals) {
-  ASSERT_EQ(
-      LogDispatch(Entry(OpRenameSymptom, {"0", "Mind \x02 fear", "0", "fear",
-                                          "fright", "1", "", "frayeur"}),
-                  Ctx()),
-      0);
+  ASSERT_EQ(Do(OpRenameSymptom, {"0", "Mind \x02 fear", "0", "fear", "fright",
+                                 "1", "", "frayeur"}),
+            0);
   EXPECT_TRUE(Exists("Mind \x02 fright \x02 night"));
   Symptom f = Find("Mind \x02 fright");
   EXPECT_STREQ(f.Text2, "frayeur");
-  EXPECT_EQ(LogDispatch(
-                Entry(OpRenameSymptom, {"0", "Mind \x02 fear", "0", "a", "b"}),
-                Ctx()),
-            1);
+  EXPECT_EQ(Do(OpRenameSymptom, {"0", "Mind \x02 fear", "0", "a", "b"}), 1);
   EXPECT_EQ(LogLastMessage, kMsgSymptomNotFound);
 
   // A chapter is not deleted.
-  EXPECT_EQ(LogDispatch(Entry(OpDeleteSymptom, {"0", "Mind"}), Ctx()), 1);
+  EXPECT_EQ(Do(OpDeleteSymptom, {"0", "Mind"}), 1);
   EXPECT_EQ(LogLastMessage, kMsgChapterNotDeleted);
   // A subtree goes whole; the chapter behind it stays, and so does an
   // Extract entry that holds the user bit on the list's side.
@@ -280,8 +276,7 @@ TEST_F(SymptomOpsTest, RenameAndDeleteAndTheirRefusals) {
     if (x.Entries[i].AuthorId == kBoer)
       x.Entries[i].AuthorId |= kAuthorUserBit;
   ASSERT_EQ(TblSaveExtract(ext_, &x, kSaveReplace), 0);
-  ASSERT_EQ(
-      LogDispatch(Entry(OpDeleteSymptom, {"0", "Mind \x02 fright"}), Ctx()), 0);
+  ASSERT_EQ(Do(OpDeleteSymptom, {"0", "Mind \x02 fright"}), 0);
   EXPECT_EQ(Book(),
             (std::vector<std::string>{"1|Mind", "1|Head", "2|Head \x02 pain"}));
   x = ExtractKey(kBell);
@@ -298,10 +293,9 @@ TEST_F(SymptomOpsTest, RenameAndDeleteAndTheirRefusals) {
 
 TEST_F(SymptomOpsTest, SplitAndMerge) {
   // Split "fear", mode 2: the remedies go to the new child.
-  ASSERT_EQ(LogDispatch(Entry(OpSplitSymptom, {"0", "Mind \x02 fear", "fears",
-                                               "in general", "2"}),
-                        Ctx()),
-            0);
+  ASSERT_EQ(
+      Do(OpSplitSymptom, {"0", "Mind \x02 fear", "fears", "in general", "2"}),
+      0);
   Symptom child;
   EXPECT_TRUE(Remedies(Find("Mind \x02 fears").Num, Find("Mind \x02 fears").Sub)
                   .empty());
@@ -333,10 +327,7 @@ TEST_F(SymptomOpsTest, SplitAndMerge) {
   // Merge "fears" with its successor "in general", degrees left alone: the
   // remedies come back, the successor goes, "night" comes up below fears,
   // and the synonym comes over with its word.
-  ASSERT_EQ(
-      LogDispatch(Entry(OpMergeSymptom, {"0", "Mind \x02 fears", "fear", "3"}),
-                  Ctx()),
-      0);
+  ASSERT_EQ(Do(OpMergeSymptom, {"0", "Mind \x02 fears", "fear", "3"}), 0);
   EXPECT_EQ(Book(), (std::vector<std::string>{"1|Mind", "2|Mind \x02 fear",
                                               "3|Mind \x02 fear \x02 night",
                                               "1|Head", "2|Head \x02 pain"}));
@@ -346,20 +337,16 @@ TEST_F(SymptomOpsTest, SplitAndMerge) {
             (std::vector<Rem>{{kAcon, kKent, 3}, {kBell, kBoer, 1}}));
   EXPECT_EQ(Faults(), "");
   // A move whose target lies in the range's block is refused.
-  EXPECT_EQ(
-      LogDispatch(Entry(OpMoveSymptoms, {"0", "Mind", "Mind \x02 fear",
-                                         "Mind \x02 fear \x02 night", "1"}),
-                  Ctx()),
-      1);
+  EXPECT_EQ(Do(OpMoveSymptoms, {"0", "Mind", "Mind \x02 fear",
+                                "Mind \x02 fear \x02 night", "1"}),
+            1);
   EXPECT_EQ(LogLastMessage, kMsgMoveTargetInRange);
 }
 
 TEST_F(SymptomOpsTest, ARangeMovesOrCopiesWithItsSubtreeAndRemedies) {
   // Copy "fear" with "night" below "Head > pain": the source stays.
-  ASSERT_EQ(LogDispatch(
-                Entry(OpMoveSymptoms, {"0", "Head \x02 pain", "Mind \x02 fear",
-                                       "Mind \x02 fear \x02 night", "3"}),
-                Ctx()),
+  ASSERT_EQ(Do(OpMoveSymptoms, {"0", "Head \x02 pain", "Mind \x02 fear",
+                                "Mind \x02 fear \x02 night", "3"}),
             0);
   const std::string copy = "Head \x02 pain \x02 fear";
   EXPECT_TRUE(Exists(copy + " \x02 night"));
@@ -370,17 +357,13 @@ TEST_F(SymptomOpsTest, ARangeMovesOrCopiesWithItsSubtreeAndRemedies) {
   EXPECT_NE(c.UniqueId, 101) << "a copy has an id of its own";
   // Copied again, the name stands there already: the suffix stays on the
   // symptom; below it the name is free again, and the suffix goes.
-  ASSERT_EQ(LogDispatch(
-                Entry(OpMoveSymptoms, {"0", "Head \x02 pain", "Mind \x02 fear",
-                                       "Mind \x02 fear \x02 night", "3"}),
-                Ctx()),
+  ASSERT_EQ(Do(OpMoveSymptoms, {"0", "Head \x02 pain", "Mind \x02 fear",
+                                "Mind \x02 fear \x02 night", "3"}),
             0);
   EXPECT_TRUE(Exists("Head \x02 pain \x02 fear # \x02 night"));
   // Moved beside "Head > pain": the source goes, the subtree with it.
-  ASSERT_EQ(LogDispatch(
-                Entry(OpMoveSymptoms, {"0", "Head \x02 pain", "Mind \x02 fear",
-                                       "Mind \x02 fear", "2"}),
-                Ctx()),
+  ASSERT_EQ(Do(OpMoveSymptoms, {"0", "Head \x02 pain", "Mind \x02 fear",
+                                "Mind \x02 fear", "2"}),
             0);
   EXPECT_FALSE(Exists("Mind \x02 fear"));
   EXPECT_FALSE(Exists("Mind \x02 fear \x02 night"))
