@@ -71,10 +71,7 @@ protected:
     for (auto [remedy, degree, author] :
          {std::tuple<uint16_t, uint8_t, uint16_t>{kNuxA, 2, kKent},
           {kSulph, 3, kHering}}) {
-      Extract e;
-      memset(&e, 0, sizeof e);
-      e.CursorState = 0xff;
-      e.RemedyId = remedy;
+      Extract e = ExtractKey(remedy);
       for (size_t at = 0; at < list.size(); at += 200, ++e.Seq) {
         size_t n = std::min<size_t>(200, list.size() - at);
         for (size_t k = 0; k < n; ++k)
@@ -93,15 +90,10 @@ protected:
     pid_t pid = fork();
     if (pid != 0)
       return pid;
-    OpRemedTable = TblOpenRemed("rem", 1, 1);
-    OpAuthorTable = TblOpenAuthor("aut", 1, 1);
-    OpContext ctx;
-    ctx.symptoms = TblOpenSymptom("rep\\symptom", 0, 1);
-    ctx.extract = TblOpenExtract("rep\\extract", 0, 1);
-    ctx.word1 = TblOpenWord("rep\\word1", 0, 1);
-    ctx.word2 = TblOpenWord("rep\\word2", 0, 1);
-    ctx.notes = TblOpenNote("rep\\Note", 0, 1);
-    ctx.links = TblOpenLink("rep\\Link", 0, 1);
+    OpenTables();
+    OpenWordTables();
+    OpContext ctx = Ctx(nullptr);
+    ctx.views = 0;
     if (DbJournalOpen("rep\\run") != 0)
       _exit(3);
     DbEntryBegin();
