@@ -96,7 +96,6 @@ protected:
     return Run(OpChangeSynonymRun, OpChangeSynonym, std::move(fields),
                Ctx(errors_));
   }
-
 };
 
 TEST_F(OpsTest, NotesAreAddedAppendedReplacedAndDeleted) {
