@@ -49,24 +49,21 @@ TEST_F(ReportTest, SuccessAndErrorBlocksHaveTheirLinesInOrder) {
 TEST_F(ReportTest, LinesByOperation) {
   LogEntry *degree = Entry(
       OpChangeDegree, {"1", "Psychisme \x02 peur", "Acon.", "Kent", "2", "4"});
-  EXPECT_NE(Report(degree, kMsgOperationDone, 0)
-                .find("Remedy: Acon.   Author: Kent   Old degree: 2   New "
-                      "degree: 4\n"),
-            std::string::npos);
+  EXPECT_THAT(Report(degree, kMsgOperationDone, 0),
+              HasSubstr("Remedy: Acon.   Author: Kent   Old degree: 2   New "
+                        "degree: 4\n"));
   // The concept operations name the partner's symptom first and have no
   // line of their own path.
   LogEntry *conceptEntry =
       Entry(OpAddConcept, {"0", "Sensations \x02 Burning", "Mind \x02 fear"});
   std::string c = Report(conceptEntry, kMsgOperationDone, 0);
-  EXPECT_EQ(c.find("Language: 0   Symptom: Sensations"), std::string::npos);
-  EXPECT_NE(c.find("Language: 0   Symptom: Mind \x02 fear\n"),
-            std::string::npos);
-  EXPECT_NE(c.find("Language: 0   Concept symptom: Sensations \x02 Burning\n"),
-            std::string::npos);
+  EXPECT_THAT(c, Not(HasSubstr("Language: 0   Symptom: Sensations")));
+  EXPECT_THAT(c, HasSubstr("Language: 0   Symptom: Mind \x02 fear\n"));
+  EXPECT_THAT(
+      c, HasSubstr("Language: 0   Concept symptom: Sensations \x02 Burning\n"));
   LogEntry *kind = Entry(OpChangeSymptomKind, {"0", "Mind", "00", "20"});
-  EXPECT_NE(Report(kind, 2628, 1)
-                .find("Old symptom type: 00   New symptom type: 20\n"),
-            std::string::npos);
+  EXPECT_THAT(Report(kind, 2628, 1),
+              HasSubstr("Old symptom type: 00   New symptom type: 20\n"));
   // An empty path still makes a whole block.
   LogEntry *empty = Entry(OpDeleteSymptom, {"0", ""});
   std::string d = Report(empty, 2628, 1);
@@ -144,9 +141,8 @@ TEST_F(ReportTest, OperationsWithoutHandlerAreRefusedAndChangeNothing) {
   if (refused == 0)
     GTEST_SKIP() << "every operation has its handler";
   std::string text = Slurp("errors.txt");
-  EXPECT_NE(text.find("Error: This operation is not available in this "
-                      "version of Mantrel (H-0)\n"),
-            std::string::npos);
+  EXPECT_THAT(text, HasSubstr("Error: This operation is not available in this "
+                              "version of Mantrel (H-0)\n"));
   size_t blocks = 0;
   for (size_t at = text.find("\nOperation: "); at != std::string::npos;
        at = text.find("\nOperation: ", at + 1))

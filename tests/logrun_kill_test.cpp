@@ -16,6 +16,7 @@
 #include "store/store.h"
 #include "test_folder.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -33,6 +34,8 @@
 #include <vector>
 
 namespace {
+
+using ::testing::HasSubstr;
 
 // An entry of the generated log.
 struct Planned {
@@ -313,7 +316,7 @@ TEST_F(KillTest, EveryKillLeavesTablesThatCheckAndResumeToTheSameEnd) {
   ASSERT_GE(firstUs, 0);
   ASSERT_EQ(Checks(ref), "");
   const std::string want = Dumps(ref);
-  ASSERT_NE(want.find("\"Type\""), std::string::npos); // the counters too
+  ASSERT_THAT(want, HasSubstr("\"Type\"")); // the counters too
 
   const char *env = getenv("MANTREL_KILL_ROUNDS");
   const int rounds = env != nullptr && atoi(env) > 0 ? atoi(env) : 30;
@@ -404,12 +407,11 @@ TEST_F(KillTest, TheNextRunMendsWhatAKillLeftAndSaysSo) {
   // and its errors report names the tables it mended.
   ASSERT_EQ(RunCommand(RunLine(demo)), 0);
   std::string err = SlurpFile(demo / "log" / "kill.err");
-  EXPECT_NE(err.find("symptom.dat: the index no longer matched the data file "
-                     "and was rebuilt"),
-            std::string::npos)
+  EXPECT_THAT(
+      err, HasSubstr("symptom.dat: the index no longer matched the data file "
+                     "and was rebuilt"))
       << err.substr(0, 2000);
-  EXPECT_NE(err.find("SALM2009.dat: the index no longer matched"),
-            std::string::npos)
+  EXPECT_THAT(err, HasSubstr("SALM2009.dat: the index no longer matched"))
       << err.substr(0, 2000);
   EXPECT_FALSE(fs::exists(demo / "data" / "salm2009" / "mantrel.jnl"));
   EXPECT_EQ(Checks(demo), "");
@@ -420,7 +422,7 @@ TEST_F(KillTest, TheNextRunMendsWhatAKillLeftAndSaysSo) {
   fs::remove(again / "data" / "salm2009" / "Note.idx");
   ASSERT_EQ(RunCommand(RunLine(again)), 0);
   err = SlurpFile(again / "log" / "kill.err");
-  EXPECT_NE(err.find("Note: the index no longer matched"), std::string::npos)
+  EXPECT_THAT(err, HasSubstr("Note: the index no longer matched"))
       << err.substr(0, 2000);
 }
 

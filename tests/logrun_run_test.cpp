@@ -118,8 +118,7 @@ TEST_F(RunTest, OutcomesCountersReportsAndOwnLog) {
   std::string text = Slurp("logs/sample.txt");
   EXPECT_EQ(Blocks(text, std::string(105, '-')), 4)
       << "refused, failed and the failed deletion";
-  std::string stats = Slurp("logs/sample.rpt");
-  EXPECT_NE(stats.find("Total"), std::string::npos) << stats;
+  EXPECT_THAT(Slurp("logs/sample.rpt"), HasSubstr("Total"));
 
   auto own = OwnLog();
   ASSERT_EQ(own.size(), 3u);
@@ -163,8 +162,8 @@ TEST_F(RunTest, SwappedLanguageAppliesButTheOwnLogKeepsTheSource) {
   EXPECT_EQ(std::get<2>(own[2])[0], '0');
   // The reports show the entry in the repertory's languages, as a text run
   // (which never swaps) would take it again.
-  EXPECT_NE(Slurp("logs/sample.edt").find("Language: 0   Symptom: Head"),
-            std::string::npos);
+  EXPECT_THAT(Slurp("logs/sample.edt"),
+              HasSubstr("Language: 0   Symptom: Head"));
   ExpectConsistent();
 }
 
@@ -185,7 +184,7 @@ TEST_F(RunTest, CancelKeepsWhatWasAppliedAndClosesTheReports) {
   EXPECT_EQ(LogRunEditLog, nullptr);
   EXPECT_EQ(Blocks(Slurp("logs/sample.edt"), "Operation done\n"),
             OpDone[kOpTotalRow]);
-  EXPECT_NE(Slurp("logs/sample.rpt").find("Total"), std::string::npos);
+  EXPECT_THAT(Slurp("logs/sample.rpt"), HasSubstr("Total"));
   EXPECT_EQ(OwnLog().size(), 1u + OpDone[kOpTotalRow]);
   ExpectConsistent();
 }

@@ -95,7 +95,7 @@ TEST_F(TextRunTest, RangeCountsRejectsAndOwnLog) {
   EXPECT_EQ(Slurp("logs/x.edt"), failing + garbage + linkText);
   std::string ok = Slurp("logs/logtext.ok");
   EXPECT_EQ(ok.find("Operation done\n"), 0u);
-  EXPECT_NE(ok.find("Remedy: Nux-v."), std::string::npos);
+  EXPECT_THAT(ok, HasSubstr("Remedy: Nux-v."));
   EXPECT_EQ(Remedies(1, 1).size(), 4u); // Nux-v. added to fear
   // The own log: the entry under its next number, the id that the
   // handler found (101, fear) kept, the text as read.
@@ -106,7 +106,7 @@ TEST_F(TextRunTest, RangeCountsRejectsAndOwnLog) {
             std::string("1\x01Psychisme \x02 peur\x01Nux-v.\x01Kent\x01"
                         "1"));
   // The statistics of the run are written when the reports are asked for.
-  EXPECT_NE(Slurp("logs/x.rpt").find("Add remedy"), std::string::npos);
+  EXPECT_THAT(Slurp("logs/x.rpt"), HasSubstr("Add remedy"));
 }
 
 TEST_F(TextRunTest, ANoteAppendedTwiceHoldsItsTextOnceWhenTheRunAsks) {

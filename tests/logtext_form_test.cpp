@@ -76,11 +76,10 @@ TEST_F(LogTextTest, NoteHeadingHasAColonOnlyForARemedy) {
   // The heading has no line end of its own: the path follows at once.
   EXPECT_EQ(TextLines(onRemedy)[1], "Mind");
   // No old text: no label line for it; the new one always has its label.
-  EXPECT_EQ(onSymptom.find("Old text"), std::string::npos);
-  EXPECT_NE(onSymptom.find("\n  New text: 0\nx\n"), std::string::npos);
-  EXPECT_NE(NoteOnFear("1", false, "was", "is")
-                .find("\n  Old text: 1\nwas\n\n  New text: 1\nis\n"),
-            std::string::npos);
+  EXPECT_THAT(onSymptom, Not(HasSubstr("Old text")));
+  EXPECT_THAT(onSymptom, HasSubstr("\n  New text: 0\nx\n"));
+  EXPECT_THAT(NoteOnFear("1", false, "was", "is"),
+              HasSubstr("\n  Old text: 1\nwas\n\n  New text: 1\nis\n"));
 }
 
 TEST_F(LogTextTest, ANoteTypeOutsideItsRangeIsAPlainNote) {
@@ -125,8 +124,8 @@ TEST_F(LogTextTest, FooterAndDashLine) {
   // Another date format reaches the footer.
   StrCopy(DateFormat, "yyyy-mm-dd");
   t = WriteOne({OpDeleteSymptom, {"0", "Head"}, -5, 0});
-  EXPECT_NE(t.find("Date: 2024-03-15   Time: 14:05:09   User: 0   Id: -5\n"),
-            std::string::npos);
+  EXPECT_THAT(
+      t, HasSubstr("Date: 2024-03-15   Time: 14:05:09   User: 0   Id: -5\n"));
 }
 
 TEST_F(LogTextTest, NoDateGivesAnEmptyDateField) {
@@ -138,9 +137,9 @@ TEST_F(LogTextTest, NoDateGivesAnEmptyDateField) {
   FILE *out = fopen("one.txt", "wb");
   LogWriteEntry(out, nullptr, &e, nullptr);
   fclose(out);
-  EXPECT_NE(Slurp("one.txt").find("Log entry number: 9   Date:    Time:    "
-                                  "User: 0   Id: 0\n"),
-            std::string::npos);
+  EXPECT_THAT(Slurp("one.txt"),
+              HasSubstr("Log entry number: 9   Date:    Time:    "
+                        "User: 0   Id: 0\n"));
 }
 
 TEST_F(LogTextTest, TextStaysSplitUnlessOffsetsAreGiven) {
@@ -187,11 +186,9 @@ TEST_F(LogTextTest, AFormatLabelWithWrongConversionsIsNotUsed) {
   SetMessage(3423, 1, "Link %d");
   std::string t =
       WriteOne({OpAddLink, {"0", "Mind", "0", "0", "0", "3", "T", "f.jpg"}}, 7);
-  EXPECT_NE(t.find("\nLink type: 3   Title: 'T'   File: 'f.jpg'\n"),
-            std::string::npos);
-  EXPECT_NE(t.find("\nLog entry number: 7   Date: 15.03.2024   Time: "
-                   "14:05:09   User: 0   Id: 0\n"),
-            std::string::npos);
+  EXPECT_THAT(t, HasSubstr("\nLink type: 3   Title: 'T'   File: 'f.jpg'\n"));
+  EXPECT_THAT(t, HasSubstr("\nLog entry number: 7   Date: 15.03.2024   Time: "
+                           "14:05:09   User: 0   Id: 0\n"));
 }
 
 TEST_F(LogTextTest, NumbersComeFromTheSymptomTable) {

@@ -14,6 +14,7 @@
 #include "store/strdate.h"
 #include "store_fixture.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -23,6 +24,10 @@
 #include <string>
 #include <unistd.h>
 #include <vector>
+
+// What the tests check texts with.
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 // One log entry as the tests write it: text fields joined by 0x01 at use.
 struct SampleEntry {

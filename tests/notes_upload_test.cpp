@@ -81,19 +81,18 @@ TEST_F(NotesTest, PlacesNotesAndTellsWhatItCannotPlace) {
   EXPECT_EQ(NotesLastUpload.refused, 6);
   std::string err = Slurp("noteerr.txt");
   // The text is quoted as the file has it, on one line.
-  EXPECT_NE(err.find("Symptom not found: Psychisme - courage | none\\at all\n"),
-            std::string::npos);
-  EXPECT_NE(err.find("Symptom not found for author notePsychisme - courage | "
-                     "none\n"),
-            std::string::npos);
-  EXPECT_NE(err.find("Remedy not found 1 Degree 2 Author Id 1 for symptom "
-                     "T\xeate - douleur\n"),
-            std::string::npos);
-  EXPECT_NE(err.find("Line 9 has more than 7 fields"), std::string::npos);
-  EXPECT_NE(err.find("Note text of 4097 characters, more than 4096"),
-            std::string::npos);
-  EXPECT_NE(err.find("Line 11 is longer than 9999 characters"),
-            std::string::npos);
+  EXPECT_THAT(
+      err,
+      HasSubstr("Symptom not found: Psychisme - courage | none\\at all\n"));
+  EXPECT_THAT(
+      err, HasSubstr("Symptom not found for author notePsychisme - courage | "
+                     "none\n"));
+  EXPECT_THAT(err,
+              HasSubstr("Remedy not found 1 Degree 2 Author Id 1 for symptom "
+                        "T\xeate - douleur\n"));
+  EXPECT_THAT(err, HasSubstr("Line 9 has more than 7 fields"));
+  EXPECT_THAT(err, HasSubstr("Note text of 4097 characters, more than 4096"));
+  EXPECT_THAT(err, HasSubstr("Line 11 is longer than 9999 characters"));
   EXPECT_EQ(Slurp("noteerr2.txt"), "Psychisme - peur|2|2|Different degree in "
                                    "note (4), replaced by (1)\n");
 

@@ -11,6 +11,7 @@
 #include "store/store.h"
 #include "test_folder.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -23,6 +24,8 @@
 namespace fs = std::filesystem;
 
 namespace {
+
+using ::testing::HasSubstr;
 
 // The entry numbers of the sample that are meant to fail, and the
 // operations of all of them.
@@ -167,9 +170,9 @@ TEST_F(RefsDemoTest, TheSampleLogsChangeWhatTheyNameAndNothingElse) {
     EXPECT_EQ(applied.count(number), refused.count(number) ? 0u : 1u)
         << "entry " << number;
   // The reference that leads nowhere is named above its block.
-  EXPECT_NE(err.find("Bad destination cross-references : Mind - anxiety "
-                     "(2fear - spiders)\n"),
-            std::string::npos);
+  EXPECT_THAT(err,
+              HasSubstr("Bad destination cross-references : Mind - anxiety "
+                        "(2fear - spiders)\n"));
   std::string err2012 = SlurpFile(demo_ / "log" / "sample2012.err");
   EXPECT_EQ(BlockNumbers(err2012), (std::set<int>{3})) << err2012;
 

@@ -226,10 +226,8 @@ TEST_F(OpsTest, AReferenceThatLeadsNowhereIsRefusedAndChangesNothing) {
   fclose(errors_);
   errors_ = nullptr;
   std::string err = Slurp("errors.txt");
-  EXPECT_NE(err.find("Bad destination cross-references : Mind - fear "
-                     "(2fright)\n"),
-            std::string::npos)
-      << err;
+  EXPECT_THAT(err, HasSubstr("Bad destination cross-references : Mind - fear "
+                             "(2fright)\n"));
   ExpectAllConsistent();
 }
 
@@ -463,18 +461,15 @@ TEST_F(OpsTest, VerifyTellsWhatTheseOperationsKeepInStep) {
   std::vector<std::string> faults = Verify();
   EXPECT_EQ(VerifyConcepts("rep", "cpt", CollectFault, &faults), 3);
   std::string all = Lines(faults);
-  EXPECT_NE(all.find("word1 'lonely': symptom 1.1 'fear' has the word in a "
-                     "synonym or reference, the index does not list it"),
-            std::string::npos)
-      << all;
-  EXPECT_NE(all.find("extrspt: symptom 1.1 direction 1 lists 9.9, which the "
-                     "repertory does not hold"),
-            std::string::npos)
-      << all;
-  EXPECT_NE(all.find("extrspt: 1.1 lists 5.1 in direction 1, the reverse "
-                     "link is missing"),
-            std::string::npos)
-      << all;
+  EXPECT_THAT(all,
+              HasSubstr("word1 'lonely': symptom 1.1 'fear' has the word in a "
+                        "synonym or reference, the index does not list it"));
+  EXPECT_THAT(all,
+              HasSubstr("extrspt: symptom 1.1 direction 1 lists 9.9, which the "
+                        "repertory does not hold"));
+  EXPECT_THAT(all,
+              HasSubstr("extrspt: 1.1 lists 5.1 in direction 1, the reverse "
+                        "link is missing"));
   EXPECT_EQ(faults.size(), 4u) << all;
   OpenTables();
 }

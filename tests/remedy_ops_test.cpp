@@ -261,8 +261,7 @@ TEST_F(RemedyTest, ExtractSplitsAtTwoHundredFortyNine) {
   // else.
   CloseTables();
   for (const std::string &fault : Verify())
-    EXPECT_NE(fault.find("which the symptom does not hold"), std::string::npos)
-        << fault;
+    EXPECT_THAT(fault, HasSubstr("which the symptom does not hold"));
 }
 
 TEST_F(RemedyTest, ChangeAndDeleteFindTheirEntryDeepInALongChain) {

@@ -306,8 +306,8 @@ TEST_F(SymptomOpsTest, SplitAndMerge) {
   EXPECT_EQ(Remedies(g.Num, g.Sub, &child),
             (std::vector<Rem>{{kAcon, kKent, 3}, {kBell, kBoer, 1}}));
   fflush(errors_);
-  EXPECT_NE(SlurpFile("errors.txt").find("Remedy: Bell.   Author: Kent"),
-            std::string::npos);
+  EXPECT_THAT(SlurpFile("errors.txt"),
+              HasSubstr("Remedy: Bell.   Author: Kent"));
   EXPECT_EQ(g.Sub, 2) << "first among the children";
   EXPECT_EQ(Faults(), "");
 
@@ -399,8 +399,7 @@ TEST_F(SymptomOpsTest, TheCheckRefusesClashesAndAddsMissingPaths) {
   ASSERT_TRUE(LogCheckSymptom(lost, ctx, true));
   const std::string heading = "Mind \x02 personal additions";
   EXPECT_TRUE(Exists(heading + " \x02 jealousy \x02 love"));
-  EXPECT_NE(std::string(lost->text).find(heading + " \x02 jealousy"),
-            std::string::npos);
+  EXPECT_THAT(std::string(lost->text), HasSubstr(heading + " \x02 jealousy"));
   ASSERT_EQ(LogDispatch(lost, ctx), 0);
   // Levels in alphabetical order below the heading, the heading not twice.
   for (const char *level : {"anger", "mania", "zeal", "kindness"}) {

@@ -7,11 +7,16 @@
 // collisions, and /AUTREM.
 #include "test_folder.h"
 
+#include <gmock/gmock.h>
+
 #include <cstdlib>
 #include <set>
 #include <sstream>
 
 namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 int Count(const std::string &text, const std::string &what) {
   int n = 0;
@@ -98,12 +103,10 @@ TEST_F(UpgradeDemo, TranslatedTransferTakesEveryEntryOrTellsWhyNot) {
   std::string err =
       Mantrel("/UPGRADEASSOC '..\\log\\whatever' salm2009 SALM2012 at0912e",
               "answer OK\nanswer OK\n");
-  EXPECT_NE(err.find("translated and transferred to Almanacum 2012"),
-            std::string::npos)
-      << err;
+  EXPECT_THAT(err, HasSubstr("translated and transferred to Almanacum 2012"));
 
   // The marker stood while the verb ran, and is gone.
-  EXPECT_NE(Slurp("atbackup.txt").find("running.log"), std::string::npos);
+  EXPECT_THAT(Slurp("atbackup.txt"), HasSubstr("running.log"));
   EXPECT_FALSE(fs::exists(Log("running.log")));
   for (const char *report : {"SALM2012.txt", "SALM2012.err", "SALM2012.rpt"})
     EXPECT_TRUE(fs::exists(Log(report))) << report;
@@ -139,15 +142,13 @@ TEST_F(UpgradeDemo, TranslatedTransferTakesEveryEntryOrTellsWhyNot) {
         // old texts alike over 59 characters, one longer than the field
         "anxiety \\u0002 waiting, when\\u0001Lyc.",
         "fear \\u0002 examination, before an\\u0001Sil."})
-    EXPECT_NE(own.find(words), std::string::npos) << words;
+    EXPECT_THAT(own, HasSubstr(words)) << words;
   // The entry on a pointer to two symptoms, and the one on a deleted
   // symptom with an id, are told.
   std::string errors = Slurp("demo/log/SALM2012.err");
-  EXPECT_NE(errors.find("points to several symptoms"), std::string::npos);
-  EXPECT_NE(errors.find("Symptom: Ear \x02 noises \x02 roaring"),
-            std::string::npos);
-  EXPECT_NE(Verify("..\\data\\salm2012\\").find("consistent"),
-            std::string::npos)
+  EXPECT_THAT(errors, HasSubstr("points to several symptoms"));
+  EXPECT_THAT(errors, HasSubstr("Symptom: Ear \x02 noises \x02 roaring"));
+  EXPECT_THAT(Verify("..\\data\\salm2012\\"), HasSubstr("consistent"))
       << Slurp("verify.txt");
 }
 
@@ -156,25 +157,21 @@ TEST_F(UpgradeDemo, PlainTransferAndResetNameTheirLogsAndReports) {
   // line's log is; its reports bear the new one.
   std::string err = Mantrel("/UPGRADE '..\\log\\elsewhere' SALM2009 SALM2012",
                             "answer OK\nanswer Cancel\n");
-  EXPECT_NE(err.find("will be transferred to Almanacum 2012"),
-            std::string::npos)
-      << err;
+  EXPECT_THAT(err, HasSubstr("will be transferred to Almanacum 2012"));
   EXPECT_TRUE(fs::exists(Log("SALM2012.err")));
   EXPECT_TRUE(fs::exists(Log("SALM2009.edt")));
   EXPECT_FALSE(fs::exists(Log("running.log")));
   // Without translation the renamed symptom without an id is not found.
   std::string errors = Slurp("demo/log/SALM2012.err");
-  EXPECT_NE(errors.find("Symptom: Mind \x02 forgetful"), std::string::npos);
-  EXPECT_EQ(Dump("rlog", "..\\log\\SALM2012").find("memory, weakness of"),
-            std::string::npos);
+  EXPECT_THAT(errors, HasSubstr("Symptom: Mind \x02 forgetful"));
+  EXPECT_THAT(Dump("rlog", "..\\log\\SALM2012"),
+              Not(HasSubstr("memory, weakness of")));
 
   // /UPGRADERESET replays a repertory's own log on it and keeps no copy.
   std::string before = Dump("rlog", "..\\log\\SALM2009");
   err = Mantrel("/UPGRADERESET '..\\log\\x' salm2009",
                 "answer OK\nanswer Cancel\n");
-  EXPECT_NE(err.find("Your log file will be run on Almanacum 2009"),
-            std::string::npos)
-      << err;
+  EXPECT_THAT(err, HasSubstr("Your log file will be run on Almanacum 2009"));
   EXPECT_TRUE(fs::exists(Log("SALM2009.rpt")) ||
               fs::exists(Log("SALM2009.err")));
   EXPECT_EQ(Dump("rlog", "..\\log\\SALM2009"), before);
@@ -183,18 +180,16 @@ TEST_F(UpgradeDemo, PlainTransferAndResetNameTheirLogsAndReports) {
 TEST_F(UpgradeDemo, CancelAndAnUnknownRepertoryRunNothing) {
   std::string err =
       Mantrel("/UPGRADEASSOC x SALM2009 SALM2012 y", "answer Cancel\n");
-  EXPECT_NE(err.find("Go on?"), std::string::npos) << err;
+  EXPECT_THAT(err, HasSubstr("Go on?"));
   EXPECT_FALSE(fs::exists(Log("SALM2012.err")));
   EXPECT_FALSE(fs::exists(Log("running.log")));
   err = Mantrel("/UPGRADE x SALM2009 SALM1999", "");
-  EXPECT_NE(err.find("SALM1999 is not in the catalogue"), std::string::npos)
-      << err;
+  EXPECT_THAT(err, HasSubstr("SALM1999 is not in the catalogue"));
   EXPECT_FALSE(fs::exists(Log("running.log")));
   // An edition the index has no line for: the run says so and stops.
   err = Mantrel("/UPGRADEASSOC x sample SALM2012 y",
                 "answer OK\nanswer Cancel\n");
-  EXPECT_NE(err.find("no line for these two repertories"), std::string::npos)
-      << err;
+  EXPECT_THAT(err, HasSubstr("no line for these two repertories"));
   EXPECT_FALSE(fs::exists(Log("SALM2012.dat")));
 }
 
@@ -205,14 +200,13 @@ TEST_F(UpgradeDemo, DialogStartWithAPlusAsksForTheRange) {
       Mantrel("", "select 5 1\nclick 1\nmenu 1040\nclick 11\nselect 5 0\n"
                   "click 1\nset 6 +..\\log\\salm2009.dat\nclick 1\n"
                   "text 60-65\nanswer 2\nexit\n");
-  EXPECT_NE(err.find("Range of log numbers"), std::string::npos) << err;
+  EXPECT_THAT(err, HasSubstr("Range of log numbers"));
   std::set<int> seen = EntryNumbers(Slurp("demo/log/SALM2009.edt"));
   std::set<int> refused = EntryNumbers(Slurp("demo/log/SALM2009.txt"));
   seen.insert(refused.begin(), refused.end());
   EXPECT_EQ(seen, (std::set<int>{60, 61, 62, 63, 64, 65}));
-  EXPECT_NE(
-      Dump("rlog", "..\\log\\SALM2012").find("questioned, when answering"),
-      std::string::npos);
+  EXPECT_THAT(Dump("rlog", "..\\log\\SALM2012"),
+              HasSubstr("questioned, when answering"));
 
   // Cancel at the range prompt: nothing runs.
   fs::remove(Log("SALM2009.edt"));
@@ -225,7 +219,7 @@ TEST_F(UpgradeDemo, DialogStartWithAPlusAsksForTheRange) {
 TEST_F(UpgradeDemo, UserDefinedListsAreWrittenEditedAndReadAgain) {
   // A first update writes the list of the 99 reserved remedies.
   std::string err = Mantrel("", "select 5 0\nclick 1\nmenu 1030\nexit\n");
-  EXPECT_NE(err.find("have been updated"), std::string::npos) << err;
+  EXPECT_THAT(err, HasSubstr("have been updated"));
   std::string list = Slurp("demo/system/rem_udef.lst");
   EXPECT_EQ(Count(list, "\n"), 99);
   std::istringstream lines(list);
@@ -245,20 +239,18 @@ TEST_F(UpgradeDemo, UserDefinedListsAreWrittenEditedAndReadAgain) {
   // The new abbreviation is cut to what a remedy holds; one that another
   // remedy has, and a key that names none, are told and passed over.
   std::string remed = Dump("remed", "..\\system\\remed");
-  EXPECT_NE(remed.find("\"Id\":3172,\"Attr1\":0"), std::string::npos) << remed;
-  EXPECT_NE(remed.find("\"Abbrev\":\"Orvix-urbana-ma\",\"Name\":\"Orvixia "
-                       "urbana\""),
-            std::string::npos);
-  EXPECT_NE(err.find("Sulph. is the abbreviation of record"), std::string::npos)
-      << err;
-  EXPECT_NE(err.find("no record is called no such remedy"), std::string::npos)
-      << err;
-  EXPECT_NE(remed.find("\"Abbrev\":\"rmd13\""), std::string::npos);
+  EXPECT_THAT(remed, HasSubstr("\"Id\":3172,\"Attr1\":0"));
+  EXPECT_THAT(remed,
+              HasSubstr("\"Abbrev\":\"Orvix-urbana-ma\",\"Name\":\"Orvixia "
+                        "urbana\""));
+  EXPECT_THAT(err, HasSubstr("Sulph. is the abbreviation of record"));
+  EXPECT_THAT(err, HasSubstr("no record is called no such remedy"));
+  EXPECT_THAT(remed, HasSubstr("\"Abbrev\":\"rmd13\""));
 
   // /AUTREM updates both lists and says nothing at the end.
   err = Mantrel("/AUTREM x y", "");
   EXPECT_TRUE(fs::exists(root_ / "demo" / "system" / "aut_udef.lst"));
-  EXPECT_EQ(err.find("have been updated"), std::string::npos) << err;
+  EXPECT_THAT(err, Not(HasSubstr("have been updated")));
 }
 
 TEST_F(UpgradeDemo, LoadFilesOfARunResolveCollisions) {
@@ -273,15 +265,14 @@ TEST_F(UpgradeDemo, LoadFilesOfARunResolveCollisions) {
   std::string remed = Dump("remed", "..\\system\\remed");
   // A published remedy keeps its id; the line's id is dropped.
   EXPECT_EQ(Count(remed, "\"Abbrev\":\"Sulph.\""), 1) << remed;
-  EXPECT_NE(remed.find("\"Name\":\"Sulphur of the user\""), std::string::npos);
+  EXPECT_THAT(remed, HasSubstr("\"Name\":\"Sulphur of the user\""));
   // A user-defined one keeps its record, marked with "_".
-  EXPECT_NE(remed.find("\"Abbrev\":\"rmd5_\""), std::string::npos);
-  EXPECT_NE(remed.find("\"Abbrev\":\"Orvix-n.\""), std::string::npos);
-  EXPECT_NE(err.find("the record 3165 is now called rmd5_"), std::string::npos)
-      << err;
+  EXPECT_THAT(remed, HasSubstr("\"Abbrev\":\"rmd5_\""));
+  EXPECT_THAT(remed, HasSubstr("\"Abbrev\":\"Orvix-n.\""));
+  EXPECT_THAT(err, HasSubstr("the record 3165 is now called rmd5_"));
   // Authors keep the capitals they are written with.
-  EXPECT_NE(Dump("author", "..\\system\\author").find("\"Abbrev\":\"Orvix\""),
-            std::string::npos);
+  EXPECT_THAT(Dump("author", "..\\system\\author"),
+              HasSubstr("\"Abbrev\":\"Orvix\""));
 }
 
 } // namespace
