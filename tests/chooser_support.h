@@ -87,9 +87,7 @@ inline Catalog StoredCatalogEntry(const char *path, int kind, uint16_t id) {
 
 // The text form of a real folder: backslashes, as the toolkit gives it.
 inline std::string TextForm(const fs::path &p) {
-  std::string s = fs::canonical(p).string();
-  std::replace(s.begin(), s.end(), '/', '\\');
-  return s;
+  return Backslashed(fs::canonical(p).string());
 }
 
 class InstallTest : public FolderTest {

@@ -32,11 +32,6 @@ std::string Lower(std::string s) {
   return s;
 }
 
-std::string Backslashed(std::string s) {
-  std::replace(s.begin(), s.end(), '/', '\\');
-  return s;
-}
-
 // Every catalogue record, by kind and id.
 std::map<std::pair<int, int>, Catalog> ReadCatalog(const fs::path &bin) {
   std::map<std::pair<int, int>, Catalog> out;

@@ -43,6 +43,13 @@ inline std::vector<std::string> TextLines(const std::string &text) {
   return out;
 }
 
+// A real path in the text form the program stores: backslashes for
+// slashes.
+inline std::string Backslashed(std::string path) {
+  std::replace(path.begin(), path.end(), '/', '\\');
+  return path;
+}
+
 // How often `part` stands in `text`, overlaps counted.
 inline size_t Occurrences(const std::string &text, const std::string &part) {
   size_t n = 0;
