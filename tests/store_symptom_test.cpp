@@ -40,21 +40,34 @@ protected:
     EXPECT_EQ(OrvixError, kErrEnd);
     return out;
   }
+  // The record of key 0 `num`.`sub`, found and so made current.
+  SymRec Found(uint32_t num, uint16_t sub) {
+    SymRec s = MakeSymptom(num, sub, 0, 0, "");
+    EXPECT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0)
+        << num << "." << sub;
+    return s;
+  }
+  void Reopen() {
+    ASSERT_EQ(DbCloseFile(h_), 0);
+    h_ = TblOpenSymptom("sym", 1, 1);
+    ASSERT_NE(h_, 0) << OrvixError;
+  }
   TblHandle h_ = 0;
 };
 
+// The tree's orders by key 0 (book order), 1 (siblings by text, bytewise:
+// capitals before small letters) and 4 (children after their parent's
+// siblings).
 using Texts = std::vector<std::string>;
+const Texts kBook = {"HEAD", "beta", "Alpha", "gamma", "delta", "MIND"};
+const Texts kByText = {"HEAD", "MIND", "Alpha", "beta", "delta", "gamma"};
+const Texts kByParent = {"HEAD", "MIND", "beta", "Alpha", "delta", "gamma"};
 
 TEST_F(SymptomTest, KeysGiveTheirOrders) {
-  EXPECT_EQ(Walk(0),
-            (Texts{"HEAD", "beta", "Alpha", "gamma", "delta", "MIND"}));
-  // Siblings by text, bytewise: capitals before small letters.
-  EXPECT_EQ(Walk(1),
-            (Texts{"HEAD", "MIND", "Alpha", "beta", "delta", "gamma"}));
-  EXPECT_EQ(Walk(4),
-            (Texts{"HEAD", "MIND", "beta", "Alpha", "delta", "gamma"}));
-  EXPECT_EQ(Walk(8),
-            (Texts{"HEAD", "beta", "Alpha", "gamma", "delta", "MIND"}));
+  EXPECT_EQ(Walk(0), kBook);
+  EXPECT_EQ(Walk(1), kByText);
+  EXPECT_EQ(Walk(4), kByParent);
+  EXPECT_EQ(Walk(8), kBook);
   // Key 2 with every Num2 at 0: equal keys in book order.
   EXPECT_EQ(Walk(2), Walk(0));
   EXPECT_EQ(DbCountEntries(h_), 6);
@@ -66,8 +79,7 @@ TEST_F(SymptomTest, KeysGiveTheirOrders) {
 }
 
 TEST_F(SymptomTest, EqualAndAtOrAfter) {
-  SymRec s = MakeSymptom(1, 2, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  SymRec s = Found(1, 2);
   EXPECT_STREQ(s.Text1, "Alpha");
   EXPECT_EQ(s.UniqueId, 12);
   s = MakeSymptom(1, 4, 0, 0, "");
@@ -166,16 +178,14 @@ TEST_F(SymptomTest, DuplicatePrimaryKeyIsRefused) {
   s = MakeSymptom(1, 9, 1, 0, "beta", 11);
   EXPECT_EQ(TblSaveSymptom(h_, &s, kSaveAdd), 0);
   // A replace may not take another record's key either.
-  s = MakeSymptom(2, 0, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  s = Found(2, 0);
   s.Sub = 0;
   s.Num = 3;
   EXPECT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), kErrDuplicate);
 }
 
 TEST_F(SymptomTest, StepAfterReplaceGoesOnFromTheNewPlace) {
-  SymRec s = MakeSymptom(1, 1, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  SymRec s = Found(1, 1);
   s.Num = 2;
   s.Sub = 5; // beta moves behind delta
   ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), 0);
@@ -187,32 +197,27 @@ TEST_F(SymptomTest, StepAfterReplaceGoesOnFromTheNewPlace) {
             (Texts{"HEAD", "Alpha", "gamma", "delta", "beta", "MIND"}));
   // Renumbering from the last down, as the inserts do it.
   for (uint16_t sub = 3; sub >= 2; --sub) {
-    s = MakeSymptom(1, sub, 0, 0, "");
-    ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+    s = Found(1, sub);
     s.Sub = static_cast<uint16_t>(sub + 1);
     ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), 0);
   }
-  s = MakeSymptom(1, 4, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  s = Found(1, 4);
   EXPECT_STREQ(s.Text1, "gamma");
 }
 
 TEST_F(SymptomTest, DeleteThenFindOldKeyGivesTheFollowingRecord) {
-  SymRec s = MakeSymptom(1, 2, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  SymRec s = Found(1, 2);
   ASSERT_EQ(TblDeleteSymptom(h_), 0);
   EXPECT_EQ(TblDeleteSymptom(h_), kErrNoCurrent);
   EXPECT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), kErrNoCurrent);
   ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindAtOrAfter), 0);
   EXPECT_STREQ(s.Text1, "gamma");
   // Stepping from a deleted record goes on from where it stood.
-  s = MakeSymptom(1, 3, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  s = Found(1, 3);
   ASSERT_EQ(TblDeleteSymptom(h_), 0);
   ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindNext), 0);
   EXPECT_STREQ(s.Text1, "delta");
-  s = MakeSymptom(2, 0, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  s = Found(2, 0);
   ASSERT_EQ(TblDeleteSymptom(h_), 0);
   ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindPrev), 0);
   EXPECT_STREQ(s.Text1, "beta");
@@ -272,11 +277,8 @@ TEST_F(SymptomTest, LongTextsAreCutAtTheirField) {
 }
 
 TEST_F(SymptomTest, SurvivesCloseAndIndexLoss) {
-  ASSERT_EQ(DbCloseFile(h_), 0);
-  h_ = TblOpenSymptom("sym", 1, 1);
-  ASSERT_NE(h_, 0) << OrvixError;
-  EXPECT_EQ(Walk(1),
-            (Texts{"HEAD", "MIND", "Alpha", "beta", "delta", "gamma"}));
+  ASSERT_NO_FATAL_FAILURE(Reopen());
+  EXPECT_EQ(Walk(1), kByText);
   SymRec s = MakeSymptom(7, 0, 0, 0, "late");
   ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveAdd), 0);
   ASSERT_EQ(DbCloseFile(h_), 0);
@@ -294,9 +296,7 @@ TEST_F(SymptomTest, SurvivesCloseAndIndexLoss) {
 TEST_F(SymptomTest, SnapshotKeysNotYetUsedAreWrittenBack) {
   // Keys come from the snapshot at their first use; a close after writes
   // that touched none of them (a resource, an id) must still keep them all.
-  ASSERT_EQ(DbCloseFile(h_), 0);
-  h_ = TblOpenSymptom("sym", 1, 1);
-  ASSERT_NE(h_, 0);
+  ASSERT_NO_FATAL_FAILURE(Reopen());
   Resource r{};
   r.Type = kResAlmanacumType;
   r.Id = kResAlmanacumId;
@@ -304,13 +304,9 @@ TEST_F(SymptomTest, SnapshotKeysNotYetUsedAreWrittenBack) {
   r.Text[0] = 'y';
   ASSERT_EQ(DbAddResource(h_, &r), 0);
   EXPECT_GT(TblGetNewSptId(h_, 0), 30);
-  ASSERT_EQ(DbCloseFile(h_), 0);
-  h_ = TblOpenSymptom("sym", 1, 1);
-  ASSERT_NE(h_, 0) << OrvixError;
-  EXPECT_EQ(Walk(1),
-            (Texts{"HEAD", "MIND", "Alpha", "beta", "delta", "gamma"}));
-  EXPECT_EQ(Walk(4),
-            (Texts{"HEAD", "MIND", "beta", "Alpha", "delta", "gamma"}));
+  ASSERT_NO_FATAL_FAILURE(Reopen());
+  EXPECT_EQ(Walk(1), kByText);
+  EXPECT_EQ(Walk(4), kByParent);
   SymRec s = MakeSymptom(0, 0, 1, 0, "GAMMA");
   EXPECT_EQ(TblFindFullSymptomByText(h_, &s, 1, kFindEqual), kErrEnd);
   s.ParentSub = 2;
@@ -341,8 +337,7 @@ TEST_F(SymptomTest, ClosesAppendToTheIndexAndKeepEveryOrderRight) {
   for (int round = 0; round < 40; ++round) {
     h_ = TblOpenSymptom("sym", 1, 1);
     ASSERT_NE(h_, 0) << "round " << round << ": " << OrvixError;
-    SymRec s = MakeSymptom(2, 0, 0, 0, "");
-    ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+    SymRec s = Found(2, 0);
     s.Level = static_cast<uint8_t>(round % 7);
     ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), 0);
     if (round % 4 == 3) {
@@ -373,8 +368,7 @@ TEST_F(SymptomTest, AnAppendCutShortLeavesAStaleIndex) {
   ASSERT_EQ(DbCloseFile(h_), 0);
   std::string before = Slurp("sym.idx");
   h_ = TblOpenSymptom("sym", 1, 1);
-  SymRec s = MakeSymptom(3, 0, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  SymRec s = Found(3, 0);
   s.Level = 9;
   ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), 0);
   ASSERT_EQ(DbCloseFile(h_), 0);
@@ -387,8 +381,7 @@ TEST_F(SymptomTest, AnAppendCutShortLeavesAStaleIndex) {
   ASSERT_EQ(TblRebuildSymptom("sym", 0, 1), 0);
   h_ = TblOpenSymptom("sym", 1, 1);
   ASSERT_NE(h_, 0);
-  s = MakeSymptom(3, 0, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  s = Found(3, 0);
   EXPECT_EQ(s.Level, 9) << "the save itself was in the data file";
 }
 
@@ -474,8 +467,7 @@ TEST_F(SymptomTest, HandlesShareTheTableAndKeepTheirCursors) {
 }
 
 TEST_F(SymptomTest, OpenWithoutIndexReadsInFileOrder) {
-  SymRec s = MakeSymptom(1, 1, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  SymRec s = Found(1, 1);
   StrCopy(s.Text2, "rewritten"); // a replace moves beta to the file's end
   ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), 0);
   ASSERT_EQ(DbCloseFile(h_), 0);
