@@ -46,25 +46,41 @@ inline Symptom MakeSymptom(uint32_t num, uint16_t sub, uint32_t pnum,
 
 // Remedies, or authors, by number and abbreviation, added to a table.
 using IdAbbrevs = std::initializer_list<std::pair<int, const char *>>;
-inline void AddRemedies(TblHandle h, IdAbbrevs rows) {
+template <typename Rec>
+inline void AddIdAbbrevs(TblHandle h, IdAbbrevs rows, void (*clear)(Rec *),
+                         int (*save)(TblHandle, Rec *, int)) {
   for (auto [id, abbrev] : rows) {
-    Remed r;
+    Rec r;
     r.CursorState = 0xff;
-    TblClearRemed(&r);
+    clear(&r);
     r.Id = static_cast<uint16_t>(id);
     StrCopy(r.Abbrev, abbrev);
-    ASSERT_EQ(TblSaveRemed(h, &r, kSaveAdd), 0) << abbrev;
+    ASSERT_EQ(save(h, &r, kSaveAdd), 0) << abbrev;
   }
 }
+inline void AddRemedies(TblHandle h, IdAbbrevs rows) {
+  AddIdAbbrevs<Remed>(h, rows, TblClearRemed, TblSaveRemed);
+}
 inline void AddAuthors(TblHandle h, IdAbbrevs rows) {
-  for (auto [id, abbrev] : rows) {
-    Author a;
-    a.CursorState = 0xff;
-    TblClearAuthor(&a);
-    a.Id = static_cast<uint16_t>(id);
-    StrCopy(a.Abbrev, abbrev);
-    ASSERT_EQ(TblSaveAuthor(h, &a, kSaveAdd), 0) << abbrev;
-  }
+  AddIdAbbrevs<Author>(h, rows, TblClearAuthor, TblSaveAuthor);
+}
+
+// Empty records of the chained-list families, as keys or to be filled.
+inline Extract BlankExtract(uint16_t remedy, uint8_t seq = 0) {
+  Extract x;
+  x.CursorState = 0xff;
+  TblClearExtract(&x);
+  x.RemedyId = remedy;
+  x.Seq = seq;
+  return x;
+}
+inline Word BlankWord(const char *text, uint8_t seq = 0) {
+  Word x;
+  x.CursorState = 0xff;
+  TblClearWord(&x);
+  StrCopy(x.Text, text);
+  x.Seq = seq;
+  return x;
 }
 
 // Runs `writer` in a child that tells what it has done as ints through the

@@ -42,10 +42,7 @@ protected:
   std::vector<Row> Chain(TblHandle h, const char *word) {
     std::vector<Row> rows;
     static Word rec;
-    rec.CursorState = 0xff;
-    TblClearWord(&rec);
-    StrCopy(rec.Text, word);
-    rec.Seq = 0;
+    rec = BlankWord(word);
     int r = TblFindFullWord(h, &rec, 0, kFindAtOrAfter, nullptr);
     while (r == 0 && OrvixError == 0 && strcmp(rec.Text, word) == 0) {
       for (int i = 0; i < ChainCountWord(rec); ++i)
@@ -134,10 +131,7 @@ TEST_F(WordIndexTest, TheEndOfRangeCoversTheSubtree) {
   EXPECT_EQ(Chain(w1_, "night"), (std::vector<Row>{{0, 20, 1, 20, 1}}));
   // The symptom is the current record again: a replace lands on it.
   static Symptom s;
-  s.CursorState = 0xff;
-  TblClearSymptom(&s);
-  s.Num = 20;
-  s.Sub = 1;
+  s = MakeSymptom(20, 1, 0, 0, "");
   ASSERT_EQ(TblFindFullSymptom(sym_, &s, 0, kFindEqual), 0);
   WordIndexAdd(sym_, w1_, w2_, "x", nullptr, 10, 0);
   TblClearSymptom(&s);
@@ -187,11 +181,7 @@ TEST_F(WordIndexTest, ASplitMovesTheRecordsBehindUpByOne) {
   EXPECT_EQ(rows.front(), (Row{0, 50, 2, 50, 2}));
   EXPECT_EQ(std::get<0>(rows[1]), 1);
   EXPECT_EQ(rows.back(), (Row{1, 60, 0, 60, 0}));
-  static Word rec;
-  rec.CursorState = 0xff;
-  TblClearWord(&rec);
-  StrCopy(rec.Text, "cough");
-  rec.Seq = 2;
+  Word rec = BlankWord("cough", 2);
   ASSERT_EQ(TblFindFullWord(w1_, &rec, 0, kFindEqual, nullptr), 0);
   EXPECT_EQ(ChainCountWord(rec), 0);
   for (size_t i = 1; i < rows.size(); ++i)
@@ -211,10 +201,7 @@ TEST_F(WordIndexTest, RemoveTakesOutTheEntryAtThePlaceAndDropsEmptyWords) {
   // and 10/3, at its place, goes.
   ASSERT_EQ(WordIndexRemove(w1_, 0, "fear", nullptr, 10, 2), 0);
   EXPECT_TRUE(Chain(w1_, "fear").empty());
-  static Word rec;
-  rec.CursorState = 0xff;
-  TblClearWord(&rec);
-  StrCopy(rec.Text, "fear");
+  Word rec = BlankWord("fear");
   bool found = TblFindFullWord(w1_, &rec, 0, kFindEqual, nullptr) == 0 &&
                OrvixError == 0;
   EXPECT_FALSE(found) << "an emptied first record is deleted";
@@ -238,10 +225,7 @@ TEST_F(WordIndexTest, AMissingWordEndsTheRemovalQuietly) {
 TEST_F(WordIndexTest, RenumberMovesTheEntryAndItsOwnEndOnly) {
   ASSERT_EQ(WordIndexAdd(0, w1_, 0, "vertigo", nullptr, 20, 4), 0);
   // Hand-made ends: one at the symptom itself, one of an ancestor's range.
-  static Word rec;
-  rec.CursorState = 0xff;
-  TblClearWord(&rec);
-  StrCopy(rec.Text, "vertigo");
+  Word rec = BlankWord("vertigo");
   ASSERT_EQ(TblFindFullWord(w1_, &rec, 0, kFindEqual, nullptr), 0);
   rec.Entries[1] = rec.Entries[0];
   rec.Entries[0] = WordEntry{20, 0, 20, kWordSubtreeEnd};
