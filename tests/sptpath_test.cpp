@@ -38,20 +38,17 @@ protected:
     ASSERT_EQ(TblSaveSymptom(h_, &rec, kSaveAdd), 0) << t1;
     TblFreeSymptomRemed(&rec);
   }
-  // Resolves and answers "num/sub", or "missing".
-  std::string Exact(int lang, const char *path) {
+  // Resolves exactly (or tolerantly) and answers "num/sub", or "missing".
+  std::string Exact(int lang, const char *path, bool exact = true) {
     uint32_t n = 0;
     uint16_t s = 0;
-    if (GetSptNumFromExactText(h_, lang, path, &n, &s) != 0)
+    if ((exact ? GetSptNumFromExactText : GetSptNumFromText)(h_, lang, path, &n,
+                                                             &s) != 0)
       return "missing";
     return std::to_string(n) + "/" + std::to_string(s);
   }
   std::string Loose(int lang, const char *path) {
-    uint32_t n = 0;
-    uint16_t s = 0;
-    if (GetSptNumFromText(h_, lang, path, &n, &s) != 0)
-      return "missing";
-    return std::to_string(n) + "/" + std::to_string(s);
+    return Exact(lang, path, false);
   }
   TblHandle h_ = 0;
 };

@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <initializer_list>
@@ -81,6 +83,18 @@ inline Word BlankWord(const char *text, uint8_t seq = 0) {
   StrCopy(x.Text, text);
   x.Seq = seq;
   return x;
+}
+
+// What `write` writes to the stream it is given.
+inline std::string Captured(const std::function<void(FILE *)> &write) {
+  char *buf = nullptr;
+  size_t len = 0;
+  FILE *out = open_memstream(&buf, &len);
+  write(out);
+  fclose(out);
+  std::string s(buf, len);
+  free(buf);
+  return s;
 }
 
 // Runs `writer` in a child that tells what it has done as ints through the

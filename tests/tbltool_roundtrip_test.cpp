@@ -346,14 +346,9 @@ protected:
     return err;
   }
   std::string Dump(const char *kind, const char *path, int *err) {
-    char *buf = nullptr;
-    size_t len = 0;
-    FILE *out = open_memstream(&buf, &len);
-    *err = TjDump(TjFindFamily(kind), path, out, nullptr);
-    fclose(out);
-    std::string s(buf, len);
-    free(buf);
-    return s;
+    return Captured([&](FILE *out) {
+      *err = TjDump(TjFindFamily(kind), path, out, nullptr);
+    });
   }
   static std::string Join(const std::vector<json> &lines) {
     std::string s;
