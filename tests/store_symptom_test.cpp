@@ -47,6 +47,13 @@ protected:
         << num << "." << sub;
     return s;
   }
+  // Finds by `key` and `mode` (by text, ignoring case) from `s` and answers
+  // the text of the record found, or the error.
+  std::string Step(Symptom &s, int key, int mode, bool byText = false) {
+    int rc = (byText ? TblFindFullSymptomByText
+                     : TblFindFullSymptom)(h_, &s, key, mode);
+    return rc == 0 ? s.Text1 : "error " + std::to_string(rc);
+  }
   void Reopen() {
     ASSERT_EQ(DbCloseFile(h_), 0);
     h_ = TblOpenSymptom("sym", 1, 1);
@@ -72,10 +79,8 @@ TEST_F(SymptomTest, KeysGiveTheirOrders) {
   EXPECT_EQ(Walk(2), Walk(0));
   EXPECT_EQ(DbCountEntries(h_), 6);
   SymRec s = MakeSymptom(0, 0, 0, 0, "");
-  EXPECT_EQ(TblFindFullSymptom(h_, &s, 0, kFindLast), 0);
-  EXPECT_STREQ(s.Text1, "MIND");
-  EXPECT_EQ(TblFindFullSymptom(h_, &s, 0, kFindPrev), 0);
-  EXPECT_STREQ(s.Text1, "delta");
+  EXPECT_EQ(Step(s, 0, kFindLast), "MIND");
+  EXPECT_EQ(Step(s, 0, kFindPrev), "delta");
 }
 
 TEST_F(SymptomTest, EqualAndAtOrAfter) {
@@ -84,8 +89,7 @@ TEST_F(SymptomTest, EqualAndAtOrAfter) {
   EXPECT_EQ(s.UniqueId, 12);
   s = MakeSymptom(1, 4, 0, 0, "");
   EXPECT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), kErrEnd);
-  EXPECT_EQ(TblFindFullSymptom(h_, &s, 0, kFindAtOrAfter), 0);
-  EXPECT_STREQ(s.Text1, "delta");
+  EXPECT_EQ(Step(s, 0, kFindAtOrAfter), "delta");
   s = MakeSymptom(9, 0, 0, 0, "");
   EXPECT_EQ(TblFindFullSymptom(h_, &s, 0, kFindAtOrAfter), kErrEnd);
   s.UniqueId = 13;
@@ -110,35 +114,27 @@ TEST_F(SymptomTest, FailedFindLeavesTheRecordAlone) {
   EXPECT_EQ(OrvixError, kErrEnd);
   EXPECT_EQ(memcmp(&s, &before, sizeof s), 0);
   // The position stays: the next record follows the first.
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindNext), 0);
-  EXPECT_STREQ(s.Text1, "beta");
+  EXPECT_EQ(Step(s, 0, kFindNext), "beta");
 }
 
 TEST_F(SymptomTest, FindByOneKeyStepByAnother) {
   SymRec s = MakeSymptom(1, 0, 1, 0, "Alpha");
   ASSERT_EQ(TblFindFullSymptom(h_, &s, 1, kFindEqual), 0);
   EXPECT_EQ(s.Sub, 2);
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindNext), 0);
-  EXPECT_STREQ(s.Text1, "gamma");
+  EXPECT_EQ(Step(s, 0, kFindNext), "gamma");
   // In key 4, gamma (child of 1.2) follows delta (last child of 1.0).
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 4, kFindPrev), 0);
-  EXPECT_STREQ(s.Text1, "delta");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 1, kFindPrev), 0);
-  EXPECT_STREQ(s.Text1, "beta");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 2, kFindNext), 0);
-  EXPECT_STREQ(s.Text1, "Alpha");
+  EXPECT_EQ(Step(s, 4, kFindPrev), "delta");
+  EXPECT_EQ(Step(s, 1, kFindPrev), "beta");
+  EXPECT_EQ(Step(s, 2, kFindNext), "Alpha");
 }
 
 TEST_F(SymptomTest, FirstChildByKey4WithEmptyText) {
   SymRec s = MakeSymptom(77, 7, 1, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 4, kFindAtOrAfter), 0);
-  EXPECT_STREQ(s.Text1, "beta");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 4, kFindNext), 0);
-  EXPECT_STREQ(s.Text1, "Alpha");
+  EXPECT_EQ(Step(s, 4, kFindAtOrAfter), "beta");
+  EXPECT_EQ(Step(s, 4, kFindNext), "Alpha");
   // The parent's own numbers in the child fields find the same child.
   s = MakeSymptom(1, 0, 1, 0, "x");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 4, kFindAtOrAfter), 0);
-  EXPECT_STREQ(s.Text1, "beta");
+  EXPECT_EQ(Step(s, 4, kFindAtOrAfter), "beta");
   // A childless symptom: the search runs into the next parent's children.
   s = MakeSymptom(0, 0, 1, 1, "");
   ASSERT_EQ(TblFindFullSymptom(h_, &s, 4, kFindAtOrAfter), 0);
@@ -147,11 +143,9 @@ TEST_F(SymptomTest, FirstChildByKey4WithEmptyText) {
 
 TEST_F(SymptomTest, ByTextIgnoresCase) {
   SymRec s = MakeSymptom(0, 0, 1, 0, "ALPHA");
-  ASSERT_EQ(TblFindFullSymptomByText(h_, &s, 1, kFindEqual), 0);
-  EXPECT_STREQ(s.Text1, "Alpha");
+  EXPECT_EQ(Step(s, 1, kFindEqual, true), "Alpha");
   s = MakeSymptom(0, 0, 1, 0, "BET");
-  ASSERT_EQ(TblFindFullSymptomByText(h_, &s, 1, kFindAtOrAfter), 0);
-  EXPECT_STREQ(s.Text1, "beta");
+  EXPECT_EQ(Step(s, 1, kFindAtOrAfter, true), "beta");
   SymRec e = MakeSymptom(4, 0, 1, 0, "\xe9t\xe9"); // été
   ASSERT_EQ(TblSaveSymptom(h_, &e, kSaveAdd), 0);
   s = MakeSymptom(0, 0, 1, 0, "\xc9T\xc9"); // ÉTÉ
@@ -189,10 +183,8 @@ TEST_F(SymptomTest, StepAfterReplaceGoesOnFromTheNewPlace) {
   s.Num = 2;
   s.Sub = 5; // beta moves behind delta
   ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), 0);
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindNext), 0);
-  EXPECT_STREQ(s.Text1, "MIND");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindPrev), 0);
-  EXPECT_STREQ(s.Text1, "beta");
+  EXPECT_EQ(Step(s, 0, kFindNext), "MIND");
+  EXPECT_EQ(Step(s, 0, kFindPrev), "beta");
   EXPECT_EQ(Walk(0),
             (Texts{"HEAD", "Alpha", "gamma", "delta", "beta", "MIND"}));
   // Renumbering from the last down, as the inserts do it.
@@ -210,17 +202,14 @@ TEST_F(SymptomTest, DeleteThenFindOldKeyGivesTheFollowingRecord) {
   ASSERT_EQ(TblDeleteSymptom(h_), 0);
   EXPECT_EQ(TblDeleteSymptom(h_), kErrNoCurrent);
   EXPECT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), kErrNoCurrent);
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindAtOrAfter), 0);
-  EXPECT_STREQ(s.Text1, "gamma");
+  EXPECT_EQ(Step(s, 0, kFindAtOrAfter), "gamma");
   // Stepping from a deleted record goes on from where it stood.
   s = Found(1, 3);
   ASSERT_EQ(TblDeleteSymptom(h_), 0);
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindNext), 0);
-  EXPECT_STREQ(s.Text1, "delta");
+  EXPECT_EQ(Step(s, 0, kFindNext), "delta");
   s = Found(2, 0);
   ASSERT_EQ(TblDeleteSymptom(h_), 0);
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindPrev), 0);
-  EXPECT_STREQ(s.Text1, "beta");
+  EXPECT_EQ(Step(s, 0, kFindPrev), "beta");
   EXPECT_EQ(DbCountEntries(h_), 3);
 }
 
@@ -458,8 +447,7 @@ TEST_F(SymptomTest, HandlesShareTheTableAndKeepTheirCursors) {
   ASSERT_EQ(TblFindFullSymptom(g, &n, 0, kFindEqual), 0);
   StrCopy(n.Text1, "BETA changed");
   ASSERT_EQ(TblSaveSymptom(g, &n, kSaveReplace), 0);
-  ASSERT_EQ(TblFindFullSymptom(h_, &a, 0, kFindEqual), 0);
-  EXPECT_STREQ(a.Text1, "BETA changed");
+  EXPECT_EQ(Step(a, 0, kFindEqual), "BETA changed");
   ASSERT_EQ(DbCloseFile(g), 0);
   EXPECT_EQ(DbCloseFile(g), kErrNotOpen);
   ASSERT_EQ(TblFindFullSymptom(h_, &a, 0, kFindNext), 0); // still open
