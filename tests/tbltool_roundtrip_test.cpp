@@ -461,10 +461,9 @@ TEST_F(TbltoolRoundTrip, StoredRecordsHoldWhatTheLinesSay) {
 
 // A line that is wrong in any way stops the load before anything exists.
 TEST_F(TbltoolRoundTrip, FaultyLinesAreRefusedWithTheirNumber) {
-  const std::string good = R"({"Num":1,"Sub":0,"Text1":"Geist"})"
-                           "\n"
-                           R"({"Num":1,"Sub":1,"ParentNum":1,"Text1":"Angst"})"
-                           "\n";
+  const std::string good = R"({"Num":1,"Sub":0,"Text1":"Geist"}
+{"Num":1,"Sub":1,"ParentNum":1,"Text1":"Angst"}
+)";
   struct Bad {
     std::string line;
     const char *says;
@@ -513,30 +512,18 @@ TEST_F(TbltoolRoundTrip, FaultyLinesAreRefusedWithTheirNumber) {
 // and a table that exists is never overwritten.
 TEST_F(TbltoolRoundTrip, StoreRefusalsAndExistingTablesLeaveNothingChanged) {
   std::string why;
-  EXPECT_EQ(Load("remed", "remed",
-                 R"({"Id":1,"Abbrev":"acon."})"
-                 "\n"
-                 R"({"Id":2})"
-                 "\n"
-                 R"({"Id":1,"Abbrev":"bell."})"
-                 "\n",
-                 &why),
-            kErrDuplicate);
+  const char *clash = R"({"Id":1,"Abbrev":"acon."}
+{"Id":2}
+{"Id":1,"Abbrev":"bell."}
+)";
+  EXPECT_EQ(Load("remed", "remed", clash, &why), kErrDuplicate);
   EXPECT_NE(why.find("line 3:"), std::string::npos) << why;
   EXPECT_TRUE(std::filesystem::is_empty(root_)) << why;
 
   // Blank lines are passed over but still counted.
-  ASSERT_EQ(Load("remed", "remed",
-                 "\n"
-                 R"({"Id":1,"Abbrev":"acon."})"
-                 "\n\n"),
-            0);
+  ASSERT_EQ(Load("remed", "remed", "\n{\"Id\":1,\"Abbrev\":\"acon.\"}\n\n"), 0);
   std::string before = Slurp("remed.dat");
-  EXPECT_EQ(Load("remed", "REMED",
-                 R"({"Id":2})"
-                 "\n",
-                 &why),
-            kErrExists);
+  EXPECT_EQ(Load("remed", "REMED", "{\"Id\":2}\n", &why), kErrExists);
   EXPECT_EQ(Slurp("remed.dat"), before);
   EXPECT_EQ(Load("remed", "remed2", "\n\n{\"Id\":", &why), kErrBadArg);
   EXPECT_NE(why.find("line 3:"), std::string::npos) << why;
