@@ -616,6 +616,17 @@ bool FrameChecked(const Table &t, uint64_t off) {
   return rid < t.checked.size() && t.checked[rid] == off;
 }
 
+// A read of record `rid` waits for its slot, then its frame's head, then
+// the memory of its check (and a peek for its summary): arrays apart, each a
+// likely cache miss in a large table. Asking for the last two as soon as
+// the record is known lets the misses overlap.
+void AskForRecordState(const Table &t, uint32_t rid) {
+  if (rid < t.checked.size())
+    __builtin_prefetch(&t.checked[rid]);
+  if (rid < t.summaries.size())
+    __builtin_prefetch(&t.summaries[rid]);
+}
+
 void MarkChecked(const Table &t, uint32_t rid, uint64_t off) {
   if (rid == 0 || rid >= t.slots.size())
     return;
@@ -2362,10 +2373,7 @@ int EngineFind(TblHandle h, const StoreFamily &fam, void *rec, int key,
   // The record becomes current even when it cannot be read, so that a scan
   // can step past a damaged record; the caller's record is left alone then.
   uint32_t rid = IdxAt(ix, pos).rid;
-  // The read below waits for the slot, then the frame's head, then the
-  // memory of its check: ask for the last now, while the others come in.
-  if (rid < t.checked.size())
-    __builtin_prefetch(&t.checked[rid]);
+  AskForRecordState(t, rid);
   hd->cur = rid;
   hd->curOff = t.slots[rid];
   hd->posOrder = order;
@@ -2400,12 +2408,7 @@ int EnginePeekEntries(TblHandle h, const StoreFamily &fam, const void *probe,
   if (!IdxValid(ix, pos) || !EntryStartsWith(t, 0, IdxAt(ix, pos), buf, n))
     return Fail(kErrEnd);
   uint32_t rid = IdxAt(ix, pos).rid;
-  // The slot, the summary and the memory of a check lie in three arrays,
-  // each a likely cache miss in a large table: ask for all three at once.
-  if (rid < t.summaries.size())
-    __builtin_prefetch(&t.summaries[rid]);
-  if (rid < t.checked.size())
-    __builtin_prefetch(&t.checked[rid]);
+  AskForRecordState(t, rid);
   uint64_t off = t.slots[rid];
   size_t es = SummaryEntrySize(fam);
   if (es > 0 && rid < t.summaries.size() && t.summaries[rid].off == off) {

@@ -11,6 +11,7 @@
 // then the bytes written there.
 #include "fuzz_support.h"
 #include "platform/strutil.h"
+#include "store/codec.h"
 #include "store/crc.h"
 #include "store/store.h"
 
@@ -62,7 +63,7 @@ void PutLe32(std::string &b, size_t at, uint32_t v) {
 void MendChecksums(std::string &idx) {
   if (idx.size() < 512)
     return;
-  const int sections = 1 + 8 + 1;
+  const int sections = 1 + kStoreMaxSlots + 1;
   for (int i = 0; i < sections; ++i) {
     size_t d = 96 + 16 * static_cast<size_t>(i);
     uint64_t off;
