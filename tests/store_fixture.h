@@ -46,6 +46,19 @@ inline Symptom MakeSymptom(uint32_t num, uint16_t sub, uint32_t pnum,
   return s;
 }
 
+// Adds a symptom of this place and level, with its texts in both languages
+// and its first synonym, and no remedies.
+inline void SaveSymptom(TblHandle h, uint32_t num, uint16_t sub, uint32_t pnum,
+                        uint16_t psub, uint8_t level, const char *text1,
+                        const char *text2 = "", const char *synonym1 = "") {
+  Symptom s = MakeSymptom(num, sub, pnum, psub, text1);
+  s.Level = level;
+  StrCopy(s.Text2, text2);
+  StrCopy(s.Synonym1, synonym1);
+  ASSERT_EQ(TblSaveSymptom(h, &s, kSaveAdd), 0) << text1;
+  TblFreeSymptomRemed(&s);
+}
+
 // Remedies, or authors, by number and abbreviation, added to a table.
 using IdAbbrevs = std::initializer_list<std::pair<int, const char *>>;
 template <typename Rec>

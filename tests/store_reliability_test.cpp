@@ -408,9 +408,7 @@ TEST_F(StoreTest, VirtualCloseGivesDescriptorsBack) {
   ASSERT_EQ(DbInitialize(50, 10, 4, "A-Mantrel", "", 0), 0);
   std::vector<TblHandle> hs;
   for (int i = 0; i < 4; ++i) {
-    char path[16];
-    StrFormat(path, "t%d", i);
-    hs.push_back(TblCreateAuthor(path, 1, 1));
+    hs.push_back(TblCreateAuthor(("t" + std::to_string(i)).c_str(), 1, 1));
     ASSERT_NE(hs.back(), 0);
     Author a{};
     a.Id = static_cast<uint16_t>(i);
@@ -437,9 +435,7 @@ TEST_F(StoreTest, VirtualCloseGivesDescriptorsBack) {
   int base = OpenDescriptors();
   hs.clear();
   for (int i = 0; i < 4; ++i) {
-    char path[16];
-    StrFormat(path, "t%d", i);
-    hs.push_back(TblOpenAuthor(path, 1, 1));
+    hs.push_back(TblOpenAuthor(("t" + std::to_string(i)).c_str(), 1, 1));
     ASSERT_NE(hs.back(), 0);
     Author a{};
     a.Id = 50;

@@ -51,21 +51,21 @@ protected:
     // The new edition.
     sym_ = TblCreateSymptom("symptom", 1, 1);
     ASSERT_NE(sym_, 0);
-    AddSymptom(1, 0, 0, 0, 1, "Mind");
-    AddSymptom(1, 1, 1, 0, 2, "anxiety");
-    AddSymptom(1, 2, 1, 0, 2, "delusions");
-    AddSymptom(1, 3, 1, 2, 3, "jealousy");
-    AddSymptom(1, 4, 1, 0, 2, "forgetfulness", "1Mind - memory");
-    AddSymptom(1, 5, 1, 0, 2, "memory");
-    AddSymptom(1, 6, 1, 0, 2, "fear");
-    AddSymptom(1, 7, 1, 0, 2, "gone", "2vanished");
-    AddSymptom(2, 0, 0, 0, 1, "Sleep");
-    AddSymptom(2, 1, 2, 0, 2, "sleepiness", "2dreams / 2yawning");
-    AddSymptom(3, 0, 0, 0, 1, "Vertigo");
-    AddSymptom(3, 1, 3, 0, 2, "vertigo");
-    AddSymptom(3, 2, 3, 1, 3, "closing the eyes");
-    AddSymptom(3, 3, 3, 1, 3, "heights, on");
-    AddSymptom(3, 4, 3, 0, 2, "turning");
+    SaveSymptom(sym_, 1, 0, 0, 0, 1, "Mind");
+    SaveSymptom(sym_, 1, 1, 1, 0, 2, "anxiety");
+    SaveSymptom(sym_, 1, 2, 1, 0, 2, "delusions");
+    SaveSymptom(sym_, 1, 3, 1, 2, 3, "jealousy");
+    SaveSymptom(sym_, 1, 4, 1, 0, 2, "forgetfulness", "", "1Mind - memory");
+    SaveSymptom(sym_, 1, 5, 1, 0, 2, "memory");
+    SaveSymptom(sym_, 1, 6, 1, 0, 2, "fear");
+    SaveSymptom(sym_, 1, 7, 1, 0, 2, "gone", "", "2vanished");
+    SaveSymptom(sym_, 2, 0, 0, 0, 1, "Sleep");
+    SaveSymptom(sym_, 2, 1, 2, 0, 2, "sleepiness", "", "2dreams / 2yawning");
+    SaveSymptom(sym_, 3, 0, 0, 0, 1, "Vertigo");
+    SaveSymptom(sym_, 3, 1, 3, 0, 2, "vertigo");
+    SaveSymptom(sym_, 3, 2, 3, 1, 3, "closing the eyes");
+    SaveSymptom(sym_, 3, 3, 3, 1, 3, "heights, on");
+    SaveSymptom(sym_, 3, 4, 3, 0, 2, "turning");
 
     remed_ = TblCreateRemed("remed", 1, 1);
     author_ = TblCreateAuthor("author", 1, 1);
@@ -98,14 +98,6 @@ protected:
     StrCopy(rec.Text, text);
     StrCopy(rec.NewPath, newPath);
     ASSERT_EQ(TblSaveAt(at_, &rec, kSaveAdd), 0) << text;
-  }
-  void AddSymptom(uint32_t n, uint16_t s, uint32_t pn, uint16_t ps,
-                  uint8_t level, const char *text, const char *syn = "") {
-    Symptom rec = MakeSymptom(n, s, pn, ps, text);
-    rec.Level = level;
-    StrCopy(rec.Synonym1, syn);
-    ASSERT_EQ(TblSaveSymptom(sym_, &rec, kSaveAdd), 0) << text;
-    TblFreeSymptomRemed(&rec);
   }
   // The entry's text after translation, its fields divided by "|", and the
   // answer.

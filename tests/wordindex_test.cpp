@@ -62,16 +62,6 @@ protected:
         &out);
     return out;
   }
-  void AddSymptom(uint32_t num, uint16_t sub, uint32_t pnum, uint16_t psub,
-                  uint8_t level, const char *text) {
-    static Symptom s;
-    s = MakeSymptom(num, sub, pnum, psub, text);
-    s.Level = level;
-    s.Remedies = TblAllocSymptomRemed(1);
-    EXPECT_EQ(TblSaveSymptom(sym_, &s, kSaveAdd), 0) << OrvixError;
-    TblFreeSymptomRemed(&s);
-  }
-
   TblHandle w1_ = 0, w2_ = 0, sym_ = 0;
 };
 
@@ -112,10 +102,10 @@ TEST_F(WordIndexTest, TheEndOfRangeCoversTheSubtree) {
   ASSERT_NE(sym_, 0);
   // Mind (10/0) with anxiety (20/0, a child at 20/1) and fear (30/0),
   // which has no child and no next sibling.
-  AddSymptom(10, 0, 0, 0, 1, "Mind");
-  AddSymptom(20, 0, 10, 0, 2, "anxiety");
-  AddSymptom(20, 1, 20, 0, 3, "night");
-  AddSymptom(30, 0, 10, 0, 2, "fear");
+  SaveSymptom(sym_, 10, 0, 0, 0, 1, "Mind");
+  SaveSymptom(sym_, 20, 0, 10, 0, 2, "anxiety");
+  SaveSymptom(sym_, 20, 1, 20, 0, 3, "night");
+  SaveSymptom(sym_, 30, 0, 10, 0, 2, "fear");
   ASSERT_EQ(WordIndexAdd(sym_, w1_, w2_, "anxiety", nullptr, 20, 0), 0);
   ASSERT_EQ(WordIndexAdd(sym_, w1_, w2_, "fear", nullptr, 30, 0), 0);
   ASSERT_EQ(WordIndexAdd(sym_, w1_, w2_, "mind", nullptr, 10, 0), 0);
