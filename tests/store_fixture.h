@@ -59,6 +59,15 @@ inline void SaveSymptom(TblHandle h, uint32_t num, uint16_t sub, uint32_t pnum,
   TblFreeSymptomRemed(&s);
 }
 
+// A resource of this type and id holding `text`.
+inline Resource MakeResource(uint32_t type, uint32_t id, const char *text) {
+  Resource r{};
+  r.Type = type;
+  r.Id = id;
+  r.Length = static_cast<uint32_t>(StrCopy(r.Text, text));
+  return r;
+}
+
 // Remedies, or authors, by number and abbreviation, added to a table.
 using IdAbbrevs = std::initializer_list<std::pair<int, const char *>>;
 template <typename Rec>

@@ -481,11 +481,7 @@ TEST_F(StoreTest, ARebuildOfACompactFileWritesOnlyTheIndex) {
     Symptom s = MakeSymptom(1 + i / 100, i % 100, 0, 0, "Angst", i + 1);
     ASSERT_EQ(TblSaveSymptom(h, &s, kSaveAdd), 0);
   }
-  Resource r{};
-  r.Type = 7;
-  r.Id = 1;
-  r.Length = 3;
-  memcpy(r.Text, "abc", 3);
+  Resource r = MakeResource(7, 1, "abc");
   ASSERT_EQ(DbAddResource(h, &r), 0);
   ASSERT_GT(TblGetNewSptId(h, 0), 300);
   ASSERT_EQ(DbCloseFile(h), 0);

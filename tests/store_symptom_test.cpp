@@ -286,11 +286,7 @@ TEST_F(SymptomTest, SnapshotKeysNotYetUsedAreWrittenBack) {
   // Keys come from the snapshot at their first use; a close after writes
   // that touched none of them (a resource, an id) must still keep them all.
   ASSERT_NO_FATAL_FAILURE(Reopen());
-  Resource r{};
-  r.Type = kResAlmanacumType;
-  r.Id = kResAlmanacumId;
-  r.Length = 1;
-  r.Text[0] = 'y';
+  Resource r = MakeResource(kResAlmanacumType, kResAlmanacumId, "y");
   ASSERT_EQ(DbAddResource(h_, &r), 0);
   EXPECT_GT(TblGetNewSptId(h_, 0), 30);
   ASSERT_NO_FATAL_FAILURE(Reopen());
@@ -399,9 +395,7 @@ TEST_F(SymptomTest, NewIdsRiseAndPersist) {
 }
 
 TEST_F(SymptomTest, Resources) {
-  Resource r{};
-  r.Type = kResAddedType;
-  r.Id = kResAddedId;
+  Resource r = MakeResource(kResAddedType, kResAddedId, "");
   EXPECT_EQ(DbGetResource(h_, &r, &r, 2), kErrEnd);
   EXPECT_EQ(DbUpdateResource(h_, &r), kErrEnd);
   r.Length = static_cast<uint32_t>(StrCopy(r.Text, "1"));
@@ -409,19 +403,13 @@ TEST_F(SymptomTest, Resources) {
   EXPECT_EQ(DbAddResource(h_, &r), kErrDuplicate);
   r.Length = static_cast<uint32_t>(StrCopy(r.Text, "42"));
   ASSERT_EQ(DbUpdateResource(h_, &r), 0);
-  Resource kind{};
-  kind.Type = kResRepKindType;
-  kind.Id = kResRepKindId;
-  kind.Length = 1;
-  kind.Text[0] = '3';
+  Resource kind = MakeResource(kResRepKindType, kResRepKindId, "3");
   ASSERT_EQ(DbAddResource(h_, &kind), 0);
   ASSERT_EQ(DbCloseFile(h_), 0);
   ASSERT_EQ(TblRebuildSymptom("sym", 0, 1), 0);
   h_ = TblOpenSymptom("sym", 1, 1);
-  Resource got{};
-  memset(got.Text, 'z', sizeof got.Text);
-  got.Type = kResAddedType;
-  got.Id = kResAddedId;
+  Resource got = MakeResource(kResAddedType, kResAddedId, "");
+  memset(got.Text, 'z', sizeof got.Text); // a read must end the text
   ASSERT_EQ(DbGetResource(h_, &got, &got, 2), 0);
   EXPECT_EQ(got.Length, 2u);
   EXPECT_STREQ(got.Text, "42");

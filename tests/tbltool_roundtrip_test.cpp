@@ -420,9 +420,7 @@ TEST_F(TbltoolRoundTrip, StoredRecordsHoldWhatTheLinesSay) {
   EXPECT_EQ(n, 300);
   EXPECT_EQ(s.Remedies[1].AuthorId, 0x8001);
   EXPECT_EQ(s.Remedies[299].RemedyId, 3299);
-  Resource r{};
-  r.Type = kResRepKindType;
-  r.Id = kResRepKindId;
+  Resource r = MakeResource(kResRepKindType, kResRepKindId, "");
   ASSERT_EQ(DbGetResource(h, &r, &r, 2), 0);
   EXPECT_EQ(std::string(r.Text, r.Length), "3");
   TblFreeSymptomRemed(&s);
