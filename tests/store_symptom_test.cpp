@@ -268,8 +268,7 @@ TEST_F(SymptomTest, LongTextsAreCutAtTheirField) {
 TEST_F(SymptomTest, SurvivesCloseAndIndexLoss) {
   ASSERT_NO_FATAL_FAILURE(Reopen());
   EXPECT_EQ(Walk(1), kByText);
-  SymRec s = MakeSymptom(7, 0, 0, 0, "late");
-  ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveAdd), 0);
+  SaveSymptom(h_, 7, 0, 0, 0, 0, "late");
   ASSERT_EQ(DbCloseFile(h_), 0);
 
   std::filesystem::remove(root_ / "sym.idx");
@@ -302,8 +301,7 @@ TEST_F(SymptomTest, StaleIndexIsRefused) {
   ASSERT_EQ(DbCloseFile(h_), 0);
   std::string oldIdx = Slurp("sym.idx");
   h_ = TblOpenSymptom("sym", 1, 1);
-  SymRec s = MakeSymptom(7, 0, 0, 0, "late");
-  ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveAdd), 0);
+  SaveSymptom(h_, 7, 0, 0, 0, 0, "late");
   ASSERT_EQ(DbCloseFile(h_), 0);
   Spit("sym.idx", oldIdx); // the snapshot from before the save
   h_ = TblOpenSymptom("sym", 1, 1);
@@ -452,8 +450,7 @@ TEST_F(SymptomTest, OpenWithoutIndexReadsInFileOrder) {
   ASSERT_NE(h_, 0) << OrvixError;
   EXPECT_EQ(Walk(0),
             (Texts{"HEAD", "Alpha", "gamma", "delta", "MIND", "beta"}));
-  SymRec add = MakeSymptom(0, 5, 0, 0, "first in book order");
-  ASSERT_EQ(TblSaveSymptom(h_, &add, kSaveAdd), 0);
+  SaveSymptom(h_, 0, 5, 0, 0, 0, "first in book order");
   EXPECT_EQ(Walk(0).back(), "first in book order");
   ASSERT_EQ(DbCloseFile(h_), 0);
   ASSERT_EQ(TblRebuildSymptom("sym", 0, 1), 0);

@@ -17,6 +17,8 @@
 
 namespace {
 
+using Strings = std::vector<std::string>;
+
 class WordIndexTest : public StoreTest {
 protected:
   WordIndexTest() : StoreTest("words") {}
@@ -39,6 +41,7 @@ protected:
 
   // Every (Seq, Num, Sub, EndNum, EndSub) of a word, chain in order.
   using Row = std::tuple<int, uint32_t, uint16_t, uint32_t, uint16_t>;
+  using Rows = std::vector<Row>;
   std::vector<Row> Chain(TblHandle h, const char *word) {
     std::vector<Row> rows;
     static Word rec;
@@ -66,13 +69,12 @@ protected:
 };
 
 TEST_F(WordIndexTest, TokensSplitAtTheSeparatorsOnlyAndFold) {
-  EXPECT_EQ(Tokens("a=b c.d", 0), (std::vector<std::string>{"a=b", "c", "d"}));
-  EXPECT_EQ(Tokens("(= Anguish, FEAR)", 0),
-            (std::vector<std::string>{"=", "anguish", "fear"}));
+  EXPECT_EQ(Tokens("a=b c.d", 0), (Strings{"a=b", "c", "d"}));
+  EXPECT_EQ(Tokens("(= Anguish, FEAR)", 0), (Strings{"=", "anguish", "fear"}));
   // Code page 1252: "ANXIÉTÉ" folds with its accents.
   EXPECT_EQ(Tokens("ANXI\xc9T\xc9 nuit", 0),
-            (std::vector<std::string>{"anxi\xe9t\xe9", "nuit"}));
-  EXPECT_EQ(Tokens("  ;; ", 0), std::vector<std::string>{});
+            (Strings{"anxi\xe9t\xe9", "nuit"}));
+  EXPECT_EQ(Tokens("  ;; ", 0), Strings{});
   // The removal cuts a long word: 48 letters, one lost, then the rest.
   std::string word(60, 'x');
   word[48] = 'L';
@@ -88,13 +90,11 @@ TEST_F(WordIndexTest, AddKeepsEachListSortedInBothLanguages) {
   ASSERT_EQ(WordIndexAdd(0, w1_, w2_, "Night", "nuit, minuit", 10, 5), 0);
   ASSERT_EQ(WordIndexAdd(0, w1_, w2_, "night", nullptr, 20, 0), 0);
   EXPECT_EQ(Chain(w1_, "night"),
-            (std::vector<Row>{
-                {0, 10, 5, 10, 5}, {0, 20, 0, 20, 0}, {0, 30, 2, 30, 2}}));
-  EXPECT_EQ(Chain(w1_, "midnight"), (std::vector<Row>{{0, 30, 2, 30, 2}}));
-  EXPECT_EQ(Chain(w2_, "nuit"),
-            (std::vector<Row>{{0, 10, 5, 10, 5}, {0, 30, 2, 30, 2}}));
+            (Rows{{0, 10, 5, 10, 5}, {0, 20, 0, 20, 0}, {0, 30, 2, 30, 2}}));
+  EXPECT_EQ(Chain(w1_, "midnight"), (Rows{{0, 30, 2, 30, 2}}));
+  EXPECT_EQ(Chain(w2_, "nuit"), (Rows{{0, 10, 5, 10, 5}, {0, 30, 2, 30, 2}}));
   EXPECT_TRUE(Chain(w1_, "nuit").empty());
-  EXPECT_EQ(Chain(w2_, "minuit"), (std::vector<Row>{{0, 10, 5, 10, 5}}));
+  EXPECT_EQ(Chain(w2_, "minuit"), (Rows{{0, 10, 5, 10, 5}}));
 }
 
 TEST_F(WordIndexTest, TheEndOfRangeCoversTheSubtree) {
@@ -111,14 +111,12 @@ TEST_F(WordIndexTest, TheEndOfRangeCoversTheSubtree) {
   ASSERT_EQ(WordIndexAdd(sym_, w1_, w2_, "mind", nullptr, 10, 0), 0);
   ASSERT_EQ(WordIndexAdd(sym_, w1_, w2_, "night", nullptr, 20, 1), 0);
   // A next sibling: the block of the record before it, to 32000.
-  EXPECT_EQ(Chain(w1_, "anxiety"),
-            (std::vector<Row>{{0, 20, 0, 20, kWordSubtreeEnd}}));
+  EXPECT_EQ(Chain(w1_, "anxiety"), (Rows{{0, 20, 0, 20, kWordSubtreeEnd}}));
   // The last sibling without children ends at itself.
-  EXPECT_EQ(Chain(w1_, "fear"), (std::vector<Row>{{0, 30, 0, 30, 0}}));
+  EXPECT_EQ(Chain(w1_, "fear"), (Rows{{0, 30, 0, 30, 0}}));
   // No sibling but children: its own block, to 32000.
-  EXPECT_EQ(Chain(w1_, "mind"),
-            (std::vector<Row>{{0, 10, 0, 10, kWordSubtreeEnd}}));
-  EXPECT_EQ(Chain(w1_, "night"), (std::vector<Row>{{0, 20, 1, 20, 1}}));
+  EXPECT_EQ(Chain(w1_, "mind"), (Rows{{0, 10, 0, 10, kWordSubtreeEnd}}));
+  EXPECT_EQ(Chain(w1_, "night"), (Rows{{0, 20, 1, 20, 1}}));
   // The symptom is the current record again: a replace lands on it.
   static Symptom s;
   s = MakeSymptom(20, 1, 0, 0, "");
@@ -184,8 +182,8 @@ TEST_F(WordIndexTest, RemoveTakesOutTheEntryAtThePlaceAndDropsEmptyWords) {
   ASSERT_EQ(WordIndexAdd(0, w1_, w2_, "fear dark", "peur", 10, 1), 0);
   ASSERT_EQ(WordIndexAdd(0, w1_, w2_, "fear", "peur", 10, 3), 0);
   ASSERT_EQ(WordIndexRemove(w1_, w2_, "Fear", "peur", 10, 1), 0);
-  EXPECT_EQ(Chain(w1_, "fear"), (std::vector<Row>{{0, 10, 3, 10, 3}}));
-  EXPECT_EQ(Chain(w2_, "peur"), (std::vector<Row>{{0, 10, 3, 10, 3}}));
+  EXPECT_EQ(Chain(w1_, "fear"), (Rows{{0, 10, 3, 10, 3}}));
+  EXPECT_EQ(Chain(w2_, "peur"), (Rows{{0, 10, 3, 10, 3}}));
   EXPECT_EQ(Chain(w1_, "dark").size(), 1u);
   // The entry at the place is taken out unseen: 10/2 is not in the list,
   // and 10/3, at its place, goes.
@@ -223,10 +221,9 @@ TEST_F(WordIndexTest, RenumberMovesTheEntryAndItsOwnEndOnly) {
   rec.Entries[3] = ChainWordTerminator();
   ASSERT_EQ(TblSaveWord(w1_, &rec, kSaveReplace), 0);
   ASSERT_EQ(WordIndexRenumber(w1_, 0, "vertigo", nullptr, 20, 4, 20, 5), 0);
-  EXPECT_EQ(Chain(w1_, "vertigo"),
-            (std::vector<Row>{{0, 20, 0, 20, kWordSubtreeEnd},
-                              {0, 20, 5, 20, 5},
-                              {0, 20, 9, 20, 9}}));
+  EXPECT_EQ(Chain(w1_, "vertigo"), (Rows{{0, 20, 0, 20, kWordSubtreeEnd},
+                                         {0, 20, 5, 20, 5},
+                                         {0, 20, 9, 20, 9}}));
 }
 
 } // namespace
