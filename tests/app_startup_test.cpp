@@ -2,6 +2,7 @@
 // bin folder, with no one watching.
 #include "test_folder.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -14,6 +15,9 @@
 namespace fs = std::filesystem;
 
 namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 struct RunResult {
   int status = -1;
@@ -77,7 +81,7 @@ TEST_F(StartupTest, HelpWordsPrintTheVerbsAnywhere) {
     EXPECT_EQ(r.out.rfind(kHelp, 0), 0u) << word;
     for (const char *part :
          {"MANTREL_SCRIPT", "MANTREL_DRIVE_x", "tbltool", "BackupApp"})
-      EXPECT_NE(r.out.find(part), std::string::npos) << part;
+      EXPECT_THAT(r.out, HasSubstr(part)) << part;
   }
   RunResult v = Run("--version");
   EXPECT_EQ(v.status, 0);
@@ -103,10 +107,9 @@ TEST_F(StartupTest, FreshBinFolderGetsConfigurationAndEmptyErrorFile) {
   ASSERT_TRUE(fs::exists(bin_ / "orvixerror.txt"));
   EXPECT_EQ(fs::file_size(bin_ / "orvixerror.txt"), 0u);
   std::string ini = Slurp(bin_ / "orvix.ini");
-  EXPECT_NE(ini.find("[System section]"), std::string::npos);
-  EXPECT_NE(ini.find("MessageCatalogName=..\\system\\orvixmsg"),
-            std::string::npos);
-  EXPECT_NE(ini.find("[Tobin section]"), std::string::npos);
+  EXPECT_THAT(ini, HasSubstr("[System section]"));
+  EXPECT_THAT(ini, HasSubstr("MessageCatalogName=..\\system\\orvixmsg"));
+  EXPECT_THAT(ini, HasSubstr("[Tobin section]"));
 
   // A second start reads it back without a complaint.
   Run("");
@@ -117,10 +120,9 @@ TEST_F(StartupTest, FreshBinFolderGetsConfigurationAndEmptyErrorFile) {
 TEST_F(StartupTest, MissingMessageTableIsFatal) {
   RunResult r = Run("");
   EXPECT_NE(r.status, 0);
-  EXPECT_NE(r.err.find("Can't open Messages table '..\\system\\orvixmsg' ( "
-                       "see orvix.ini ) ( H-12 ) "),
-            std::string::npos)
-      << r.err;
+  EXPECT_THAT(r.err,
+              HasSubstr("Can't open Messages table '..\\system\\orvixmsg' ( "
+                        "see orvix.ini ) ( H-12 ) "));
 }
 
 TEST_F(StartupTest, AnotherConfigurationFileByTheIWord) {
@@ -137,13 +139,12 @@ TEST_F(StartupTest, UnknownVerbLeavesTheTaskWindowUntilExit) {
   // it the program ends as File Exit does.
   RunResult r = Run("/run x 1");
   EXPECT_EQ(r.status, 0) << r.err;
-  EXPECT_EQ(r.err.find("not available"), std::string::npos) << r.err;
+  EXPECT_THAT(r.err, Not(HasSubstr("not available")));
   // A sole word is upper-cased: "/backup" reaches the backup dialog, whose
   // OK finds no copy program in this installation.
   RunResult b = Run("/backup");
-  EXPECT_NE(b.err.find("The copy program backup\\setup.exe is missing"),
-            std::string::npos)
-      << b.err;
+  EXPECT_THAT(b.err,
+              HasSubstr("The copy program backup\\setup.exe is missing"));
 }
 
 } // namespace

@@ -38,8 +38,7 @@ protected:
   BackupListsTest() : FolderTest("lists") {}
   void SetUp() override {
     Enter("bin");
-    parent_ = root_.string();
-    std::replace(parent_.begin(), parent_.end(), '/', '\\');
+    parent_ = Backslashed(root_.string());
 
     memset(&CurrentCatalog, 0, sizeof CurrentCatalog);
     CurrentCatalog.Kind = 1;

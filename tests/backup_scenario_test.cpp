@@ -4,6 +4,7 @@
 // when the copy program is missing, dies or hangs.
 #include "test_folder.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -19,6 +20,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
+using ::testing::HasSubstr;
+using ::testing::Not;
+
 // The dated folders under the installation's backup folder.
 std::vector<fs::path> DatedFolders(const fs::path &demo) {
   std::vector<fs::path> out;
@@ -30,25 +34,13 @@ std::vector<fs::path> DatedFolders(const fs::path &demo) {
   return out;
 }
 
-class BackupScenarioTest : public ::testing::Test {
+// Each test works on its own copy of the fresh installation.
+class BackupScenarioTest : public FolderTest {
 protected:
-  static void SetUpTestSuite() {
-    folder_ = new ScratchFolder("backup");
-    base_ = folder_->path();
-    built_ = BuildDemo(base_ / "fresh");
-  }
-  static void TearDownTestSuite() {
-    delete folder_;
-    folder_ = nullptr;
-  }
-
-  // Each test works on its own copy of the fresh installation.
+  BackupScenarioTest() : FolderTest("backup") {}
   void SetUp() override {
-    ASSERT_EQ(built_, 0) << "mkdemo failed";
-    demo_ =
-        base_ / ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    fs::remove_all(demo_);
-    fs::copy(base_ / "fresh", demo_, fs::copy_options::recursive);
+    ASSERT_FALSE(PristineDemo().empty()) << "mkdemo failed";
+    fs::copy(PristineDemo(), demo_, fs::copy_options::recursive);
   }
 
   // Runs mantrel in bin with the words and the script; answers the
@@ -87,24 +79,18 @@ protected:
   void ExpectUntouched() {
     for (const char *f : {"symptom.dat", "extract.dat", "word1.dat"})
       EXPECT_EQ(SlurpFile(demo_ / "data" / "salm2009" / f),
-                SlurpFile(base_ / "fresh" / "data" / "salm2009" / f))
+                SlurpFile(PristineDemo() / "data" / "salm2009" / f))
           << f;
     EXPECT_EQ(SlurpFile(demo_ / "log" / "SALM2009.dat"),
-              SlurpFile(base_ / "fresh" / "log" / "SALM2009.dat"));
+              SlurpFile(PristineDemo() / "log" / "SALM2009.dat"));
     EXPECT_TRUE(fs::exists(demo_ / "log" / "sample.dat"));
     EXPECT_FALSE(fs::exists(demo_ / "log" / "done" / "sample.dat"));
     EXPECT_FALSE(fs::exists(demo_ / "log" / "sample.edt"));
   }
 
-  static ScratchFolder *folder_;
-  static fs::path base_;
-  static int built_;
-  fs::path demo_;
+  const fs::path demo_ = root_ / "demo";
   std::string err_;
 };
-ScratchFolder *BackupScenarioTest::folder_ = nullptr;
-fs::path BackupScenarioTest::base_;
-int BackupScenarioTest::built_ = -1;
 
 TEST_F(BackupScenarioTest, BackupVerbCopiesWhatTheDialogChose) {
   // The chooser, then dialog 112 with every item ticked: keynotes and the
@@ -137,19 +123,17 @@ TEST_F(BackupScenarioTest, BackupVerbCopiesWhatTheDialogChose) {
   std::string report = CopyReport();
   for (const char *item : {"\\salm2009\\*.*", "\\Log\\*.*", "\\Cases\\*.*",
                            "\\Patient\\*.*", "\\System\\*.*"})
-    EXPECT_NE(report.find(item), std::string::npos) << item << "\n" << report;
-  EXPECT_NE(report.find("missing: C:\\orvix\\zentrix\\FilePati\\*.*"),
-            std::string::npos)
-      << report;
-  EXPECT_NE(report.find("Freenotes\\*.*"), std::string::npos) << report;
-  EXPECT_EQ(report.find("Keynotes"), std::string::npos) << report;
-  EXPECT_EQ(report.find("\\Bin\\"), std::string::npos) << report;
+    EXPECT_THAT(report, HasSubstr(item)) << item << "\n" << report;
+  EXPECT_THAT(report, HasSubstr("missing: C:\\orvix\\zentrix\\FilePati\\*.*"));
+  EXPECT_THAT(report, HasSubstr("Freenotes\\*.*"));
+  EXPECT_THAT(report, Not(HasSubstr("Keynotes")));
+  EXPECT_THAT(report, Not(HasSubstr("\\Bin\\")));
   EXPECT_FALSE(fs::exists(demo_ / "bin" / "backup" / "backup.txt"));
 
   // The date of the backup is kept in the configuration.
   std::string ini = SlurpFile(demo_ / "bin" / "orvix.ini");
-  EXPECT_NE(ini.find("BackupDate="), std::string::npos);
-  EXPECT_EQ(err_.find("error:"), std::string::npos) << err_;
+  EXPECT_THAT(ini, HasSubstr("BackupDate="));
+  EXPECT_THAT(err_, Not(HasSubstr("error:")));
 }
 
 TEST_F(BackupScenarioTest, RestoreBringsBackOnlyWhatWasPicked) {
@@ -193,7 +177,7 @@ TEST_F(BackupScenarioTest, RunMakesItsSilentBackupFirst) {
   EXPECT_EQ(SlurpFile(dated[0] / "salm2009" / "symptom.dat"), symptom);
   // (The run rebuilt the log's index first, which stamps its header.)
   std::string saved = SlurpFile(dated[0] / "Log" / "sample.dat");
-  ASSERT_NE(saved.find("FRM1"), std::string::npos);
+  ASSERT_THAT(saved, HasSubstr("FRM1"));
   EXPECT_EQ(saved.substr(saved.find("FRM1")),
             sample.substr(sample.find("FRM1")));
   EXPECT_TRUE(fs::exists(dated[0] / "Log" / "SALM2009.dat"));
@@ -207,11 +191,10 @@ TEST_F(BackupScenarioTest, RunMakesItsSilentBackupFirst) {
 TEST_F(BackupScenarioTest, RunWithoutTheCopyProgramStopsAtOnce) {
   fs::remove(demo_ / "bin" / "backup" / "orvcopy");
   double seconds = Mantrel("/RUN '..\\log\\sample' 1");
-  EXPECT_NE(err_.find("error: The copy program backup\\orvcopy is missing: no "
+  EXPECT_THAT(
+      err_, HasSubstr("error: The copy program backup\\orvcopy is missing: no "
                       "backup was made. The run has not been started; nothing "
-                      "has been changed."),
-            std::string::npos)
-      << err_;
+                      "has been changed."));
   ExpectUntouched();
   EXPECT_FALSE(fs::exists(demo_ / "bin" / "backup" / "backup.txt"));
   // Not a measure of speed: a run that waited for a copy that can never
@@ -223,20 +206,18 @@ TEST_F(BackupScenarioTest, RunWithoutTheCopyProgramStopsAtOnce) {
   fs::permissions(demo_ / "bin" / "backup" / "orvcopy",
                   fs::perms::owner_read | fs::perms::owner_write);
   Mantrel("/RUN '..\\log\\sample' 1");
-  EXPECT_NE(err_.find("error: The copy program backup\\orvcopy cannot be "
-                      "started: no backup was made."),
-            std::string::npos)
-      << err_;
+  EXPECT_THAT(err_,
+              HasSubstr("error: The copy program backup\\orvcopy cannot be "
+                        "started: no backup was made."));
   ExpectUntouched();
 }
 
 TEST_F(BackupScenarioTest, RunStopsWhenTheCopyProgramDiesOrHangs) {
   FakeCopyProgram("exit 3");
   Mantrel("/RUN '..\\log\\sample' 1");
-  EXPECT_NE(err_.find("The copy program backup\\orvcopy stopped (status 3) "
-                      "before it had copied everything."),
-            std::string::npos)
-      << err_;
+  EXPECT_THAT(err_,
+              HasSubstr("The copy program backup\\orvcopy stopped (status 3) "
+                        "before it had copied everything."));
   ExpectUntouched();
 
   // One that never ends is stopped at the configured limit.
@@ -246,9 +227,8 @@ TEST_F(BackupScenarioTest, RunStopsWhenTheCopyProgramDiesOrHangs) {
               "[System section]\nBackupWaitLimit=1\n");
   std::ofstream(demo_ / "bin" / "orvix.ini", std::ios::binary) << ini;
   double seconds = Mantrel("/RUN '..\\log\\sample' 1");
-  EXPECT_NE(err_.find("did not finish within 1 seconds and was stopped"),
-            std::string::npos)
-      << err_;
+  EXPECT_THAT(err_,
+              HasSubstr("did not finish within 1 seconds and was stopped"));
   EXPECT_LT(seconds, 30.0);
   ExpectUntouched();
   EXPECT_FALSE(fs::exists(demo_ / "bin" / "backup" / "backup.txt"));
@@ -259,9 +239,8 @@ TEST_F(BackupScenarioTest, APersonMayGoOnWithoutABackup) {
   // The run on the repertory's own log from the Update menu: the chooser,
   // menu 1031, the preferences' OK, then the question.
   Mantrel("", "enter\nmenu 1031\nenter\nanswer 1\nexit\n");
-  EXPECT_NE(err_.find("ask: The copy program backup\\orvcopy is missing"),
-            std::string::npos)
-      << err_;
+  EXPECT_THAT(err_,
+              HasSubstr("ask: The copy program backup\\orvcopy is missing"));
   EXPECT_FALSE(fs::exists(demo_ / "log" / "SALM2009.edt"))
       << "Stop leaves the run unstarted";
 

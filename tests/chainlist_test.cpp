@@ -29,11 +29,7 @@ protected:
   // Saves the chain of `remedy` as records holding these runs of entries.
   void SaveChain(uint16_t remedy, const std::vector<std::vector<Pair>> &runs) {
     for (size_t seq = 0; seq < runs.size(); ++seq) {
-      Extract x;
-      TblClearExtract(&x);
-      x.CursorState = 0xff;
-      x.RemedyId = remedy;
-      x.Seq = static_cast<uint8_t>(seq);
+      Extract x = BlankExtract(remedy, static_cast<uint8_t>(seq));
       for (size_t i = 0; i < runs[seq].size(); ++i)
         x.Entries[i] =
             ExtractEntry{runs[seq][i].first, runs[seq][i].second, 1, 7, 0};
@@ -43,10 +39,7 @@ protected:
 
   // Adds one entry as an addition does: Seq 0 found, then the insert.
   int Add(uint16_t remedy, Pair p) {
-    Extract x;
-    TblClearExtract(&x);
-    x.CursorState = 0xff;
-    x.RemedyId = remedy;
+    Extract x = BlankExtract(remedy);
     ExtractEntry e{p.first, p.second, 2, 7, 0};
     if (TblFindFullExtract(h_, &x, 0, kFindEqual, nullptr) != 0) {
       x.RemedyId = remedy;
@@ -61,10 +54,7 @@ protected:
   // The chain of `remedy`, record by record, in Seq order.
   std::vector<std::vector<Pair>> Chain(uint16_t remedy) {
     std::vector<std::vector<Pair>> out;
-    Extract x;
-    TblClearExtract(&x);
-    x.CursorState = 0xff;
-    x.RemedyId = remedy;
+    Extract x = BlankExtract(remedy);
     for (int err = TblFindFullExtract(h_, &x, 0, kFindAtOrAfter, nullptr);
          err == 0 && x.RemedyId == remedy;
          err = TblFindFullExtract(h_, &x, 0, kFindNext, nullptr)) {
@@ -177,10 +167,7 @@ TEST_F(ChainTest, ShiftUpMovesRecordsByTheirBytesAndARebuildAgrees) {
   SaveChain(4, {{{9, 1}}});
   SaveChain(5, {{{1, 0}}, {{2, 0}, {3, 0}}, {{4, 0}}, {{5, 0}}});
   SaveChain(6, {{{7, 0}}});
-  Extract key;
-  TblClearExtract(&key);
-  key.CursorState = 0xff;
-  key.RemedyId = 5;
+  Extract key = BlankExtract(5);
   // Onto a Seq that is held: refused, nothing moves.
   EXPECT_EQ(TblShiftUpExtract(h_, &key, 1, 2), kErrDuplicate);
   // A Seq missing in between: refused before anything is written.
@@ -190,11 +177,7 @@ TEST_F(ChainTest, ShiftUpMovesRecordsByTheirBytesAndARebuildAgrees) {
   ASSERT_EQ(TblShiftUpExtract(h_, &key, 2, 3), 0);
   ASSERT_EQ(TblShiftUpExtract(h_, &key, 1, 1), 0);
   // Seq 1 is free now; a record there closes the gap, as a split does.
-  Extract x;
-  TblClearExtract(&x);
-  x.CursorState = 0xff;
-  x.RemedyId = 5;
-  x.Seq = 1;
+  Extract x = BlankExtract(5, 1);
   x.Entries[0] = ExtractEntry{1, 5, 1, 7, 0};
   ASSERT_EQ(TblSaveExtract(h_, &x, kSaveAdd), 0);
   const std::vector<std::vector<Pair>> want = {
@@ -211,30 +194,25 @@ TEST_F(ChainTest, ShiftUpMovesRecordsByTheirBytesAndARebuildAgrees) {
 
   // The snapshot written at the close, and a rebuild that takes the keys
   // from the records' bytes alone, both see the new Seqs.
-  ASSERT_EQ(DbCloseFile(h_), 0);
-  h_ = TblOpenExtract("extract", 1, 1);
-  ASSERT_NE(h_, 0);
-  EXPECT_EQ(Chain(5), want);
-  ASSERT_EQ(DbCloseFile(h_), 0);
-  ASSERT_EQ(TblRebuildExtract("extract", 1, 1), 0);
-  h_ = TblOpenExtract("extract", 1, 1);
-  ASSERT_NE(h_, 0);
-  EXPECT_EQ(Chain(5), want);
-  EXPECT_EQ(DbCountEntries(h_), 7);
+  for (bool rebuild : {false, true}) {
+    SCOPED_TRACE(rebuild ? "rebuilt" : "reopened");
+    ASSERT_EQ(DbCloseFile(h_), 0);
+    if (rebuild) {
+      ASSERT_EQ(TblRebuildExtract("extract", 1, 1), 0);
+    }
+    h_ = TblOpenExtract("extract", 1, 1);
+    ASSERT_NE(h_, 0);
+    EXPECT_EQ(Chain(5), want);
+    EXPECT_EQ(DbCountEntries(h_), 7);
+  }
 }
 
 TEST_F(ChainTest, PeekTellsFirstLastAndCountAndLeavesTheCurrentRecord) {
   SaveChain(5, {{{10, 1}, {20, 2}, {30, 3}}, {}});
-  Extract cur;
-  TblClearExtract(&cur);
-  cur.CursorState = 0xff;
-  cur.RemedyId = 5;
+  Extract cur = BlankExtract(5);
   ASSERT_EQ(TblFindFullExtract(h_, &cur, 0, kFindEqual, nullptr), 0);
 
-  Extract key;
-  TblClearExtract(&key);
-  key.RemedyId = 5;
-  key.Seq = 0;
+  Extract key = BlankExtract(5);
   ExtractEntry first, last;
   int count = -1;
   ASSERT_EQ(TblPeekExtract(h_, &key, &first, &last, &count), 0);
@@ -267,10 +245,7 @@ TEST_F(ChainTest, WordChainsTakeTheSameWalk) {
   std::vector<Pair> model;
   for (int i = 0; i < 800; ++i) {
     Pair p{std::uniform_int_distribution<uint32_t>(1, 5000)(rng), 0};
-    Word x;
-    TblClearWord(&x);
-    x.CursorState = 0xff;
-    StrCopy(x.Text, "FEAR");
+    Word x = BlankWord("FEAR");
     WordEntry e{p.first, p.second, 0, 0};
     if (TblFindFullWord(w, &x, 0, kFindEqual, nullptr) != 0) {
       StrCopy(x.Text, "FEAR");
@@ -286,10 +261,7 @@ TEST_F(ChainTest, WordChainsTakeTheSameWalk) {
   std::stable_sort(model.begin(), model.end());
   std::vector<Pair> all;
   int records = 0;
-  Word x;
-  TblClearWord(&x);
-  x.CursorState = 0xff;
-  StrCopy(x.Text, "FEAR");
+  Word x = BlankWord("FEAR");
   for (int err = TblFindFullWord(w, &x, 0, kFindAtOrAfter, nullptr);
        err == 0 && strcmp(x.Text, "FEAR") == 0;
        err = TblFindFullWord(w, &x, 0, kFindNext, nullptr)) {

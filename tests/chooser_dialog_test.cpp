@@ -12,6 +12,8 @@
 
 namespace {
 
+using ::testing::HasSubstr;
+
 // A small program in the task window: its create event runs the test's
 // step, its commands go to the menu, File Exit records the caption and ends.
 void (*gOnCreate)() = nullptr;
@@ -59,8 +61,10 @@ void OpenPersonChooser() {
 
 class ChooserTest : public InstallTest {
 protected:
-  // Six repertories in catalogue order 1..6 and two keynotes books.
-  void SixRepertories() {
+  // Six repertories in catalogue order 1..6 and two keynotes books; then
+  // the repertories' order, with `configured` as the configured ids when
+  // given.
+  void SixRepertories(const char *configured = nullptr) {
     AddEntries({MakeRepertory(1, "R1", "Repertory one"),
                 MakeRepertory(2, "R2", "Repertory two"),
                 MakeRepertory(3, "R3", "Repertory three"),
@@ -69,13 +73,14 @@ protected:
                 MakeRepertory(6, "R6", "Repertory six"),
                 MakeKeynotes(4, "K4", "Keynotes four"),
                 MakeKeynotes(2, "K2", "Keynotes two")});
+    if (configured != nullptr)
+      StrCopy(Repertories, configured);
+    RepBuildOrder(1);
   }
 };
 
 TEST_F(ChooserTest, OrderIsTheConfiguredIdsThenTheOthersInCatalogueOrder) {
-  SixRepertories();
-  StrCopy(Repertories, "5,3");
-  RepBuildOrder(1);
+  SixRepertories("5,3");
   RepBuildOrder(2);
   EXPECT_EQ(RepertoryOrder, (std::vector<uint16_t>{5, 3, 1, 2, 4, 6, 0}));
   // Keynotes have their own key; its ids that are no keynotes are passed
@@ -90,15 +95,12 @@ TEST_F(ChooserTest, OrderIsTheConfiguredIdsThenTheOthersInCatalogueOrder) {
 }
 
 TEST_F(ChooserTest, DoubledUnknownAndMalformedIdsDoNotShiftTheRows) {
-  SixRepertories();
-  StrCopy(Repertories, "5, 99,5,x,,3,70000,-2,4");
-  RepBuildOrder(1);
+  SixRepertories("5, 99,5,x,,3,70000,-2,4");
   EXPECT_EQ(RepertoryOrder, (std::vector<uint16_t>{5, 3, 4, 1, 2, 6, 0}));
 }
 
 TEST_F(ChooserTest, CatalogueThatDoesNotOpenLeavesTheOrderEmpty) {
   SixRepertories();
-  RepBuildOrder(1);
   ASSERT_FALSE(RepertoryOrder.empty());
   StrCopy(CatalogCatalogName, "..\\system\\nocatalog");
   RepBuildOrder(1);
@@ -107,9 +109,7 @@ TEST_F(ChooserTest, CatalogueThatDoesNotOpenLeavesTheOrderEmpty) {
 }
 
 TEST_F(ChooserTest, PersonOkOpensTheSelectedRowAndNamesItInTheCaption) {
-  SixRepertories();
-  StrCopy(Repertories, "5,3");
-  RepBuildOrder(1);
+  SixRepertories("5,3");
   Script("select 5 1\nclick 1\n");
   RunApp(OpenPersonChooser);
   EXPECT_EQ(CurrentCatalog.Id, 3);
@@ -121,9 +121,7 @@ TEST_F(ChooserTest, PersonOkOpensTheSelectedRowAndNamesItInTheCaption) {
 }
 
 TEST_F(ChooserTest, CancelLeavesTheLastRowListedAndTheCaptionAlone) {
-  SixRepertories();
-  StrCopy(Repertories, "5,3");
-  RepBuildOrder(1);
+  SixRepertories("5,3");
   for (const char *cancel : {"click 2\n", "key esc\n"}) {
     memset(&CurrentCatalog, 0, sizeof CurrentCatalog);
     Script(cancel);
@@ -138,9 +136,7 @@ TEST_F(ChooserTest, CancelLeavesTheLastRowListedAndTheCaptionAlone) {
 }
 
 TEST_F(ChooserTest, MenuOpensTheChooserModelesslyAndADoubleClickChooses) {
-  SixRepertories();
-  StrCopy(Repertories, "2");
-  RepBuildOrder(1);
+  SixRepertories("2");
   Script("menu 1009\nselect 5 3\ndclick 5\n");
   RunApp(nullptr);
   EXPECT_EQ(CurrentCatalog.Id, RepertoryOrder[3]);
@@ -151,12 +147,9 @@ TEST_F(ChooserTest, MenuOpensTheChooserModelesslyAndADoubleClickChooses) {
 TEST_F(ChooserTest, MissingCatalogueIsToldAndOkChoosesNothing) {
   Script("click 1\n");
   CurrentCatalog.Id = 77;
-  testing::internal::CaptureStderr();
-  RepOpenChooser(WD_MODAL, kChooserPerson);
-  std::string err = testing::internal::GetCapturedStderr();
-  EXPECT_NE(err.find("The catalogue of repertories cannot be opened (H-12)."),
-            std::string::npos)
-      << err;
+  std::string err = StderrOf([&] { RepOpenChooser(WD_MODAL, kChooserPerson); });
+  EXPECT_THAT(
+      err, HasSubstr("The catalogue of repertories cannot be opened (H-12)."));
   EXPECT_EQ(CurrentCatalog.Id, 77);
 }
 
@@ -272,22 +265,19 @@ TEST_F(NoticeTest, NoEditionAtAllHidesTheOrderButton) {
   std::string err = testing::internal::GetCapturedStderr();
   EXPECT_EQ(Opened(), "https://www.example.org/almanacum");
   // Button 1 is not there to be pressed.
-  EXPECT_NE(err.find("control 1 is hidden"), std::string::npos) << err;
+  EXPECT_THAT(err, HasSubstr("control 1 is hidden"));
   xvt_vobj_destroy(win);
 }
 
 TEST_F(ChooserTest, TransferDialogTakesBothRepertoriesAndTheLog) {
   SixRepertories();
-  RepBuildOrder(1);
   CurrentCatalog = Stored(1, 1);
   std::ofstream(root_ / "log" / "salm.dat") << "x";
   Script("click 11\n"            // Browse for the old repertory
          "select 5 3\nclick 1\n" // row 3 of the order: id 4
          "click 8\nfile SALM.DAT\n"
          "click 1\n");
-  testing::internal::CaptureStderr();
-  MenuCommand(1040);
-  std::string err = testing::internal::GetCapturedStderr();
+  std::string err = StderrOf([&] { MenuCommand(1040); });
   EXPECT_STREQ(UpgradeOldAbbrev, "R4");
   // The new repertory is the one current at opening, although the chooser
   // made the old one current on the way.
@@ -301,11 +291,12 @@ TEST_F(ChooserTest, TransferDialogTakesBothRepertoriesAndTheLog) {
   EXPECT_EQ(RunOptions.AssociationMode, 0);
   EXPECT_EQ(RunOptions.From, 0);
   EXPECT_EQ(RunOptions.To, 999999999);
-  EXPECT_NE(err.find("SALM cannot be opened"), std::string::npos) << err;
+  EXPECT_THAT(err, HasSubstr("SALM cannot be opened"));
 }
 
 TEST_F(ChooserTest, TransferDialogShowsTheCurrentRepertoryAtOpening) {
   SixRepertories();
+  RepertoryOrder.clear(); // the dialog must not lean on an order made before
   CurrentCatalog = Stored(1, 5);
   static std::string shown;
   static long shownId;

@@ -30,16 +30,22 @@ inline const std::string &SharedMessageTable() {
   return table;
 }
 
+// A blank catalogue entry of a kind, id and abbreviation.
+inline Catalog BlankCatalogEntry(int kind, uint16_t id, const char *abbrev) {
+  Catalog c;
+  memset(&c, 0, sizeof c);
+  c.CursorState = 0xFF;
+  c.Kind = static_cast<uint8_t>(kind);
+  c.Id = id;
+  StrCopy(c.Abbrev, abbrev);
+  return c;
+}
+
 // One catalogue entry of a repertory: its seven paths lie in
 // ..\data\<folder>.
 inline Catalog MakeRepertory(uint16_t id, const char *abbrev, const char *title,
                              const char *folder = nullptr) {
-  Catalog c;
-  memset(&c, 0, sizeof c);
-  c.CursorState = 0xFF;
-  c.Kind = 1;
-  c.Id = id;
-  StrCopy(c.Abbrev, abbrev);
+  Catalog c = BlankCatalogEntry(1, id, abbrev);
   StrCopy(c.RepertoryBlock.Title, title);
   const char *names[kCatPathCount] = {"symptom", "chapter", "extract", "word1",
                                       "word2",   "view",    ""};
@@ -51,12 +57,7 @@ inline Catalog MakeRepertory(uint16_t id, const char *abbrev, const char *title,
 
 inline Catalog MakeKeynotes(uint16_t id, const char *abbrev,
                             const char *title) {
-  Catalog c;
-  memset(&c, 0, sizeof c);
-  c.CursorState = 0xFF;
-  c.Kind = 2;
-  c.Id = id;
-  StrCopy(c.Abbrev, abbrev);
+  Catalog c = BlankCatalogEntry(2, id, abbrev);
   StrCopy(c.KeynoteBlock.Title, title);
   StrFormat(c.KeynoteBlock.Folder, "..\\data\\keynotes\\%s", abbrev);
   return c;
@@ -76,11 +77,7 @@ inline void AddCatalogEntries(const char *path,
 
 // The entry of the catalogue at `path` as stored now.
 inline Catalog StoredCatalogEntry(const char *path, int kind, uint16_t id) {
-  Catalog c;
-  memset(&c, 0, sizeof c);
-  c.CursorState = 0xFF;
-  c.Kind = static_cast<uint8_t>(kind);
-  c.Id = id;
+  Catalog c = BlankCatalogEntry(kind, id, "");
   TblHandle h = TblOpenCatalog(path, 1, 1);
   EXPECT_EQ(OrvixError, 0);
   EXPECT_EQ(TblFindFullCatalog(h, &c, 0, kFindEqual), 0) << id;
@@ -90,9 +87,7 @@ inline Catalog StoredCatalogEntry(const char *path, int kind, uint16_t id) {
 
 // The text form of a real folder: backslashes, as the toolkit gives it.
 inline std::string TextForm(const fs::path &p) {
-  std::string s = fs::canonical(p).string();
-  std::replace(s.begin(), s.end(), '/', '\\');
-  return s;
+  return Backslashed(fs::canonical(p).string());
 }
 
 class InstallTest : public FolderTest {

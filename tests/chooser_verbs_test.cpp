@@ -7,6 +7,9 @@
 
 namespace {
 
+using ::testing::HasSubstr;
+using ::testing::Not;
+
 class VerbTest : public FolderTest {
 protected:
   VerbTest() : FolderTest("verbs") {}
@@ -69,13 +72,13 @@ TEST_F(VerbTest, RunVerbChoosesAnEligibleEditionByItsRowText) {
   // own log, named by its abbreviation, which it opens first.
   EXPECT_TRUE(fs::exists(root_ / "log" / "SALM92.dat")) << err_;
   EXPECT_FALSE(fs::exists(root_ / "log" / "SALM2009.dat")) << err_;
-  EXPECT_EQ(err_.find("script line"), std::string::npos) << err_;
+  EXPECT_THAT(err_, Not(HasSubstr("script line")));
 }
 
 TEST_F(VerbTest, RunVerbCancelEndsTheProcessWithoutARun) {
   EXPECT_EQ(Run("'/RUN' '..\\log\\mylog' 1", "answer ok\nclick 2\n"), 0);
-  EXPECT_EQ(err_.find("not available"), std::string::npos) << err_;
-  EXPECT_EQ(err_.find("script line"), std::string::npos) << err_;
+  EXPECT_THAT(err_, Not(HasSubstr("not available")));
+  EXPECT_THAT(err_, Not(HasSubstr("script line")));
 }
 
 TEST_F(VerbTest, AQuitEndsTheSessionAsTheMenusExitDoes) {
@@ -83,28 +86,26 @@ TEST_F(VerbTest, AQuitEndsTheSessionAsTheMenusExitDoes) {
   // then is closed on the way out: the leak check of the sanitizer build
   // fails the process otherwise.
   EXPECT_EQ(Run("", "quit\n"), 0) << err_;
-  EXPECT_EQ(err_.find("script line"), std::string::npos) << err_;
+  EXPECT_THAT(err_, Not(HasSubstr("script line")));
 }
 
 TEST_F(VerbTest, NetworkBaseMustBeAnExistingFolder) {
   ASSERT_EQ(Run("", ""), 0); // a first start writes the configuration
   std::string ini = SlurpFile(root_ / "bin" / "orvix.ini");
-  ASSERT_NE(ini.find("RemedyCatalogName=..\\system\\remed"), std::string::npos);
+  ASSERT_THAT(ini, HasSubstr("RemedyCatalogName=..\\system\\remed"));
 
   EXPECT_EQ(Run("nosuchbase", ""), 0);
-  EXPECT_NE(err_.find("The network base NOSUCHBASE is no existing folder"),
-            std::string::npos)
-      << err_;
+  EXPECT_THAT(err_,
+              HasSubstr("The network base NOSUCHBASE is no existing folder"));
   EXPECT_EQ(SlurpFile(root_ / "bin" / "orvix.ini"), ini);
   EXPECT_EQ(SymptomPath(7), "..\\data\\SALM2009\\symptom");
 
   // A folder of that name, found without regard to case, is taken.
   fs::create_directories(root_ / "bin" / "netbase");
   EXPECT_EQ(Run("netbase", ""), 0);
-  EXPECT_EQ(err_.find("error"), std::string::npos) << err_;
-  EXPECT_NE(SlurpFile(root_ / "bin" / "orvix.ini")
-                .find("RemedyCatalogName=NETBASE\\system\\remed"),
-            std::string::npos);
+  EXPECT_THAT(err_, Not(HasSubstr("error")));
+  EXPECT_THAT(SlurpFile(root_ / "bin" / "orvix.ini"),
+              HasSubstr("RemedyCatalogName=NETBASE\\system\\remed"));
   EXPECT_EQ(SymptomPath(7), "NETBASE\\data\\SALM2009\\symptom");
 }
 

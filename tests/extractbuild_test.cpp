@@ -85,8 +85,7 @@ protected:
     TblHandle h = TblOpenExtract("rep\\extract", 1, 1);
     EXPECT_NE(h, 0);
     static Extract rec;
-    rec.CursorState = 0xff;
-    TblClearExtract(&rec);
+    rec = BlankExtract(0);
     for (int r = TblFindFullExtract(h, &rec, 0, kFindFirst, nullptr);
          r == 0 && OrvixError == 0;
          r = TblFindFullExtract(h, &rec, 0, kFindNext, nullptr)) {
@@ -138,10 +137,7 @@ TEST_F(ExtractBuildTest, AChainTakesAnotherBlockAfter255Entries) {
     AddSymptom(100 + i / 100, i % 100, {{1, 1, 1, 0}, {2, 2, 1, 0}});
   // Remedy 2 loses its last entry: 255, which still fit one block.
   static Symptom s;
-  s.CursorState = 0xff;
-  TblClearSymptom(&s);
-  s.Num = 102;
-  s.Sub = 55;
+  s = MakeSymptom(102, 55, 0, 0, "");
   ASSERT_EQ(TblFindFullSymptom(sym_, &s, 0, kFindEqual), 0);
   s.Remedies[1] = SymptomRemedy{0, 0, 0, 0xffff};
   ASSERT_EQ(TblSaveSymptom(sym_, &s, kSaveReplace), 0);

@@ -3,6 +3,7 @@
 #include "services/ini.h"
 #include "test_folder.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,6 +15,7 @@
 #include <sstream>
 #include <string>
 #include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 #include <vector>
 
@@ -21,14 +23,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::vector<std::string> Lines(const std::string &text) {
-  std::vector<std::string> out;
-  std::stringstream ss(text);
-  std::string line;
-  while (std::getline(ss, line))
-    out.push_back(line);
-  return out;
-}
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 int RowOf(const char *name) {
   for (int i = 0; Keywords[i].name != nullptr; ++i) {
@@ -80,7 +76,7 @@ TEST_F(IniFileTest, NoFileGivesAFullFileOfDefaultsAndAnEmptyErrorFile) {
   // Every row that writes stands under its own section header.
   std::string current;
   std::set<std::string> seen;
-  for (const std::string &line : Lines(text)) {
+  for (const std::string &line : TextLines(text)) {
     if (!line.empty() && line[0] == '[')
       current = line.substr(1, line.size() - 2);
     else if (line.find('=') != std::string::npos)
@@ -90,7 +86,7 @@ TEST_F(IniFileTest, NoFileGivesAFullFileOfDefaultsAndAnEmptyErrorFile) {
   for (int i = 0; i < kKeywordCount; ++i) {
     const Keyword &k = Keywords[i];
     if (k.type == kIniInertName || k.type == kIniInertStyle) {
-      EXPECT_EQ(text.find(k.name), std::string::npos) << k.name;
+      EXPECT_THAT(text, Not(HasSubstr(k.name))) << k.name;
       continue;
     }
     ++expected;
@@ -114,8 +110,7 @@ TEST_F(IniFileTest, NoFileGivesAFullFileOfDefaultsAndAnEmptyErrorFile) {
         "NumberOfSymptomsObject=117440512,180404416,helvetica,normal,7",
         "IconChapter1Object=117440512,201326591,helvetica,normal,6",
         "KeynotesFontSize=10", "ShowNote=1", "ShowMark=0"})
-    EXPECT_NE(text.find(std::string("\n") + line + "\n"), std::string::npos)
-        << line;
+    EXPECT_THAT(text, HasSubstr(std::string("\n") + line + "\n")) << line;
   EXPECT_EQ(Language, 1);
   EXPECT_EQ(ShowMessageNumbers, 0);
   EXPECT_STREQ(Repertories, "1,2,3,4,5,6,7,8,9");
@@ -133,7 +128,7 @@ TEST_F(IniFileTest, EveryKeyIsReadAndWrittenBack) {
   ASSERT_EQ(IniRead(), 0);
   std::string changed;
   std::map<int, std::string> texts;
-  for (const std::string &line : Lines(Get())) {
+  for (const std::string &line : TextLines(Get())) {
     size_t eq = line.find('=');
     int row = eq == std::string::npos ? -1 : RowOf(line.substr(0, eq).c_str());
     if (row < 0) {
@@ -242,7 +237,7 @@ TEST_F(IniFileTest, EveryKeyIsReadAndWrittenBack) {
   std::string back = Get();
   auto without = [](std::string text, const std::vector<std::string> &keys) {
     std::string out;
-    for (const std::string &line : Lines(text)) {
+    for (const std::string &line : TextLines(text)) {
       bool drop = false;
       for (const std::string &key : keys)
         drop = drop || line.rfind(key + "=", 0) == 0;
@@ -255,7 +250,7 @@ TEST_F(IniFileTest, EveryKeyIsReadAndWrittenBack) {
       "AnalysePolychrest", "AnalyseSmallRemed", "AnalyseSquaredDegrees",
       "IndexSentenseObject"};
   EXPECT_EQ(without(back, overridden), without(changed, overridden));
-  EXPECT_NE(back.find("\nAnalysePolychrest=0\n"), std::string::npos);
+  EXPECT_THAT(back, HasSubstr("\nAnalysePolychrest=0\n"));
 }
 
 TEST_F(IniFileTest, WritingOneSectionKeepsEverythingElseInItsPlace) {
@@ -281,7 +276,7 @@ TEST_F(IniFileTest, WritingOneSectionKeepsEverythingElseInItsPlace) {
   Mode = 9; // not of section 1: stays as the file says
   ASSERT_EQ(IniWrite(1), 0);
 
-  std::vector<std::string> lines = Lines(Get());
+  std::vector<std::string> lines = TextLines(Get());
   const std::vector<std::string> expectHead = {
       "# written by hand", "[System section]", "; a comment",
       "DbBuffers=12",      "SomethingElse=5",  "",
@@ -330,7 +325,7 @@ TEST_F(IniFileTest, ASectionTheFileLacksIsAddedWithItsHeader) {
                        0),
             0u)
       << text;
-  EXPECT_NE(text.find("Path=X:\\data\\dorval\r\n"), std::string::npos);
+  EXPECT_THAT(text, HasSubstr("Path=X:\\data\\dorval\r\n"));
   ASSERT_EQ(IniRead(), 0);
   EXPECT_EQ(Get("orvixerror.txt"), "");
   EXPECT_STREQ(Path, "X:\\data\\dorval");
@@ -362,18 +357,14 @@ TEST_F(IniFileTest, KeysOutsideTheirSectionAreReportedAndNotTaken) {
 }
 
 TEST_F(IniFileTest, LanguageAbove190ShowsMessageNumbers) {
-  Put("[System section]\nLanguage=-1\n");
-  IniRead();
-  EXPECT_EQ(Language, 1);
-  EXPECT_EQ(ShowMessageNumbers, 1);
-  Put("[System section]\nLanguage=191\n");
-  IniRead();
-  EXPECT_EQ(Language, 65);
-  EXPECT_EQ(ShowMessageNumbers, 1);
-  Put("[System section]\nLanguage=190\n");
-  IniRead();
-  EXPECT_EQ(Language, 190);
-  EXPECT_EQ(ShowMessageNumbers, 0);
+  // The value in the file, the language taken, numbers shown.
+  for (auto [file, language, numbers] :
+       {std::tuple{-1, 1, 1}, {191, 65, 1}, {190, 190, 0}}) {
+    Put("[System section]\nLanguage=" + std::to_string(file) + "\n");
+    IniRead();
+    EXPECT_EQ(Language, language) << file;
+    EXPECT_EQ(ShowMessageNumbers, numbers) << file;
+  }
   // Language 12 brings its own family for every font.
   Put("[System section]\nLanguage=12\n");
   IniRead();
@@ -416,18 +407,15 @@ TEST_F(IniFileTest, FontsColoursAndWidthsThroughTheFile) {
   // the file lacked, closes the section.
   ASSERT_EQ(IniWrite(3), 0);
   std::string text = Get();
-  EXPECT_NE(text.find("\n[General repertory section]\n"
-                      "Repertories=1,2,3,4,5,6,7,8,9\n[Patient section]\n"
-                      "PatientTextColor=  GREEN\n"),
-            std::string::npos)
-      << text;
+  EXPECT_THAT(text,
+              HasSubstr("\n[General repertory section]\n"
+                        "Repertories=1,2,3,4,5,6,7,8,9\n[Patient section]\n"
+                        "PatientTextColor=  GREEN\n"));
   ASSERT_EQ(IniWrite(2), 0);
   text = Get();
-  EXPECT_NE(text.find("\nRemedyNumberObject=33488896,201326591,times,"
-                      "normal+bold+italic,12\n"),
-            std::string::npos);
-  EXPECT_NE(text.find("\nIconChapter2Object=1,2,x,normal,8\n"),
-            std::string::npos);
+  EXPECT_THAT(text, HasSubstr("\nRemedyNumberObject=33488896,201326591,times,"
+                              "normal+bold+italic,12\n"));
+  EXPECT_THAT(text, HasSubstr("\nIconChapter2Object=1,2,x,normal,8\n"));
 }
 
 TEST_F(IniFileTest, WritingNoSectionChangesOnlyTheProfileKeys) {
@@ -500,21 +488,18 @@ TEST_F(IniFileTest, DamagedFilesAreReadWithoutLoss) {
   EXPECT_EQ(std::string(UserName), std::string(40, 'u'));
   EXPECT_EQ(DbFiles, 90);
   EXPECT_EQ(DbSectors, 4); // "[System section" reads as a damaged name
-  EXPECT_NE(Get("orvixerror.txt").find("dbsectors in SYSTEM SECTIO\n"),
-            std::string::npos);
+  EXPECT_THAT(Get("orvixerror.txt"), HasSubstr("dbsectors in SYSTEM SECTIO\n"));
   // Rewriting section 1 replaces its keys and copies the rest byte for byte.
   ASSERT_EQ(IniWrite(-1), 0);
   std::string after = Get();
-  EXPECT_NE(after.find("#" + std::string(" ") + std::string(300, 'c')),
-            std::string::npos);
-  EXPECT_NE(after.find(garbage), std::string::npos);
-  EXPECT_NE(after.find("\n=novalue\nDbFiles\n"), std::string::npos);
+  EXPECT_THAT(after, HasSubstr("#" + std::string(" ") + std::string(300, 'c')));
+  EXPECT_THAT(after, HasSubstr(garbage));
+  EXPECT_THAT(after, HasSubstr("\n=novalue\nDbFiles\n"));
   ASSERT_EQ(IniWrite(1), 0);
   after = Get();
-  EXPECT_NE(after.find("UserName=" + std::string(40, 'u') + "\n#"),
-            std::string::npos);
-  EXPECT_NE(after.find(garbage), std::string::npos);
-  EXPECT_NE(after.find("\n=novalue\nDbFiles\n"), std::string::npos);
+  EXPECT_THAT(after, HasSubstr("UserName=" + std::string(40, 'u') + "\n#"));
+  EXPECT_THAT(after, HasSubstr(garbage));
+  EXPECT_THAT(after, HasSubstr("\n=novalue\nDbFiles\n"));
 }
 
 TEST_F(IniFileTest, FailuresLeaveTheOldFile) {

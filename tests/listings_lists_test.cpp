@@ -4,15 +4,16 @@
 
 namespace {
 
+using ::testing::HasSubstr;
+using ::testing::Not;
+
 TEST_F(ListingsTest, CompleteListIsTheTextFormOfEveryEntryInLogOrder) {
   MakeLog("log\\SALM", false);
-  testing::internal::CaptureStderr();
-  WorkRun(ListComplete);
-  std::string err = testing::internal::GetCapturedStderr();
+  std::string err = StderrOf([&] { WorkRun(ListComplete); });
   // The same bytes as the reviewed text form of these entries.
   ExpectGolden(Slurp("log/SALM.txt"), "logtext_en_table.txt");
   ExpectGolden(Slurp("log/SALM_2.txt"), "logtext_en_table_2.txt");
-  EXPECT_EQ(err.find("note:"), std::string::npos) << err;
+  EXPECT_THAT(err, Not(HasSubstr("note:")));
   EXPECT_EQ(Viewed(1), Abs("log/SALM.txt") + "\n");
   EXPECT_EQ(ProgressWindow, NULL_WIN);
   EXPECT_EQ(LogTextSymptomTable, 0);
@@ -21,13 +22,9 @@ TEST_F(ListingsTest, CompleteListIsTheTextFormOfEveryEntryInLogOrder) {
 TEST_F(ListingsTest, CompleteListWithoutSymptomTableRunsAndTellsSoAtTheEnd) {
   MakeLog("log\\SALM", false);
   StrCopy(CurrentCatalog.RepertoryBlock.Paths[kCatSymptom], "nosuch");
-  testing::internal::CaptureStderr();
-  WorkRun(ListComplete);
-  std::string err = testing::internal::GetCapturedStderr();
+  std::string err = StderrOf([&] { WorkRun(ListComplete); });
   ExpectGolden(Slurp("log/SALM.txt"), "logtext_en_notable.txt");
-  EXPECT_NE(err.find("note: The symptom table could not be opened"),
-            std::string::npos)
-      << err;
+  EXPECT_THAT(err, HasSubstr("note: The symptom table could not be opened"));
 }
 
 TEST_F(ListingsTest, DamagedIndexStopsOnlyTheDateListings) {
@@ -41,22 +38,16 @@ TEST_F(ListingsTest, DamagedIndexStopsOnlyTheDateListings) {
   std::filesystem::remove("log/SALM.txt");
 
   Script("text 15.03.2024\n");
-  testing::internal::CaptureStderr();
-  WorkRun(ListForDate);
-  std::string err = testing::internal::GetCapturedStderr();
-  EXPECT_NE(err.find("note: The log file log\\SALM cannot be opened (H-"),
-            std::string::npos)
-      << err;
+  std::string err = StderrOf([&] { WorkRun(ListForDate); });
+  EXPECT_THAT(err,
+              HasSubstr("note: The log file log\\SALM cannot be opened (H-"));
   EXPECT_FALSE(std::filesystem::exists("log/SALM.txt"));
 }
 
 TEST_F(ListingsTest, MissingLogIsToldWithItsPathAndError) {
-  testing::internal::CaptureStderr();
-  WorkRun(ListComplete);
-  std::string err = testing::internal::GetCapturedStderr();
-  EXPECT_NE(err.find("note: The log file log\\SALM cannot be opened (H-12)."),
-            std::string::npos)
-      << err;
+  std::string err = StderrOf([&] { WorkRun(ListComplete); });
+  EXPECT_THAT(
+      err, HasSubstr("note: The log file log\\SALM cannot be opened (H-12)."));
   EXPECT_FALSE(std::filesystem::exists("log/SALM.txt"));
   EXPECT_FALSE(std::filesystem::exists("log/SALM_2.txt"));
   EXPECT_EQ(ProgressWindow, NULL_WIN);
@@ -72,7 +63,7 @@ TEST_F(ListingsTest, ListForADateTakesThatDayOnly) {
       expected.push_back(n);
   std::string listing = Slurp("log/SALM.txt");
   EXPECT_EQ(Numbers(listing), expected);
-  EXPECT_EQ(listing.find("Date: 14.03.2024"), std::string::npos);
+  EXPECT_THAT(listing, Not(HasSubstr("Date: 14.03.2024")));
   EXPECT_FALSE(std::filesystem::exists("log/SALM_2.txt"));
   EXPECT_EQ(Viewed(1), Abs("log/SALM.txt") + "\n");
   // A day with no entries gives an empty listing.
@@ -87,10 +78,8 @@ TEST_F(ListingsTest, ListForADateRefusesDatesThatAreNone) {
   // Well formed, but before day 29000; then no date at all; then Cancel.
   for (const char *answer : {"text 01.01.1970\n", "text 31.02.2024\n"}) {
     Script(answer);
-    testing::internal::CaptureStderr();
-    WorkRun(ListForDate);
-    std::string err = testing::internal::GetCapturedStderr();
-    EXPECT_NE(err.find("error: This date is not valid."), std::string::npos)
+    std::string err = StderrOf([&] { WorkRun(ListForDate); });
+    EXPECT_THAT(err, HasSubstr("error: This date is not valid."))
         << answer << err;
     EXPECT_FALSE(std::filesystem::exists("log/SALM.txt")) << answer;
     EXPECT_EQ(ProgressWindow, NULL_WIN);
@@ -116,7 +105,7 @@ TEST_F(ListingsTest, CustomListFiltersByDatesOperationsAndUser) {
   std::string real;
   ASSERT_TRUE(PlatRealPath(LogPath, real)) << LogPath;
   EXPECT_EQ(real, Abs("log/DATES"));
-  EXPECT_EQ(std::string(LogPath).find('/'), std::string::npos);
+  EXPECT_THAT(std::string(LogPath), Not(HasSubstr("/")));
   std::vector<int> expected;
   std::vector<SampleEntry> all = SampleEntries();
   for (int n = 1; n <= static_cast<int>(all.size()); ++n) {
@@ -161,9 +150,7 @@ TEST_F(ListingsTest, CustomListKeepsTheDialogUntilTheDatesAreRight) {
          "set 5 14.03.2024\n"
          "set 6 14.03.2024\n"
          "click 1\n");
-  testing::internal::CaptureStderr();
-  ListMenuCustom();
-  std::string err = testing::internal::GetCapturedStderr();
+  std::string err = StderrOf([&] { ListMenuCustom(); });
   size_t before = err.find("error: The end date lies before the start date.");
   size_t bad = err.find("error: This date is not valid.");
   EXPECT_NE(before, std::string::npos) << err;

@@ -3,6 +3,8 @@
 
 namespace {
 
+using ::testing::HasSubstr;
+
 std::vector<std::string> SplitLines(const std::string &s) {
   std::vector<std::string> out;
   size_t b = 0;
@@ -67,12 +69,9 @@ TEST_F(ListingsTest, StatisticsOfAnEmptyLogAreZerosAndBareHeadings) {
 }
 
 TEST_F(ListingsTest, StatisticsOfAMissingLogAreNotWritten) {
-  testing::internal::CaptureStderr();
-  WorkRun(LogStatistics);
-  std::string err = testing::internal::GetCapturedStderr();
-  EXPECT_NE(err.find("note: The log file log\\SALM cannot be opened (H-12)."),
-            std::string::npos)
-      << err;
+  std::string err = StderrOf([&] { WorkRun(LogStatistics); });
+  EXPECT_THAT(
+      err, HasSubstr("note: The log file log\\SALM cannot be opened (H-12)."));
   EXPECT_FALSE(std::filesystem::exists("log/SALM.rpt"));
   EXPECT_EQ(ProgressWindow, NULL_WIN);
 }
@@ -108,12 +107,10 @@ TEST_F(ListingsTest, RunStatisticsHaveTheRunColumnsAndMessageLists) {
 }
 
 TEST_F(ListingsTest, StatisticsFileThatCannotBeMadeIsTold) {
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(WriteStatistics("nosuchfolder\\x.rpt", 0), 1);
-  std::string err = testing::internal::GetCapturedStderr();
-  EXPECT_NE(err.find("note: The file nosuchfolder\\x.rpt cannot be created."),
-            std::string::npos)
-      << err;
+  std::string err = StderrOf(
+      [&] { EXPECT_EQ(WriteStatistics("nosuchfolder\\x.rpt", 0), 1); });
+  EXPECT_THAT(
+      err, HasSubstr("note: The file nosuchfolder\\x.rpt cannot be created."));
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include "store/store.h"
 #include "test_folder.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -23,22 +24,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::vector<std::string> Lines(const std::string &text) {
-  std::vector<std::string> out;
-  std::istringstream in(text);
-  std::string line;
-  while (std::getline(in, line))
-    out.push_back(line);
-  return out;
-}
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 std::string Lower(std::string s) {
   std::transform(s.begin(), s.end(), s.begin(), ::tolower);
-  return s;
-}
-
-std::string Backslashed(std::string s) {
-  std::replace(s.begin(), s.end(), '/', '\\');
   return s;
 }
 
@@ -127,14 +117,11 @@ TEST_F(LocaliseTest, EachChoiceRewritesItsRecordOrKeyAndNothingElse) {
           "\n"
           "select 2 15\nclick 4\nanswer ok\n"
           "click 1\nexit\n");
-  EXPECT_EQ(err_.find("script line"), std::string::npos) << err_;
-  EXPECT_NE(err_.find("note: This file is not the symptom table of a "
-                      "repertory."),
-            std::string::npos)
-      << err_;
-  EXPECT_NE(err_.find("note: This place is not kept in the configuration"),
-            std::string::npos)
-      << err_;
+  EXPECT_THAT(err_, Not(HasSubstr("script line")));
+  EXPECT_THAT(err_, HasSubstr("note: This file is not the symptom table of a "
+                              "repertory."));
+  EXPECT_THAT(err_,
+              HasSubstr("note: This place is not kept in the configuration"));
 
   // The repertory's seven paths, in small letters, in the chosen folder;
   // every other record as it was.
@@ -161,12 +148,10 @@ TEST_F(LocaliseTest, EachChoiceRewritesItsRecordOrKeyAndNothingElse) {
   // The configuration: the two keys changed in place, every other line of
   // the file still there, and what was added lies in its own section.
   std::string ini = SlurpFile(demo_ / "bin" / "orvix.ini");
-  EXPECT_NE(ini.find("\nCasesCatalogName=..\\moved\\cases\\repert\n"),
-            std::string::npos)
-      << ini;
-  EXPECT_NE(ini.find("\nLogFileDir=..\\newlog\n"), std::string::npos) << ini;
-  std::vector<std::string> now = Lines(ini);
-  for (const std::string &line : Lines(iniBefore)) {
+  EXPECT_THAT(ini, HasSubstr("\nCasesCatalogName=..\\moved\\cases\\repert\n"));
+  EXPECT_THAT(ini, HasSubstr("\nLogFileDir=..\\newlog\n"));
+  std::vector<std::string> now = TextLines(ini);
+  for (const std::string &line : TextLines(iniBefore)) {
     if (line.rfind("CasesCatalogName=", 0) == 0 ||
         line.rfind("LogFileDir=", 0) == 0)
       continue;

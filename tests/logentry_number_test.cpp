@@ -33,11 +33,8 @@ protected:
   TblHandle log_ = 0;
 };
 
-TEST_F(LogNumbering, EmptyLogStartsAtOne) {
+TEST_F(LogNumbering, EmptyLogStartsAtOneThenNextAfterTheLastEntry) {
   EXPECT_EQ(LogNextNumber(log_), 1);
-}
-
-TEST_F(LogNumbering, NextAfterTheLastEntryGapsOrNot) {
   Add(1, OpAddRemedy);
   Add(2, OpDeleteRemedy);
   EXPECT_EQ(LogNextNumber(log_), 3);

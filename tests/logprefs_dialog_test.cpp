@@ -10,6 +10,9 @@
 
 namespace {
 
+using ::testing::HasSubstr;
+using ::testing::Not;
+
 // What the dialog showed when it was created, and again just before OK.
 struct Shown {
   std::map<int, bool> ticks;
@@ -82,6 +85,10 @@ protected:
   // Opens the dialog with a number that starts nothing.
   void Open(long number = 0) {
     xvt_dlg_create_res(WD_MODAL, kLogPrefsRes, -1, WatchedPrefs, number);
+  }
+  // Opens it so, and answers what it wrote on standard error.
+  std::string OpenTold(long number = 0) {
+    return StderrOf([&] { Open(number); });
   }
 };
 
@@ -167,12 +174,10 @@ TEST_F(LogPrefsTest, CancelEscAndCloseChangeNothing) {
   RunOptionSet before = RunOptions;
   for (const char *end : {"click 2\n", "key esc\n", "close\n"}) {
     Script(std::string("click 4\nclick 11\nset 17 other.rpt\n") + end);
-    testing::internal::CaptureStderr();
-    Open(kLogPrefsOwnLog);
-    std::string err = testing::internal::GetCapturedStderr();
+    std::string err = OpenTold(kLogPrefsOwnLog);
     EXPECT_EQ(memcmp(&before, &RunOptions, sizeof before), 0) << end;
-    EXPECT_EQ(err.find("3004"), std::string::npos);
-    EXPECT_EQ(err.find("cannot be opened"), std::string::npos) << err;
+    EXPECT_THAT(err, Not(HasSubstr("3004")));
+    EXPECT_THAT(err, Not(HasSubstr("cannot be opened")));
   }
 }
 
@@ -184,20 +189,17 @@ TEST_F(LogPrefsTest, ChoosersFillTheirFields) {
          "click 14\nfile stats.rpt\n"
          "click 15\ncancel\n"
          "click 1\n");
-  testing::internal::CaptureStderr();
-  Open();
-  std::string err = testing::internal::GetCapturedStderr();
-  EXPECT_NE(err.find(MsgText(5601)), std::string::npos) << err;
-  EXPECT_NE(err.find(MsgText(5602)), std::string::npos) << err;
-  EXPECT_NE(err.find(MsgText(5603)), std::string::npos) << err;
+  std::string err = OpenTold();
+  EXPECT_THAT(err, HasSubstr(MsgText(5601)));
+  EXPECT_THAT(err, HasSubstr(MsgText(5602)));
+  EXPECT_THAT(err, HasSubstr(MsgText(5603)));
   // The folder in text form, and the report beside the log.
-  EXPECT_NE(std::string(RunOptions.BackupDirectory).find("bk"),
-            std::string::npos)
+  EXPECT_THAT(std::string(RunOptions.BackupDirectory), HasSubstr("bk"))
       << RunOptions.BackupDirectory;
   EXPECT_STRNE(RunOptions.BackupDirectory, "\\work\\BACKUP");
   std::string stats = RunOptions.StatisticsFile;
-  EXPECT_NE(stats.find("stats.rpt"), std::string::npos) << stats;
-  EXPECT_NE(stats.find("log"), std::string::npos) << stats;
+  EXPECT_THAT(stats, HasSubstr("stats.rpt"));
+  EXPECT_THAT(stats, HasSubstr("log"));
   EXPECT_STREQ(RunOptions.ErrorsFile, "..\\log\\a.err"); // cancelled
 }
 
@@ -237,66 +239,53 @@ TEST_F(LogPrefsTest, RangePromptSetsFromAndTo) {
 TEST_F(LogPrefsTest, OtherLogAsksCommentThenRangeAndCancelEndsTheCommand) {
   StrCopy(RunOptions.Comment, "old");
   Script("click 1\ntext from the test\ncancel\n");
-  testing::internal::CaptureStderr();
-  Open(kLogPrefsOtherLog);
-  std::string err = testing::internal::GetCapturedStderr();
+  std::string err = OpenTold(kLogPrefsOtherLog);
   EXPECT_STREQ(RunOptions.Comment, "from the test");
-  EXPECT_NE(err.find("Enter the comment for additions"), std::string::npos)
-      << err;
+  EXPECT_THAT(err, HasSubstr("Enter the comment for additions"));
   // One message at a time: the message text is one buffer.
   std::string prompt = MsgText(5326);
   prompt += " ";
   prompt += MsgText(5327);
-  EXPECT_NE(err.find(prompt), std::string::npos) << err;
+  EXPECT_THAT(err, HasSubstr(prompt));
   // No run: the log that isn't there is never opened.
-  EXPECT_EQ(err.find("cannot be opened"), std::string::npos) << err;
+  EXPECT_THAT(err, Not(HasSubstr("cannot be opened")));
 }
 
 TEST_F(LogPrefsTest, OtherLogWithARangeStartsTheRun) {
   RunOptions.BackupLog = RunOptions.BackupRepertory = 0;
   Script("click 1\ntext\ntext 3-9\n");
-  testing::internal::CaptureStderr();
-  Open(kLogPrefsOtherLog);
-  std::string err = testing::internal::GetCapturedStderr();
+  std::string err = OpenTold(kLogPrefsOtherLog);
   EXPECT_EQ(RunOptions.From, 3);
   EXPECT_EQ(RunOptions.To, 9);
   EXPECT_STREQ(RunOptions.Comment, "");
   // The run itself has started: it could not open the log.
-  EXPECT_NE(err.find("cannot be opened"), std::string::npos) << err;
+  EXPECT_THAT(err, HasSubstr("cannot be opened"));
 }
 
 TEST_F(LogPrefsTest, OwnLogAsksWhetherToRunWithoutTheBackup) {
   StrCopy(RunOptions.Comment, "left over");
   // No copy program here: the person is asked, and Stop runs nothing.
-  testing::internal::CaptureStderr();
-  Open(kLogPrefsOwnLog); // no script: OK, then the safe first button
-  std::string err = testing::internal::GetCapturedStderr();
+  std::string err =
+      OpenTold(kLogPrefsOwnLog); // no script: OK, then the safe first button
   EXPECT_STREQ(RunOptions.Comment, "");
-  EXPECT_NE(err.find("ask: The copy program backup\\setup.exe is missing"),
-            std::string::npos)
-      << err;
-  EXPECT_EQ(err.find("cannot be opened"), std::string::npos) << err;
+  EXPECT_THAT(err,
+              HasSubstr("ask: The copy program backup\\setup.exe is missing"));
+  EXPECT_THAT(err, Not(HasSubstr("cannot be opened")));
   // Going on without it starts the run.
   Script("enter\nanswer 2\n");
-  testing::internal::CaptureStderr();
-  Open(kLogPrefsOwnLog);
-  err = testing::internal::GetCapturedStderr();
-  EXPECT_NE(err.find("cannot be opened"), std::string::npos) << err;
+  err = OpenTold(kLogPrefsOwnLog);
+  EXPECT_THAT(err, HasSubstr("cannot be opened"));
 }
 
 TEST_F(LogPrefsTest, TextFileRunAsksTheCommentAndStarts) {
   RunOptions.BackupLog = RunOptions.BackupRepertory = 0;
   StrCopy(LogPath, "no-such-text.txt");
   Script("click 1\ntext for additions\n");
-  testing::internal::CaptureStderr();
-  Open(kLogPrefsTextFile);
-  std::string err = testing::internal::GetCapturedStderr();
+  std::string err = OpenTold(kLogPrefsTextFile);
   EXPECT_STREQ(RunOptions.Comment, "for additions");
-  EXPECT_NE(err.find("Enter the comment for additions"), std::string::npos)
-      << err;
+  EXPECT_THAT(err, HasSubstr("Enter the comment for additions"));
   // The run itself has started: the text file is not there.
-  EXPECT_NE(err.find("no-such-text.txt cannot be opened"), std::string::npos)
-      << err;
+  EXPECT_THAT(err, HasSubstr("no-such-text.txt cannot be opened"));
 }
 
 } // namespace

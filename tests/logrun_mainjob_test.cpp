@@ -23,21 +23,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::vector<std::string> Lines(const std::string &text) {
-  std::vector<std::string> out;
-  std::istringstream in(text);
-  std::string line;
-  while (std::getline(in, line)) {
-    if (!line.empty() && line.back() == '\r')
-      line.pop_back();
-    out.push_back(line);
-  }
-  return out;
-}
-
 int CountPrefix(const std::string &text, const std::string &prefix) {
   int n = 0;
-  for (const std::string &l : Lines(text))
+  for (const std::string &l : TextLines(text))
     if (l.rfind(prefix, 0) == 0)
       ++n;
   return n;
@@ -60,7 +48,7 @@ struct Counts {
 // The statistics rows by name, in their order.
 std::vector<std::pair<std::string, Counts>> Statistics(const std::string &rpt) {
   std::vector<std::pair<std::string, Counts>> rows;
-  for (const std::string &l : Lines(rpt)) {
+  for (const std::string &l : TextLines(rpt)) {
     size_t tab = l.find('\t');
     if (tab == std::string::npos)
       continue;
@@ -104,7 +92,7 @@ std::vector<Entry> ReadLog(const char *path) {
 // Blocks of a report whose operation line names `operation`.
 int BlocksOf(const std::string &text, const std::string &operation) {
   int n = 0;
-  for (const std::string &l : Lines(text))
+  for (const std::string &l : TextLines(text))
     if (l == "Operation: " + operation)
       ++n;
   return n;
@@ -169,13 +157,13 @@ TEST_F(MainJobTest, RunOnTheDemoAgreesWithItsStatisticsAndRepeats) {
   // A move, split or merge reports what fails inside it under its own
   // number: blocks of entries that were applied are such reports.
   std::set<int32_t> appliedSet;
-  for (const std::string &l : Lines(edt)) {
+  for (const std::string &l : TextLines(edt)) {
     int32_t n;
     if (sscanf(l.c_str(), "Log entry number: %d", &n) == 1)
       appliedSet.insert(n);
   }
   int nestedBlocks = 0;
-  for (const std::string &l : Lines(err)) {
+  for (const std::string &l : TextLines(err)) {
     int32_t n;
     if (sscanf(l.c_str(), "Log entry number: %d", &n) == 1 &&
         appliedSet.count(n) != 0)
@@ -213,7 +201,7 @@ TEST_F(MainJobTest, RunOnTheDemoAgreesWithItsStatisticsAndRepeats) {
   ASSERT_EQ(ownAfter.size(), ownBefore.size() + applied);
   int32_t last = ownBefore.empty() ? 0 : ownBefore.back().number;
   std::vector<int32_t> appliedNumbers;
-  for (const std::string &l : Lines(edt)) {
+  for (const std::string &l : TextLines(edt)) {
     int32_t n;
     if (sscanf(l.c_str(), "Log entry number: %d", &n) == 1)
       appliedNumbers.push_back(n);

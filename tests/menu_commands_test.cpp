@@ -13,6 +13,9 @@
 
 namespace {
 
+using ::testing::HasSubstr;
+using ::testing::Not;
+
 class DefaultsTest : public InstallTest {
 protected:
   void SetUp() override {
@@ -126,48 +129,38 @@ TEST_F(MenuTest, UpdateRowsSetTheirDefaultsThenOpenThePreferences) {
   // 1031: the own log's defaults stand in the dialog; a click on "keep in
   // own log" and OK store it and start the run, which finds no log.
   Script("click 12\nclick 1\nanswer 2\n"); // on without the backup
-  testing::internal::CaptureStderr();
-  MenuCommand(1031);
-  std::string err = testing::internal::GetCapturedStderr();
+  std::string err = StderrOf([&] { MenuCommand(1031); });
   EXPECT_STREQ(LogPath, "..\\log\\SALM");
   EXPECT_EQ(RunOptions.KeepInOwnLog, 1); // 0 by default, ticked
-  EXPECT_NE(err.find("cannot be opened"), std::string::npos) << err;
-  EXPECT_EQ(err.find("Enter the comment"), std::string::npos) << err;
+  EXPECT_THAT(err, HasSubstr("cannot be opened"));
+  EXPECT_THAT(err, Not(HasSubstr("Enter the comment")));
 
   // 1033: chooser, dialog, comment and range prompts; the range cancelled.
   Script("cancel\nclick 1\ntext c\ncancel\n");
-  testing::internal::CaptureStderr();
-  MenuCommand(1033);
-  err = testing::internal::GetCapturedStderr();
+  err = StderrOf([&] { MenuCommand(1033); });
   EXPECT_STREQ(RunOptions.Comment, "c");
-  EXPECT_NE(err.find(MsgText(5326)), std::string::npos) << err;
-  EXPECT_EQ(err.find("cannot be opened"), std::string::npos) << err;
+  EXPECT_THAT(err, HasSubstr(MsgText(5326)));
+  EXPECT_THAT(err, Not(HasSubstr("cannot be opened")));
 
   // 1037: chooser, dialog, comment, and the text-file run starts (the
   // chooser was cancelled: there is no file to read); Cancel in the dialog
   // says nothing.
   Script("cancel\nclick 1\ntext\nanswer 2\n"); // on without the backup
-  testing::internal::CaptureStderr();
-  MenuCommand(1037);
-  err = testing::internal::GetCapturedStderr();
-  EXPECT_NE(err.find("Enter the comment"), std::string::npos) << err;
-  EXPECT_NE(err.find("cannot be opened"), std::string::npos) << err;
+  err = StderrOf([&] { MenuCommand(1037); });
+  EXPECT_THAT(err, HasSubstr("Enter the comment"));
+  EXPECT_THAT(err, HasSubstr("cannot be opened"));
   Script("cancel\nclick 2\n");
-  testing::internal::CaptureStderr();
-  MenuCommand(1037);
-  err = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(err.find("not available"), std::string::npos) << err;
+  err = StderrOf([&] { MenuCommand(1037); });
+  EXPECT_THAT(err, Not(HasSubstr("not available")));
 }
 
 TEST_F(MenuTest, UserDefinedRowsTellAMissingTableAndOtherCommandsDoNothing) {
   // Without the tables there is nothing to write the list from.
   for (int tag : {1030, 1032}) {
-    testing::internal::CaptureStderr();
-    MenuCommand(tag);
-    std::string err = testing::internal::GetCapturedStderr();
-    EXPECT_NE(err.find("cannot be opened (H-12)"), std::string::npos)
+    std::string err = StderrOf([&] { MenuCommand(tag); });
+    EXPECT_THAT(err, HasSubstr("cannot be opened (H-12)"))
         << tag << ": " << err;
-    EXPECT_NE(err.find("cannot be opened or created"), std::string::npos)
+    EXPECT_THAT(err, HasSubstr("cannot be opened or created"))
         << tag << ": " << err;
   }
   RunOptionSet before = RunOptions;
@@ -182,11 +175,9 @@ TEST_F(MenuTest, ListRowsAskForTheLogFirst) {
   for (int tag : {1017, 1025, 1018, 1023}) {
     Script("cancel\n");
     StrCopy(LogPath, "unchanged");
-    testing::internal::CaptureStderr();
-    MenuCommand(tag);
-    std::string err = testing::internal::GetCapturedStderr();
+    std::string err = StderrOf([&] { MenuCommand(tag); });
     EXPECT_EQ(err.rfind("open: ", 0), 0u) << tag << ": " << err;
-    EXPECT_EQ(err.find("not available"), std::string::npos) << err;
+    EXPECT_THAT(err, Not(HasSubstr("not available")));
     EXPECT_STREQ(LogPath, "unchanged"); // a cancelled chooser runs nothing
   }
 }
@@ -268,12 +259,8 @@ TEST_F(HelpTest, HelpButtonShowsItsSectionAndTheHelpCommandTheManual) {
 
 TEST_F(HelpTest, MissingManualIsTold) {
   StrCopy(HelpManualPath, "..\\nothing.md");
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(HelpTopic(kHelpChooser), 1);
-  std::string err = testing::internal::GetCapturedStderr();
-  EXPECT_NE(err.find("The user manual (manual.md) cannot be found"),
-            std::string::npos)
-      << err;
+  std::string err = StderrOf([&] { EXPECT_EQ(HelpTopic(kHelpChooser), 1); });
+  EXPECT_THAT(err, HasSubstr("The user manual (manual.md) cannot be found"));
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "store/store.h"
 #include "test_folder.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -16,6 +17,8 @@
 namespace fs = std::filesystem;
 
 namespace {
+
+using ::testing::HasSubstr;
 
 fs::path DataDir() {
   return fs::path(MANTREL_SOURCE_DIR) / "data" / "messages";
@@ -74,21 +77,21 @@ TEST_F(MessagesTable, MkmsgWritesTheShippedTextsAndRefusesBadOnes) {
                       (DataDir() / "fr.txt").string() + " " +
                       (DataDir() / "de.txt").string();
   ASSERT_EQ(RunMkmsg("out/system/orvixmsg " + files, &out), 0) << out;
-  EXPECT_NE(out.find("texts of language 3"), std::string::npos) << out;
+  EXPECT_THAT(out, HasSubstr("texts of language 3"));
 
   std::ofstream("bad.txt") << "language 2\n"
                               "2629 | Modifier %s le degr\xC3\xA9\n"
                               "2629 | Encore\n";
   EXPECT_EQ(RunMkmsg("out/system/bad " + files + " bad.txt", &out), 1);
-  EXPECT_NE(out.find("bad.txt:2: 2629"), std::string::npos) << out;
-  EXPECT_NE(out.find("bad.txt:3: 2629"), std::string::npos) << out;
-  EXPECT_NE(out.find("no table written"), std::string::npos) << out;
+  EXPECT_THAT(out, HasSubstr("bad.txt:2: 2629"));
+  EXPECT_THAT(out, HasSubstr("bad.txt:3: 2629"));
+  EXPECT_THAT(out, HasSubstr("no table written"));
   for (const auto &f : fs::directory_iterator("out/system"))
     EXPECT_NE(f.path().filename().string().rfind("bad", 0), 0u)
         << f.path() << " was written";
 
   EXPECT_EQ(RunMkmsg("", &out), 2);
-  EXPECT_NE(out.find("usage"), std::string::npos);
+  EXPECT_THAT(out, HasSubstr("usage"));
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 // deleted only when everything could be copied.
 #include "test_folder.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -25,6 +26,8 @@ namespace fs = std::filesystem;
 extern char **environ;
 
 namespace {
+
+using ::testing::HasSubstr;
 
 void Write(const fs::path &p, const std::string &text) {
   fs::create_directories(p.parent_path());
@@ -92,10 +95,9 @@ TEST_F(OrvcopyTest, WildcardsCopyFilesOfAFolderOrOfOneStem) {
   EXPECT_EQ(SlurpFile(root_ / "out" / "renamed" / "other.dat"), "S-DATA");
   EXPECT_EQ(SlurpFile(root_ / "out" / "one" / "word1.dat"), "W1");
   EXPECT_FALSE(fs::exists(list_)) << "the list is the end signal";
-  EXPECT_NE(Report().find("6 files, 26 bytes copied; 0 sources missing; 0 "
-                          "failures"),
-            std::string::npos)
-      << Report();
+  EXPECT_THAT(Report(),
+              HasSubstr("6 files, 26 bytes copied; 0 sources missing; 0 "
+                        "failures"));
 }
 
 TEST_F(OrvcopyTest, MissingSourcesAreToldAndPassedOver) {
@@ -108,14 +110,12 @@ TEST_F(OrvcopyTest, MissingSourcesAreToldAndPassedOver) {
             0)
       << Report();
   std::string report = Report();
-  EXPECT_NE(report.find("missing: ..\\nowhere\\*.*"), std::string::npos);
-  EXPECT_NE(report.find("missing: ..\\data\\nostem.*"), std::string::npos);
-  EXPECT_NE(report.find("missing: ..\\data\\gone.txt"), std::string::npos);
-  EXPECT_NE(report.find("missing: C:\\orvix\\zentrix"), std::string::npos)
+  EXPECT_THAT(report, HasSubstr("missing: ..\\nowhere\\*.*"));
+  EXPECT_THAT(report, HasSubstr("missing: ..\\data\\nostem.*"));
+  EXPECT_THAT(report, HasSubstr("missing: ..\\data\\gone.txt"));
+  EXPECT_THAT(report, HasSubstr("missing: C:\\orvix\\zentrix"))
       << "an unmapped drive is a missing source";
-  EXPECT_NE(report.find("1 files, 1 bytes copied; 4 sources missing"),
-            std::string::npos)
-      << report;
+  EXPECT_THAT(report, HasSubstr("1 files, 1 bytes copied; 4 sources missing"));
   EXPECT_EQ(SlurpFile(root_ / "out" / "w" / "a.txt"), "A");
   EXPECT_FALSE(fs::exists(root_ / "out" / "x"));
   EXPECT_FALSE(fs::exists(list_));
@@ -164,12 +164,9 @@ TEST_F(OrvcopyTest, AFailedCopyKeepsTheListAndEndsWithStatusOne) {
             1);
   EXPECT_TRUE(fs::exists(list_)) << "Mantrel must see that the copy failed";
   std::string report = Report();
-  EXPECT_NE(report.find("failed: cannot make the folder ..\\blocker\\sub"),
-            std::string::npos)
-      << report;
-  EXPECT_NE(report.find("failed: line 2 is no \"source|target\""),
-            std::string::npos)
-      << report;
+  EXPECT_THAT(report,
+              HasSubstr("failed: cannot make the folder ..\\blocker\\sub"));
+  EXPECT_THAT(report, HasSubstr("failed: line 2 is no \"source|target\""));
   // No argument, or a list that isn't there: a usage error.
   EXPECT_EQ(RunOn(""), 2);
   EXPECT_EQ(RunOn("\\no\\such\\list.txt"), 2);

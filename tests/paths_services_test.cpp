@@ -9,6 +9,8 @@
 
 namespace {
 
+using ::testing::HasSubstr;
+
 void Touch(const fs::path &p) {
   fs::create_directories(p.parent_path());
   std::ofstream(p) << "data";
@@ -221,7 +223,7 @@ TEST_F(NetTest, LocalizeRewritesCatalogueAndConfiguration) {
                            "PatientCatalogName=X:\\ORVIX\\patient\\patient\n",
                            "CasesCatalogName=X:\\ORVIX\\cases\\repert\n",
                            "CatalogCatalogName=..\\system\\catalog\n"})
-    EXPECT_NE(ini.find(line), std::string::npos) << line << ini;
+    EXPECT_THAT(ini, HasSubstr(line)) << line << ini;
 }
 
 TEST_F(NetTest, PathsThatNoLongerFitAreKeptAndTold) {
@@ -233,7 +235,7 @@ TEST_F(NetTest, PathsThatNoLongerFitAreKeptAndTold) {
   // The four shared tables (60 characters) and none of the catalogue's
   // (100) overflow here.
   EXPECT_EQ(kept, 4);
-  EXPECT_NE(err.find("4 paths are too long"), std::string::npos) << err;
+  EXPECT_THAT(err, HasSubstr("4 paths are too long"));
   EXPECT_STREQ(RemedyCatalogName, "..\\system\\remed");
   EXPECT_EQ(std::string(Stored(1, 1).RepertoryBlock.Paths[kCatSymptom]),
             std::string(base) + "\\data\\SALM\\symptom");
@@ -242,12 +244,10 @@ TEST_F(NetTest, PathsThatNoLongerFitAreKeptAndTold) {
 TEST_F(NetTest, CommandLineRefusesABaseThatIsNoFolder) {
   std::string before = Ini();
   char base[] = "/NO/SUCH/FOLDER";
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(NetLocalizeCommandLine(base), 1);
-  std::string err = testing::internal::GetCapturedStderr();
-  EXPECT_NE(err.find("The network base /NO/SUCH/FOLDER is no existing folder"),
-            std::string::npos)
-      << err;
+  std::string err =
+      StderrOf([&] { EXPECT_EQ(NetLocalizeCommandLine(base), 1); });
+  EXPECT_THAT(
+      err, HasSubstr("The network base /NO/SUCH/FOLDER is no existing folder"));
   EXPECT_EQ(Ini(), before);
   EXPECT_STREQ(Stored(1, 1).RepertoryBlock.Paths[kCatSymptom],
                "..\\data\\SALM\\symptom");
@@ -286,9 +286,7 @@ TEST_F(NetTest, TheConfigurationIsRewrittenSectionBySectionInPlace) {
   ASSERT_NE(cases, std::string::npos) << ini;
   EXPECT_LT(system, cases);
   EXPECT_LT(cases, dorval) << ini;
-  EXPECT_NE(ini.find("Mode=1\n\n[Fonts and colors section]\n"),
-            std::string::npos)
-      << ini;
+  EXPECT_THAT(ini, HasSubstr("Mode=1\n\n[Fonts and colors section]\n"));
   ASSERT_EQ(IniRead(), 0);
   EXPECT_EQ(SlurpFile(root_ / "bin" / "orvixerror.txt"), "");
   EXPECT_STREQ(CasesCatalogName, "X:\\APP\\cases\\repert");

@@ -9,6 +9,9 @@
 
 namespace {
 
+using ::testing::HasSubstr;
+using ::testing::Not;
+
 using namespace repair_test;
 
 // ---------------------------------------------------------------- lines
@@ -135,7 +138,7 @@ TEST_F(RepairDemoTest, BuildVerbRebuildsWhatTheDemoListNames) {
   fs::path symptoms = root_ / "data" / "salm2009" / "symptom.dat";
   fs::resize_file(symptoms, fs::file_size(symptoms) - 7);
 
-  std::string list = Slurp(root_ / "log" / "rebuild.txt");
+  std::string list = SlurpFile(root_ / "log" / "rebuild.txt");
   auto tables = ListedTables(list);
   ASSERT_GE(tables.size(), 25u);
   // Two lines of the list could not be used: the exit status says so.
@@ -145,15 +148,12 @@ TEST_F(RepairDemoTest, BuildVerbRebuildsWhatTheDemoListNames) {
     EXPECT_EQ(Tbltool("check", kind, table), 0) << kind << " " << table;
   EXPECT_TRUE(CaseTwins(root_).empty()) << CaseTwins(root_)[0];
   // The lines that couldn't be used are told, each once; nothing failed.
-  EXPECT_EQ(Count(err_, "note: "), 2u) << err_;
-  EXPECT_NE(err_.find("Line 29 of the list names no kind of table and is "
-                      "skipped: thesaurus|..\\system\\thesaurus"),
-            std::string::npos)
-      << err_;
-  EXPECT_NE(err_.find("Line 30 of the list has no bar and is skipped: "
-                      "history ..\\data\\salm2012\\histoid"),
-            std::string::npos)
-      << err_;
+  EXPECT_EQ(Occurrences(err_, "note: "), 2u) << err_;
+  EXPECT_THAT(err_,
+              HasSubstr("Line 29 of the list names no kind of table and is "
+                        "skipped: thesaurus|..\\system\\thesaurus"));
+  EXPECT_THAT(err_, HasSubstr("Line 30 of the list has no bar and is skipped: "
+                              "history ..\\data\\salm2012\\histoid"));
   // The index in capitals of the list got the name of its data file.
   EXPECT_TRUE(fs::exists(root_ / "data" / "salm2009" / "word2.idx"));
   EXPECT_TRUE(fs::exists(root_ / "log" / "sample.idx"));
@@ -167,20 +167,17 @@ TEST_F(RepairDemoTest, BuildVerbTellsEveryFailureAndGoesOn) {
   fs::remove(root_ / "data" / "salm2009" / "view.idx");
   EXPECT_EQ(Run("/BUILD '..\\log\\mine.txt'", ""), 1);
   // Error 12 is told on this road too, and the next line still runs.
-  EXPECT_NE(err_.find("The table ..\\DATA\\NOWHERE\\SYMPTOM could not be "
-                      "rebuilt (H-12)"),
-            std::string::npos)
-      << err_;
+  EXPECT_THAT(err_,
+              HasSubstr("The table ..\\DATA\\NOWHERE\\SYMPTOM could not be "
+                        "rebuilt (H-12)"));
   EXPECT_TRUE(fs::exists(root_ / "data" / "salm2009" / "view.idx"));
-  EXPECT_NE(err_.find("Line 3 of the list names no table"), std::string::npos)
-      << err_;
+  EXPECT_THAT(err_, HasSubstr("Line 3 of the list names no table"));
   EXPECT_FALSE(fs::exists(root_ / "data" / "nowhere"));
 
   // A list that isn't there is told as well.
   EXPECT_EQ(Run("/BUILD '..\\log\\none.txt'", ""), 1);
-  EXPECT_NE(err_.find("The list file ..\\log\\none.txt cannot be read"),
-            std::string::npos)
-      << err_;
+  EXPECT_THAT(err_,
+              HasSubstr("The list file ..\\log\\none.txt cannot be read"));
 }
 
 // ---------------------------------------------------------------- menu
@@ -194,24 +191,20 @@ TEST_F(RepairDemoTest, MenuRowsRebuildTheirTablesWithTheirNotes) {
                     "menu 1006\nanswer ok\nmenu 1014\nanswer ok\n"
                     "menu 1013\nanswer ok\nmenu 1021\nanswer ok\nexit\n"),
             0);
-  EXPECT_EQ(err_.find("script line"), std::string::npos) << err_;
+  EXPECT_THAT(err_, Not(HasSubstr("script line")));
   EXPECT_TRUE(fs::exists(rep / "symptom.idx"));
   EXPECT_TRUE(fs::exists(rep / "Note.idx"));
-  EXPECT_NE(err_.find("note: The table ..\\data\\salm2009\\symptom has been "
-                      "rebuilt."),
-            std::string::npos)
-      << err_;
+  EXPECT_THAT(err_,
+              HasSubstr("note: The table ..\\data\\salm2009\\symptom has been "
+                        "rebuilt."));
   // The titles name the notes and the log in small letters.
-  EXPECT_NE(err_.find("note: The table ..\\data\\salm2009\\note has been "
-                      "rebuilt."),
-            std::string::npos)
-      << err_;
-  EXPECT_NE(err_.find("note: The table ..\\log\\SALM2009 has been rebuilt."),
-            std::string::npos)
-      << err_;
-  EXPECT_NE(err_.find("note: The table ..\\cases\\repert has been rebuilt."),
-            std::string::npos)
-      << err_;
+  EXPECT_THAT(err_,
+              HasSubstr("note: The table ..\\data\\salm2009\\note has been "
+                        "rebuilt."));
+  EXPECT_THAT(err_,
+              HasSubstr("note: The table ..\\log\\SALM2009 has been rebuilt."));
+  EXPECT_THAT(err_,
+              HasSubstr("note: The table ..\\cases\\repert has been rebuilt."));
   EXPECT_EQ(Tbltool("check", "cas1", "..\\cases\\repert"), 0);
   EXPECT_EQ(Tbltool("check", "cas2", "..\\cases\\repert"), 0);
 }
@@ -226,8 +219,8 @@ TEST_F(RepairDemoTest, AllTablesPostsNoSuccessAndStopsAtNothing) {
   fs::remove(root_ / "log" / "SALM2009.dat");
   fs::remove(root_ / "log" / "SALM2009.idx");
   EXPECT_EQ(Run("", "select 5 0\nclick 1\nmenu 1016\nexit\n"), 0);
-  EXPECT_EQ(err_.find("has been rebuilt"), std::string::npos) << err_;
-  EXPECT_EQ(err_.find("note: "), std::string::npos) << err_;
+  EXPECT_THAT(err_, Not(HasSubstr("has been rebuilt")));
+  EXPECT_THAT(err_, Not(HasSubstr("note: ")));
   for (const char *t :
        {"symptom", "word1", "word2", "extract", "view", "Note", "Link"})
     EXPECT_TRUE(fs::exists(rep / (std::string(t) + ".idx"))) << t;
@@ -236,29 +229,25 @@ TEST_F(RepairDemoTest, AllTablesPostsNoSuccessAndStopsAtNothing) {
   // Symptoms on their own: error 12 is told there.
   fs::remove(rep / "symptom.dat");
   EXPECT_EQ(Run("", "select 5 0\nclick 1\nmenu 1006\nmenu 1013\nexit\n"), 0);
-  EXPECT_NE(err_.find("note: The table ..\\data\\salm2009\\symptom could not "
-                      "be rebuilt (H-12)."),
-            std::string::npos)
-      << err_;
-  EXPECT_EQ(Count(err_, "note: "), 1u) << err_;
+  EXPECT_THAT(err_,
+              HasSubstr("note: The table ..\\data\\salm2009\\symptom could not "
+                        "be rebuilt (H-12)."));
+  EXPECT_EQ(Occurrences(err_, "note: "), 1u) << err_;
 }
 
 TEST_F(RepairDemoTest, PatientFileRebuildsItsChainAndTheDiagnoses) {
   fs::remove(root_ / "patient" / "patient.id4");
   fs::remove(root_ / "system" / "diag3.idx");
   EXPECT_EQ(Run("", "select 5 0\nclick 1\nmenu 1019\nexit\n"), 0);
-  EXPECT_NE(err_.find("note: The table ..\\patient\\patient has been "
-                      "rebuilt."),
-            std::string::npos)
-      << err_;
+  EXPECT_THAT(err_, HasSubstr("note: The table ..\\patient\\patient has been "
+                              "rebuilt."));
   EXPECT_TRUE(fs::exists(root_ / "patient" / "patient.id4"));
   EXPECT_TRUE(fs::exists(root_ / "system" / "diag3.idx"));
   // A missing table of the chain ends it, with no success note.
   fs::remove(root_ / "patient" / "patient.da5");
   EXPECT_EQ(Run("", "select 5 0\nclick 1\nmenu 1019\nexit\n"), 0);
-  EXPECT_NE(err_.find("could not be rebuilt (H-12)"), std::string::npos)
-      << err_;
-  EXPECT_EQ(err_.find("has been rebuilt"), std::string::npos) << err_;
+  EXPECT_THAT(err_, HasSubstr("could not be rebuilt (H-12)"));
+  EXPECT_THAT(err_, Not(HasSubstr("has been rebuilt")));
 }
 
 // ---------------------------------------------------------------- dialog
@@ -271,14 +260,13 @@ TEST_F(RepairDemoTest, DialogRebuildsWhatIsTickedAndEndsWithOneNote) {
                     "click 5\nclick 10\nclick 13\nclick 20\nclick 1\n"
                     "answer ok\nexit\n"),
             0);
-  EXPECT_EQ(err_.find("script line"), std::string::npos) << err_;
-  EXPECT_EQ(err_.find("has been rebuilt"), std::string::npos) << err_;
-  EXPECT_NE(err_.find("note: The repair is finished."), std::string::npos)
-      << err_;
-  EXPECT_EQ(Count(err_, "note: "), 1u) << err_;
+  EXPECT_THAT(err_, Not(HasSubstr("script line")));
+  EXPECT_THAT(err_, Not(HasSubstr("has been rebuilt")));
+  EXPECT_THAT(err_, HasSubstr("note: The repair is finished."));
+  EXPECT_EQ(Occurrences(err_, "note: "), 1u) << err_;
   // The cases went through text and the report tells it.
-  std::string report = Slurp(root_ / "cases" / "caserep.txt");
-  EXPECT_NE(report.find("END OF UPLOAD PHASE"), std::string::npos);
+  std::string report = SlurpFile(root_ / "cases" / "caserep.txt");
+  EXPECT_THAT(report, HasSubstr("END OF UPLOAD PHASE"));
   EXPECT_TRUE(fs::exists(root_ / "cases" / "casetmp1.txt"));
   EXPECT_EQ(Tbltool("check", "cas1", "..\\cases\\repert"), 0);
   EXPECT_EQ(Tbltool("check", "note", "..\\data\\salm2009\\Note"), 0);
@@ -289,13 +277,11 @@ TEST_F(RepairDemoTest, DialogRebuildsWhatIsTickedAndEndsWithOneNote) {
   EXPECT_EQ(Run("", "select 5 0\nclick 1\nmenu 1046\nclick 5\nclick 13\n"
                     "click 1\nexit\n"),
             0);
-  EXPECT_NE(err_.find("could not be rebuilt (H-12)"), std::string::npos)
-      << err_;
-  EXPECT_NE(err_.find("note: The repair is finished, but some tables could "
-                      "not be rebuilt."),
-            std::string::npos)
-      << err_;
-  EXPECT_EQ(Count(err_, "note: "), 2u) << err_;
+  EXPECT_THAT(err_, HasSubstr("could not be rebuilt (H-12)"));
+  EXPECT_THAT(err_,
+              HasSubstr("note: The repair is finished, but some tables could "
+                        "not be rebuilt."));
+  EXPECT_EQ(Occurrences(err_, "note: "), 2u) << err_;
 }
 
 TEST_F(RepairDemoTest, DialogSelectAllRepairsEveryCasesFile) {
@@ -305,15 +291,12 @@ TEST_F(RepairDemoTest, DialogSelectAllRepairsEveryCasesFile) {
   EXPECT_EQ(Run("", "select 5 0\nclick 1\nmenu 1046\nclick 24\nclick 1\n"
                     "answer ok\nexit\n"),
             0);
-  EXPECT_EQ(err_.find("script line"), std::string::npos) << err_;
-  EXPECT_NE(err_.find("note: The repair is finished"), std::string::npos)
-      << err_;
-  std::string report = Slurp(root_ / "cases" / "caserep.txt");
-  EXPECT_EQ(Count(report, "has been repaired on"), 2u) << report;
-  EXPECT_NE(report.find("..\\cases\\repert has been repaired"),
-            std::string::npos);
-  EXPECT_NE(report.find("..\\cases\\colleague has been repaired"),
-            std::string::npos);
+  EXPECT_THAT(err_, Not(HasSubstr("script line")));
+  EXPECT_THAT(err_, HasSubstr("note: The repair is finished"));
+  std::string report = SlurpFile(root_ / "cases" / "caserep.txt");
+  EXPECT_EQ(Occurrences(report, "has been repaired on"), 2u) << report;
+  EXPECT_THAT(report, HasSubstr("..\\cases\\repert has been repaired"));
+  EXPECT_THAT(report, HasSubstr("..\\cases\\colleague has been repaired"));
   // The work tables are gone, the text stays beside the program.
   EXPECT_FALSE(fs::exists(root_ / "cases" / "casetmp.da1"));
   EXPECT_TRUE(fs::exists(root_ / "bin" / "casetmp1.txt"));

@@ -13,6 +13,7 @@
 #include "store/store.h"
 #include "test_folder.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -31,28 +32,6 @@
 namespace repair_test {
 
 namespace fs = std::filesystem;
-
-inline std::string Slurp(const fs::path &p) {
-  std::ifstream in(p, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
-
-// The demo as mkdemo builds it, once for the process.
-inline const fs::path &PristineDemo() {
-  static ScratchFolder folder("repair-demo"); // removed at the process's end
-  static fs::path demo;
-  if (demo.empty() && !folder.path().empty()) {
-    fs::path d = folder.path() / "demo";
-    std::string cmd = std::string("\"") + MANTREL_BIN_DIR +
-                      "/mkdemo\" --sources \"" + MANTREL_SOURCE_DIR +
-                      "/data/demo\" \"" + d.string() + "\" >/dev/null 2>&1";
-    if (std::system(cmd.c_str()) == 0)
-      demo = d;
-  }
-  return demo;
-}
 
 // Names in a folder that differ from another name only in letter case.
 inline std::vector<std::string> CaseTwins(const fs::path &root) {
@@ -76,15 +55,8 @@ class RepairDemoTest : public ::testing::Test {
 protected:
   void SetUp() override {
     ASSERT_FALSE(PristineDemo().empty()) << "mkdemo failed";
-    char tmpl[] = "/tmp/mantrel-repair-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    root_ = fs::path(tmpl) / "demo";
     fs::copy(PristineDemo(), root_, fs::copy_options::recursive);
-    std::error_code ec;
-    old_ = fs::current_path(ec);
-    if (ec)
-      old_ = fs::temp_directory_path();
-    fs::current_path(root_ / "bin");
+    folder_.Enter("demo/bin");
     XvtReset();
     setenv("MANTREL_UI", "scripted", 1);
     unsetenv("MANTREL_SCRIPT");
@@ -94,8 +66,6 @@ protected:
     XvtReset();
     unsetenv("MANTREL_UI");
     unsetenv("MANTREL_SCRIPT");
-    fs::current_path(old_);
-    fs::remove_all(root_.parent_path());
   }
 
   // The store, the demo's configuration and its message table, in this
@@ -138,9 +108,9 @@ protected:
                       MANTREL_BIN_DIR + "/mantrel' " + args +
                       " </dev/null >/dev/null 2>'" + (dir / "err").string() +
                       "'";
-    int rc = std::system(cmd.c_str());
-    err_ = Slurp(dir / "err");
-    return WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+    int rc = RunCommand(cmd);
+    err_ = SlurpFile(dir / "err");
+    return rc;
   }
 
   // tbltool on a table of the demo; answers its exit status.
@@ -149,19 +119,13 @@ protected:
     std::string cmd = "cd '" + (root_ / "bin").string() + "' && '" +
                       MANTREL_BIN_DIR + "/tbltool' " + verb + " " + kind +
                       " '" + table + "' >/dev/null 2>&1";
-    int rc = std::system(cmd.c_str());
-    return WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+    return RunCommand(cmd);
   }
 
-  size_t Count(const std::string &text, const std::string &what) {
-    size_t n = 0;
-    for (size_t at = text.find(what); at != std::string::npos;
-         at = text.find(what, at + 1))
-      ++n;
-    return n;
-  }
-
-  fs::path root_, old_;
+  // The copy of the demo lies in a scratch folder of its own, which goes
+  // with all it holds after TearDown.
+  ScratchFolder folder_{"repair"};
+  const fs::path root_ = folder_.path() / "demo";
   std::string err_;
   bool started_ = false;
 };

@@ -8,11 +8,28 @@ namespace {
 
 // ---------------------------------------------------------------- traits
 
-// Each family's operations and a record numbered i: key 0 grows with i, and
-// a payload field tells which i it came from.
-#define FAMILY_OPS(Name, Rec, Dat, Idx)                                        \
-  using R = Rec;                                                               \
-  static constexpr const char *kDat = Dat, *kIdx = Idx;                        \
+// Each family's operations and a record numbered i: key 0 grows with i (set
+// by Keys), and a payload field (set by Retag, read by Tag) tells which i it
+// came from. The defaults are those most families share: a zeroed record,
+// no delete, a unique key 0.
+template <typename Self, typename Rec> struct Family {
+  using R = Rec;
+  static constexpr const char *kDat = ".dat", *kIdx = ".idx";
+  static constexpr bool kDelete = false, kUnique = true;
+  static int Delete(TblHandle) { return -1; }
+  static int Key(int k) { return k; }
+  static void Blank(R &r) {
+    memset(static_cast<void *>(&r), 0, sizeof r);
+    r.CursorState = 0xff;
+  }
+  static void Make(R &r, int i) {
+    Self::Blank(r);
+    Self::Keys(r, i);
+    Self::Retag(r, i);
+  }
+};
+// The calls by the family's name; the extra arguments go to its find.
+#define TABLE_OPS(Name, ...)                                                   \
   static TblHandle Open(const char *p, int b) {                                \
     return TblOpen##Name(p, 1, b);                                             \
   }                                                                            \
@@ -21,97 +38,69 @@ namespace {
   }                                                                            \
   static int Save(TblHandle h, R *r, int mode) {                               \
     return TblSave##Name(h, r, mode);                                          \
+  }                                                                            \
+  static int Find(TblHandle h, R *r, int k, int m) {                           \
+    return TblFindFull##Name(h, r, Key(k), m __VA_OPT__(, ) __VA_ARGS__);      \
   }
-#define CREATE_OPS(Name)                                                       \
+#define FAMILY_OPS(Name, ...)                                                  \
+  TABLE_OPS(Name __VA_OPT__(, ) __VA_ARGS__)                                   \
   static TblHandle Create(const char *p) {                                     \
     return TblCreate##Name(p, 1, 1);                                           \
   }
-
-struct SymptomOps {
-  FAMILY_OPS(Symptom, Symptom, ".dat", ".idx")
-  CREATE_OPS(Symptom)
-  static int Find(TblHandle h, R *r, int k, int m) {
-    return TblFindFullSymptom(h, r, k, m);
+#define DELETE_OPS(Name)                                                       \
+  static constexpr bool kDelete = true;                                        \
+  static int Delete(TblHandle h) {                                             \
+    return TblDelete##Name(h);                                                 \
   }
-  static int Delete(TblHandle h) { return TblDeleteSymptom(h); }
+#define CLEAR_OPS(Name)                                                        \
+  static void Blank(R &r) {                                                    \
+    r.CursorState = 0xff;                                                      \
+    TblClear##Name(&r);                                                        \
+  }
+
+struct SymptomOps : Family<SymptomOps, Symptom> {
+  FAMILY_OPS(Symptom)
+  DELETE_OPS(Symptom)
   static void Blank(R &r) {
     SymptomRemedy *arr = r.Remedies;
     r = MakeSymptom(0, 0, 0, 0, "");
     r.Remedies = arr;
     TblClearSymptom(&r);
   }
-  static void Make(R &r, int i) {
-    Blank(r);
+  static void Keys(R &r, int i) {
     r.Num = static_cast<uint32_t>(i / 3 + 1);
     r.Sub = static_cast<uint16_t>(i % 3);
     StrCopy(r.Text1, "s");
-    StrFormat(r.CrossRef2, "ref %d", i);
   }
   static std::string Tag(const R &r) { return r.CrossRef2; }
   static void Retag(R &r, int v) { StrFormat(r.CrossRef2, "ref %d", v); }
-  static constexpr bool kDelete = true, kUnique = true;
 };
 
-struct RemedOps {
-  FAMILY_OPS(Remed, Remed, ".dat", ".idx")
-  CREATE_OPS(Remed)
-  static int Find(TblHandle h, R *r, int k, int m) {
-    return TblFindFullRemed(h, r, k, m);
-  }
-  static int Delete(TblHandle) { return -1; }
-  static void Blank(R &r) {
-    memset(&r, 0, sizeof r);
-    r.CursorState = 0xff;
-  }
-  static void Make(R &r, int i) {
-    Blank(r);
+struct RemedOps : Family<RemedOps, Remed> {
+  FAMILY_OPS(Remed)
+  static void Keys(R &r, int i) {
     r.Id = static_cast<uint16_t>(i + 1);
     StrFormat(r.Abbrev, "rem%d", i);
-    StrFormat(r.Name9, "name %d", i);
   }
   static std::string Tag(const R &r) { return r.Name9; }
   static void Retag(R &r, int v) { StrFormat(r.Name9, "name %d", v); }
-  static constexpr bool kDelete = false, kUnique = true;
 };
 
-struct AuthorOps {
-  FAMILY_OPS(Author, Author, ".dat", ".idx")
-  CREATE_OPS(Author)
-  static int Find(TblHandle h, R *r, int k, int m) {
-    return TblFindFullAuthor(h, r, k, m);
-  }
-  static int Delete(TblHandle) { return -1; }
-  static void Blank(R &r) {
-    memset(&r, 0, sizeof r);
-    r.CursorState = 0xff;
-  }
-  static void Make(R &r, int i) {
-    Blank(r);
+struct AuthorOps : Family<AuthorOps, Author> {
+  FAMILY_OPS(Author)
+  static void Keys(R &r, int i) {
     r.Id = static_cast<uint16_t>(i + 1);
     StrFormat(r.Abbrev, "aut%d", i);
-    StrFormat(r.Detail3, "detail %d", i);
   }
   static std::string Tag(const R &r) { return r.Detail3; }
   static void Retag(R &r, int v) { StrFormat(r.Detail3, "detail %d", v); }
-  static constexpr bool kDelete = false, kUnique = true;
 };
 
-struct CatalogOps {
-  FAMILY_OPS(Catalog, Catalog, ".dat", ".idx")
-  CREATE_OPS(Catalog)
-  static int Find(TblHandle h, R *r, int k, int m) {
-    return TblFindFullCatalog(h, r, k, m);
-  }
-  static int Delete(TblHandle) { return -1; }
-  static void Blank(R &r) {
-    memset(&r, 0, sizeof r);
-    r.CursorState = 0xff;
-  }
-  static void Make(R &r, int i) {
-    Blank(r);
+struct CatalogOps : Family<CatalogOps, Catalog> {
+  FAMILY_OPS(Catalog)
+  static void Keys(R &r, int i) {
     r.Kind = 1;
     r.Id = static_cast<uint16_t>(i + 1);
-    StrFormat(r.RepertoryBlock.Paths[kCatFolder], "..\\data\\rep%d\\", i);
   }
   static std::string Tag(const R &r) {
     return r.RepertoryBlock.Paths[kCatFolder];
@@ -119,47 +108,33 @@ struct CatalogOps {
   static void Retag(R &r, int v) {
     StrFormat(r.RepertoryBlock.Paths[kCatFolder], "..\\data\\rep%d\\", v);
   }
-  static constexpr bool kDelete = false, kUnique = true;
 };
 
-struct RlogOps {
-  FAMILY_OPS(Rlog, LogEntry, ".dat", ".idx")
+struct RlogOps : Family<RlogOps, LogEntry> {
+  TABLE_OPS(Rlog)
+  DELETE_OPS(Rlog)
   static TblHandle Create(const char *p) { return TblCreateRlog(p, 0, 1, 3); }
-  static int Find(TblHandle h, R *r, int k, int m) {
-    return TblFindFullRlog(h, r, k, m);
-  }
-  static int Delete(TblHandle h) { return TblDeleteRlog(h); }
   static void Blank(R &r) {
     char *text = r.text;
     memset(&r, 0, sizeof r);
     r.text = text;
     r.endMark = 0xff;
   }
-  static void Make(R &r, int i) {
-    Blank(r);
+  static void Keys(R &r, int i) {
     r.number = i + 1;
     r.operation = 3;
-    StrFormat(r.text, kLogTextSize, "0\x01path %d\x01rem", i);
   }
   static std::string Tag(const R &r) { return r.text; }
   static void Retag(R &r, int v) {
     StrFormat(r.text, kLogTextSize, "0\x01path %d\x01rem", v);
   }
-  static constexpr bool kDelete = true, kUnique = true;
 };
 
-struct ExtractOps {
-  FAMILY_OPS(Extract, Extract, ".dat", ".idx")
-  CREATE_OPS(Extract)
-  static int Find(TblHandle h, R *r, int k, int m) {
-    return TblFindFullExtract(h, r, k, m, nullptr);
-  }
-  static int Delete(TblHandle h) { return TblDeleteExtract(h); }
-  static void Blank(R &r) {
-    r.CursorState = 0xff;
-    TblClearExtract(&r);
-  }
-  static void Make(R &r, int i) {
+struct ExtractOps : Family<ExtractOps, Extract> {
+  FAMILY_OPS(Extract, nullptr)
+  DELETE_OPS(Extract)
+  CLEAR_OPS(Extract)
+  static void Make(R &r, int i) { // a list as long as i % 5 + 1
     Blank(r);
     r.RemedyId = static_cast<uint16_t>(i / 2 + 1);
     r.Seq = static_cast<uint8_t>(i % 2);
@@ -176,26 +151,17 @@ struct ExtractOps {
   static void Retag(R &r, int v) {
     r.Entries[0].Num = static_cast<uint32_t>(v * 7 + 1);
   }
-  static constexpr bool kDelete = true, kUnique = true;
 };
 
-struct ExSpOps {
-  FAMILY_OPS(ExSp, ExSp, ".dat", ".idx")
-  CREATE_OPS(ExSp)
-  static int Find(TblHandle h, R *r, int k, int m) {
-    return TblFindFullExSp(h, r, k, m, nullptr);
-  }
-  static int Delete(TblHandle h) { return TblDeleteExSp(h); }
-  static void Blank(R &r) {
-    r.CursorState = 0xff;
-    TblClearExSp(&r);
-  }
-  static void Make(R &r, int i) {
-    Blank(r);
+struct ExSpOps : Family<ExSpOps, ExSp> {
+  FAMILY_OPS(ExSp, nullptr)
+  DELETE_OPS(ExSp)
+  CLEAR_OPS(ExSp)
+  static void Keys(R &r, int i) {
     r.Num = static_cast<uint32_t>(i / 4 + 1);
     r.Direction = static_cast<uint8_t>(i % 4 / 2 + 1);
     r.Seq = static_cast<uint8_t>(i % 2);
-    r.Entries[0] = ExSpEntry{static_cast<uint32_t>(i + 100), 1, 0, 0};
+    r.Entries[0] = ExSpEntry{0, 1, 0, 0};
   }
   static std::string Tag(const R &r) {
     return TblIsLastExSpSymptom(&r.Entries[0]) == 1
@@ -205,25 +171,16 @@ struct ExSpOps {
   static void Retag(R &r, int v) {
     r.Entries[0].Num = static_cast<uint32_t>(v + 100);
   }
-  static constexpr bool kDelete = true, kUnique = true;
 };
 
-struct WordOps {
-  FAMILY_OPS(Word, Word, ".dat", ".idx")
-  CREATE_OPS(Word)
-  static int Find(TblHandle h, R *r, int k, int m) {
-    return TblFindFullWord(h, r, k, m, nullptr);
-  }
-  static int Delete(TblHandle h) { return TblDeleteWord(h); }
-  static void Blank(R &r) {
-    r.CursorState = 0xff;
-    TblClearWord(&r);
-  }
-  static void Make(R &r, int i) {
-    Blank(r);
+struct WordOps : Family<WordOps, Word> {
+  FAMILY_OPS(Word, nullptr)
+  DELETE_OPS(Word)
+  CLEAR_OPS(Word)
+  static void Keys(R &r, int i) {
     StrFormat(r.Text, "w%03d", i / 2);
     r.Seq = static_cast<uint8_t>(i % 2);
-    r.Entries[0] = WordEntry{static_cast<uint32_t>(i + 1), 0, 9, 32000};
+    r.Entries[0] = WordEntry{0, 0, 9, 32000};
   }
   static std::string Tag(const R &r) {
     return TblIsLastWordSymptom(&r.Entries[0]) == 1
@@ -233,26 +190,15 @@ struct WordOps {
   static void Retag(R &r, int v) {
     r.Entries[0].Num = static_cast<uint32_t>(v + 1);
   }
-  static constexpr bool kDelete = true, kUnique = true;
 };
 
-struct NoteOps {
-  FAMILY_OPS(Note, Note, ".dat", ".idx")
-  CREATE_OPS(Note)
-  static int Find(TblHandle h, R *r, int k, int m) {
-    return TblFindFullNote(h, r, k, m);
-  }
-  static int Delete(TblHandle h) { return TblDeleteNote(h); }
-  static void Blank(R &r) {
-    r.CursorState = 0xff;
-    TblClearNote(&r);
-  }
-  static void Make(R &r, int i) {
-    Blank(r);
+struct NoteOps : Family<NoteOps, Note> {
+  FAMILY_OPS(Note)
+  DELETE_OPS(Note)
+  CLEAR_OPS(Note)
+  static void Keys(R &r, int i) {
     r.Num = static_cast<uint32_t>(i / 2 + 1);
     r.RemedyId = static_cast<uint16_t>(i % 2);
-    StrFormat(r.Text1, kNoteTextSize, "note %d\nline two", i);
-    StrFormat(r.Text2, kNoteTextSize, "Notiz %d", i);
   }
   static std::string Tag(const R &r) {
     return std::string(r.Text1) + "|" + r.Text2;
@@ -261,50 +207,27 @@ struct NoteOps {
     StrFormat(r.Text1, kNoteTextSize, "note %d\nline two", v);
     StrFormat(r.Text2, kNoteTextSize, "Notiz %d", v);
   }
-  static constexpr bool kDelete = true, kUnique = true;
 };
 
-struct LinkOps {
-  FAMILY_OPS(Link, Link, ".dat", ".idx")
-  CREATE_OPS(Link)
-  static int Find(TblHandle h, R *r, int k, int m) {
-    return TblFindFullLink(h, r, k, m);
-  }
-  static int Delete(TblHandle h) { return TblDeleteLink(h); }
-  static void Blank(R &r) {
-    r.CursorState = 0xff;
-    TblClearLink(&r);
-  }
-  static void Make(R &r, int i) {
-    Blank(r);
+struct LinkOps : Family<LinkOps, Link> {
+  FAMILY_OPS(Link)
+  DELETE_OPS(Link)
+  CLEAR_OPS(Link)
+  static constexpr bool kUnique = false;
+  static void Keys(R &r, int i) {
     r.Num = static_cast<uint32_t>(i + 1);
     r.LinkKind = 3;
-    StrFormat(r.File, "..\\media\\img%d.jpg", i);
   }
   static std::string Tag(const R &r) { return r.File; }
   static void Retag(R &r, int v) {
     StrFormat(r.File, "..\\media\\img%d.jpg", v);
   }
-  static constexpr bool kDelete = true, kUnique = false;
 };
 
-struct ViewOps {
-  FAMILY_OPS(View, View, ".dat", ".idx")
-  CREATE_OPS(View)
-  static int Find(TblHandle h, R *r, int k, int m) {
-    return TblFindFullView(h, r, k == 0 ? 1 : k, m);
-  }
-  static int Delete(TblHandle) { return -1; }
-  static void Blank(R &r) {
-    memset(&r, 0, sizeof r);
-    r.CursorState = 0xff;
-  }
-  static void Make(R &r, int i) {
-    Blank(r);
-    r.ViewNumber = static_cast<uint8_t>(i + 1);
-    r.AuthorBits[i] = 0x80;
-    r.AuthorBits[2048] = static_cast<uint8_t>(i);
-  }
+struct ViewOps : Family<ViewOps, View> {
+  FAMILY_OPS(View)
+  static int Key(int k) { return k == 0 ? 1 : k; }
+  static void Keys(R &r, int i) { r.ViewNumber = static_cast<uint8_t>(i + 1); }
   static std::string Tag(const R &r) {
     std::string s;
     for (int b = 0; b < 2049; ++b)
@@ -317,72 +240,37 @@ struct ViewOps {
     r.AuthorBits[v % 2049] = 0x80;
     r.AuthorBits[2048] = static_cast<uint8_t>(v);
   }
-  static constexpr bool kDelete = false, kUnique = true;
 };
 
-struct AtOps {
-  FAMILY_OPS(At, At, ".dat", ".idx")
-  CREATE_OPS(At)
-  static int Find(TblHandle h, R *r, int k, int m) {
-    return TblFindFullAt(h, r, k, m);
-  }
-  static int Delete(TblHandle) { return -1; }
-  static void Blank(R &r) {
-    r.CursorState = 0xff;
-    TblClearAt(&r);
-  }
-  static void Make(R &r, int i) {
-    Blank(r);
+struct AtOps : Family<AtOps, At> {
+  FAMILY_OPS(At)
+  CLEAR_OPS(At)
+  static void Keys(R &r, int i) {
     r.Num = static_cast<uint32_t>(i + 1);
     StrFormat(r.Text, "level %d", i);
-    StrFormat(r.NewPath, "NEW \x02 path %d", i);
   }
   static std::string Tag(const R &r) { return r.NewPath; }
   static void Retag(R &r, int v) {
     StrFormat(r.NewPath, "NEW \x02 path %d", v);
   }
-  static constexpr bool kDelete = false, kUnique = true;
 };
 
-struct HistoIdOps {
-  FAMILY_OPS(HistoId, HistoId, ".dat", ".idx")
-  CREATE_OPS(HistoId)
-  static int Find(TblHandle h, R *r, int k, int m) {
-    return TblFindFullHistoId(h, r, k, m);
-  }
-  static int Delete(TblHandle) { return -1; }
-  static void Blank(R &r) {
-    memset(&r, 0, sizeof r);
-    r.CursorState = 0xff;
-  }
-  static void Make(R &r, int i) {
-    Blank(r);
+struct HistoIdOps : Family<HistoIdOps, HistoId> {
+  FAMILY_OPS(HistoId)
+  static void Keys(R &r, int i) {
     r.Id = i - 5; // negative ids sort before positive ones
     r.ReplacedBy = i + 1000;
-    StrFormat(r.Comment, "retired %d", i);
   }
   static std::string Tag(const R &r) { return r.Comment; }
   static void Retag(R &r, int v) { StrFormat(r.Comment, "retired %d", v); }
-  static constexpr bool kDelete = false, kUnique = true;
 };
 
-struct Cas1Ops {
-  FAMILY_OPS(Cas1, Cas1, ".da1", ".id1")
-  CREATE_OPS(Cas1)
-  static int Find(TblHandle h, R *r, int k, int m) {
-    return TblFindFullCas1(h, r, k, m);
-  }
-  static int Delete(TblHandle h) { return TblDeleteCas1(h); }
-  static void Blank(R &r) {
-    r.CursorState = 0xff;
-    TblClearCas1(&r);
-  }
-  static void Make(R &r, int i) {
-    Blank(r);
-    r.CaseId = static_cast<uint16_t>(i + 1);
-    r.Values[9] = static_cast<uint16_t>(i);
-    StrFormat(r.Texts[9], "t%d", i);
-  }
+struct Cas1Ops : Family<Cas1Ops, Cas1> {
+  FAMILY_OPS(Cas1)
+  DELETE_OPS(Cas1)
+  CLEAR_OPS(Cas1)
+  static constexpr const char *kDat = ".da1", *kIdx = ".id1";
+  static void Keys(R &r, int i) { r.CaseId = static_cast<uint16_t>(i + 1); }
   static std::string Tag(const R &r) {
     return std::string(r.Texts[9]) + "/" + std::to_string(r.Values[9]);
   }
@@ -390,21 +278,14 @@ struct Cas1Ops {
     r.Values[9] = static_cast<uint16_t>(v);
     StrFormat(r.Texts[9], "t%d", v);
   }
-  static constexpr bool kDelete = true, kUnique = true;
 };
 
-struct Cas2Ops {
-  FAMILY_OPS(Cas2, Cas2, ".da2", ".id2")
-  CREATE_OPS(Cas2)
-  static int Find(TblHandle h, R *r, int k, int m) {
-    return TblFindFullCas2(h, r, k, m);
-  }
-  static int Delete(TblHandle h) { return TblDeleteCas2(h); }
-  static void Blank(R &r) {
-    r.CursorState = 0xff;
-    TblClearCas2(&r);
-  }
-  static void Make(R &r, int i) {
+struct Cas2Ops : Family<Cas2Ops, Cas2> {
+  FAMILY_OPS(Cas2)
+  DELETE_OPS(Cas2)
+  CLEAR_OPS(Cas2)
+  static constexpr const char *kDat = ".da2", *kIdx = ".id2";
+  static void Make(R &r, int i) { // a list as long as i % 4
     Blank(r);
     r.CaseId = static_cast<uint16_t>(i / 3 + 1);
     r.Sequence = static_cast<uint8_t>(i % 3);
@@ -424,7 +305,6 @@ struct Cas2Ops {
     r.Symptoms = TblAllocCas2Symptoms(2);
     r.Symptoms[0] = Cas2Symptom{static_cast<uint16_t>(v + 1), 2, 1};
   }
-  static constexpr bool kDelete = true, kUnique = true;
 };
 
 // ---------------------------------------------------------------- records

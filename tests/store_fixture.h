@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <initializer_list>
@@ -44,27 +46,77 @@ inline Symptom MakeSymptom(uint32_t num, uint16_t sub, uint32_t pnum,
   return s;
 }
 
+// Adds a symptom of this place and level, with its texts in both languages
+// and its first synonym, and no remedies.
+inline void SaveSymptom(TblHandle h, uint32_t num, uint16_t sub, uint32_t pnum,
+                        uint16_t psub, uint8_t level, const char *text1,
+                        const char *text2 = "", const char *synonym1 = "") {
+  Symptom s = MakeSymptom(num, sub, pnum, psub, text1);
+  s.Level = level;
+  StrCopy(s.Text2, text2);
+  StrCopy(s.Synonym1, synonym1);
+  ASSERT_EQ(TblSaveSymptom(h, &s, kSaveAdd), 0) << text1;
+  TblFreeSymptomRemed(&s);
+}
+
+// A resource of this type and id holding `text`.
+inline Resource MakeResource(uint32_t type, uint32_t id, const char *text) {
+  Resource r{};
+  r.Type = type;
+  r.Id = id;
+  r.Length = static_cast<uint32_t>(StrCopy(r.Text, text));
+  return r;
+}
+
 // Remedies, or authors, by number and abbreviation, added to a table.
 using IdAbbrevs = std::initializer_list<std::pair<int, const char *>>;
-inline void AddRemedies(TblHandle h, IdAbbrevs rows) {
+template <typename Rec>
+inline void AddIdAbbrevs(TblHandle h, IdAbbrevs rows, void (*clear)(Rec *),
+                         int (*save)(TblHandle, Rec *, int)) {
   for (auto [id, abbrev] : rows) {
-    Remed r;
+    Rec r;
     r.CursorState = 0xff;
-    TblClearRemed(&r);
+    clear(&r);
     r.Id = static_cast<uint16_t>(id);
     StrCopy(r.Abbrev, abbrev);
-    ASSERT_EQ(TblSaveRemed(h, &r, kSaveAdd), 0) << abbrev;
+    ASSERT_EQ(save(h, &r, kSaveAdd), 0) << abbrev;
   }
 }
+inline void AddRemedies(TblHandle h, IdAbbrevs rows) {
+  AddIdAbbrevs<Remed>(h, rows, TblClearRemed, TblSaveRemed);
+}
 inline void AddAuthors(TblHandle h, IdAbbrevs rows) {
-  for (auto [id, abbrev] : rows) {
-    Author a;
-    a.CursorState = 0xff;
-    TblClearAuthor(&a);
-    a.Id = static_cast<uint16_t>(id);
-    StrCopy(a.Abbrev, abbrev);
-    ASSERT_EQ(TblSaveAuthor(h, &a, kSaveAdd), 0) << abbrev;
-  }
+  AddIdAbbrevs<Author>(h, rows, TblClearAuthor, TblSaveAuthor);
+}
+
+// Empty records of the chained-list families, as keys or to be filled.
+inline Extract BlankExtract(uint16_t remedy, uint8_t seq = 0) {
+  Extract x;
+  x.CursorState = 0xff;
+  TblClearExtract(&x);
+  x.RemedyId = remedy;
+  x.Seq = seq;
+  return x;
+}
+inline Word BlankWord(const char *text, uint8_t seq = 0) {
+  Word x;
+  x.CursorState = 0xff;
+  TblClearWord(&x);
+  StrCopy(x.Text, text);
+  x.Seq = seq;
+  return x;
+}
+
+// What `write` writes to the stream it is given.
+inline std::string Captured(const std::function<void(FILE *)> &write) {
+  char *buf = nullptr;
+  size_t len = 0;
+  FILE *out = open_memstream(&buf, &len);
+  write(out);
+  fclose(out);
+  std::string s(buf, len);
+  free(buf);
+  return s;
 }
 
 // Runs `writer` in a child that tells what it has done as ints through the

@@ -15,8 +15,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-Remed MakeRemed(int id, const char *abbrev) {
-  Remed r;
+// A remedy or author record with this id and abbreviation, all else zero.
+template <typename Rec> Rec Make(int id, const char *abbrev) {
+  Rec r;
   memset(&r, 0, sizeof r);
   r.CursorState = 0xff;
   r.Id = static_cast<uint16_t>(id);
@@ -24,19 +25,10 @@ Remed MakeRemed(int id, const char *abbrev) {
   return r;
 }
 
-Author MakeAuthor(int id, const char *abbrev) {
-  Author a;
-  memset(&a, 0, sizeof a);
-  a.CursorState = 0xff;
-  a.Id = static_cast<uint16_t>(id);
-  StrCopy(a.Abbrev, abbrev);
-  return a;
-}
-
 // The ids of a table by key 0, in order, and the abbreviation of each.
 std::map<int, std::string> Remedies(TblHandle h) {
   std::map<int, std::string> out;
-  Remed r = MakeRemed(0, "");
+  Remed r = Make<Remed>(0, "");
   for (int err = TblFindFullRemed(h, &r, 0, kFindFirst); err == 0;
        err = TblFindFullRemed(h, &r, 0, kFindNext))
     out[r.Id] = r.Abbrev;
@@ -45,7 +37,7 @@ std::map<int, std::string> Remedies(TblHandle h) {
 
 std::set<int> Authors(TblHandle h) {
   std::set<int> out;
-  Author a = MakeAuthor(0, "");
+  Author a = Make<Author>(0, "");
   for (int err = TblFindFullAuthor(h, &a, 0, kFindFirst); err == 0;
        err = TblFindFullAuthor(h, &a, 0, kFindNext))
     out.insert(a.Id);
@@ -55,10 +47,10 @@ std::set<int> Authors(TblHandle h) {
 // One entry: remedy id and author id written together; a long name makes
 // each entry's frames large enough for a file size limit to bite soon.
 int WriteEntry(TblHandle r, TblHandle a, int id) {
-  Remed x = MakeRemed(id, "r");
+  Remed x = Make<Remed>(id, "r");
   for (size_t i = 0; i + 1 < sizeof x.Name; ++i)
     x.Name[i] = static_cast<char>('a' + (id + static_cast<int>(i)) % 26);
-  Author y = MakeAuthor(id, "a");
+  Author y = Make<Author>(id, "a");
   DbEntryBegin();
   TblSaveRemed(r, &x, kSaveAdd);
   TblSaveAuthor(a, &y, kSaveAdd);
@@ -111,13 +103,13 @@ TEST_F(JournalTest, RollbackUndoesEveryTableAndTheProgramGoesOn) {
 
   // An entry that adds, replaces and renumbers, then is undone.
   DbEntryBegin();
-  Remed x = MakeRemed(3, "new");
+  Remed x = Make<Remed>(3, "new");
   ASSERT_EQ(TblSaveRemed(r, &x, kSaveAdd), 0);
-  x = MakeRemed(1, "");
+  x = Make<Remed>(1, "");
   ASSERT_EQ(TblFindFullRemed(r, &x, 0, kFindEqual), 0);
   StrCopy(x.Abbrev, "changed");
   ASSERT_EQ(TblSaveRemed(r, &x, kSaveReplace), 0);
-  Author y = MakeAuthor(2, "");
+  Author y = Make<Author>(2, "");
   ASSERT_EQ(TblFindFullAuthor(a, &y, 0, kFindEqual), 0);
   y.Id = 9; // a new primary key
   ASSERT_EQ(TblSaveAuthor(a, &y, kSaveReplace), 0);
@@ -126,7 +118,7 @@ TEST_F(JournalTest, RollbackUndoesEveryTableAndTheProgramGoesOn) {
   EXPECT_EQ(Remedies(r), (std::map<int, std::string>{{1, "r"}, {2, "r"}}));
   EXPECT_EQ(Authors(a), (std::set<int>{1, 2}));
   // The key orders were rebuilt too: a find by abbreviation sees no "new".
-  x = MakeRemed(0, "new");
+  x = Make<Remed>(0, "new");
   EXPECT_NE(TblFindFullRemed(r, &x, 1, kFindEqual), 0);
   // The next entry goes on from the undone state.
   ASSERT_EQ(WriteEntry(r, a, 4), 0);
@@ -141,12 +133,12 @@ TEST_F(JournalTest, RollbackUndoesEveryTableAndTheProgramGoesOn) {
 TEST_F(JournalTest, CloseUndoesAnOpenEntryAndWritesOutsideEntriesStand) {
   ASSERT_EQ(DbJournalOpen("run"), 0);
   TblHandle r = TblOpenRemed("rem", 1, 1), a = TblOpenAuthor("aut", 1, 1);
-  Remed x = MakeRemed(7, "alone");
+  Remed x = Make<Remed>(7, "alone");
   ASSERT_EQ(TblSaveRemed(r, &x, kSaveAdd), 0); // commits by itself
-  Author y = MakeAuthor(7, "alone");
+  Author y = Make<Author>(7, "alone");
   ASSERT_EQ(TblSaveAuthor(a, &y, kSaveAdd), 0);
   DbEntryBegin();
-  x = MakeRemed(8, "open");
+  x = Make<Remed>(8, "open");
   ASSERT_EQ(TblSaveRemed(r, &x, kSaveAdd), 0);
   // The tables stay open past the journal's close, as the partner's do.
   ASSERT_EQ(DbJournalClose(), 0);

@@ -45,20 +45,16 @@ protected:
     StoreTest::TearDown();
   }
 
-  // Faults that tbltool's check finds: every key walked both ways, every
+  // No fault that tbltool's check finds: every key walked both ways, every
   // record found by its primary key, the sequential open. It opens the
   // table a second time, which in this process is a new handle on the same
   // orders in memory.
-  long Faults(std::string *report) {
-    char *buf = nullptr;
-    size_t len = 0;
-    FILE *out = open_memstream(&buf, &len);
+  void ExpectNoFaults() {
     long faults = -1;
-    EXPECT_EQ(TjCheck(TjFindFamily("symptom"), "sym", out, &faults), 0);
-    fclose(out);
-    report->assign(buf, len);
-    free(buf);
-    return faults;
+    std::string report = Captured([&](FILE *out) {
+      EXPECT_EQ(TjCheck(TjFindFamily("symptom"), "sym", out, &faults), 0);
+    });
+    EXPECT_EQ(faults, 0) << report;
   }
 
   // The records by key 0 are exactly those expected, with their texts.
@@ -118,16 +114,14 @@ TEST_F(StoreMemoryTest, RenameThatRunsOutOfMemoryKeepsEveryOrderRight) {
           << "old version by key " << key;
     }
     ExpectContents();
-    std::string report;
-    EXPECT_EQ(Faults(&report), 0) << report;
+    ExpectNoFaults();
   }
   // The snapshot written at the close holds the mended orders.
   ASSERT_EQ(DbCloseFile(h_), 0);
   h_ = TblOpenSymptom("sym", 0, 1);
   ASSERT_NE(h_, 0);
   ExpectContents();
-  std::string report;
-  EXPECT_EQ(Faults(&report), 0) << report;
+  ExpectNoFaults();
 }
 
 TEST_F(StoreMemoryTest, AddThatRunsOutOfMemoryIsStoredAndUniqueKeysHold) {
@@ -149,8 +143,7 @@ TEST_F(StoreMemoryTest, AddThatRunsOutOfMemoryIsStoredAndUniqueKeysHold) {
   EXPECT_EQ(TblDeleteSymptom(h_), 0);
   want_.erase(777);
   ExpectContents();
-  std::string report;
-  EXPECT_EQ(Faults(&report), 0) << report;
+  ExpectNoFaults();
 }
 
 // A handle opened without the index walks the file order, which a save

@@ -94,6 +94,14 @@ protected:
       ASSERT_EQ(TblSaveExtract(h, &x, kSaveAdd), 0);
     }
   }
+  // Rebuilds the table from its data file, opens it and holds it to `m`.
+  static TblHandle Rebuilt(const Model &m, const char *when) {
+    EXPECT_EQ(TblRebuildExtract("ex", 1, 1), 0);
+    TblHandle h = TblOpenExtract("ex", 1, 1);
+    EXPECT_NE(h, 0) << OrvixError;
+    ExpectModel(h, m, when);
+    return h;
+  }
 };
 
 TEST_F(PatchTest, SmallChangesWriteFewBytesAndReadBackEverywhere) {
@@ -171,19 +179,9 @@ TEST_F(PatchTest, AChainShiftCarriesPatchedRecords) {
   shifted[1] = Ascending(500, 10);
   shifted[3][7].Sub = 42;
   ASSERT_EQ(Replace(h, 3, shifted[3]), 0);
-  for (auto &[seq, e] : shifted) {
-    Extract probe = MakeExtract(seq, {});
-    ASSERT_EQ(TblFindFullExtract(h, &probe, 0, kFindEqual, nullptr), 0);
-    Entries got = EntriesOf(probe);
-    ASSERT_EQ(got.size(), e.size()) << seq;
-    for (size_t i = 0; i < got.size(); ++i)
-      ASSERT_TRUE(Same(got[i], e[i])) << seq << " " << i;
-  }
+  ExpectModel(h, shifted, "after the shift");
   ASSERT_EQ(DbCloseFile(h), 0);
-  ASSERT_EQ(TblRebuildExtract("ex", 1, 1), 0);
-  h = TblOpenExtract("ex", 1, 1);
-  ASSERT_NE(h, 0);
-  ExpectModel(h, shifted, "rebuilt after the shift");
+  DbCloseFile(Rebuilt(shifted, "rebuilt after the shift"));
 }
 
 // Where a damaged or cut frame leaves a patched record: a patch is only as
@@ -207,30 +205,19 @@ TEST_F(PatchTest, DamageAndATornEndGiveBackTheLastVersionThatCanBeMade) {
 
   // The patch torn off: v2 comes back.
   Spit("ex.dat", data.substr(0, afterV3 - 3));
-  ASSERT_EQ(TblRebuildExtract("ex", 1, 1), 0);
-  h = TblOpenExtract("ex", 1, 1);
-  ASSERT_NE(h, 0);
-  ExpectModel(h, Model{{0, v2}}, "torn patch");
-  ASSERT_EQ(DbCloseFile(h), 0);
+  ASSERT_EQ(DbCloseFile(Rebuilt(Model{{0, v2}}, "torn patch")), 0);
 
   // The base damaged: neither it nor the patch can make the record, v1
   // comes back.
   std::string bad = data;
   bad[afterV1 + 100] ^= 0x5a;
   Spit("ex.dat", bad);
-  ASSERT_EQ(TblRebuildExtract("ex", 1, 1), 0);
-  h = TblOpenExtract("ex", 1, 1);
-  ASSERT_NE(h, 0);
-  ExpectModel(h, Model{{0, v1}}, "damaged base");
-  ASSERT_EQ(DbCloseFile(h), 0);
+  ASSERT_EQ(DbCloseFile(Rebuilt(Model{{0, v1}}, "damaged base")), 0);
 
   // The patch damaged, its index still naming it: the read answers
   // damaged, never a wrong record.
   Spit("ex.dat", data);
-  ASSERT_EQ(TblRebuildExtract("ex", 1, 1), 0); // compacted: v3 whole
-  h = TblOpenExtract("ex", 1, 1);
-  ASSERT_NE(h, 0);
-  ExpectModel(h, Model{{0, v3}}, "intact");
+  h = Rebuilt(Model{{0, v3}}, "intact"); // compacted: v3 whole
   v3[20].Sub = 78;
   ASSERT_EQ(Replace(h, 0, v3), 0);
   uintmax_t patchAt = DataSize() - 30;

@@ -196,6 +196,16 @@ protected:
     for (auto &[key, version] : got)
       EXPECT_EQ(version, static_cast<int>(key % 5)) << "record " << key;
   }
+  // What a rebuild and an open find; every record found is whole and right.
+  static std::map<uint32_t, int> Rebuilt() {
+    EXPECT_EQ(TblRebuildSymptom("dmg", 0, 1), 0);
+    TblHandle h = TblOpenSymptom("dmg", 1, 1);
+    EXPECT_NE(h, 0) << OrvixError;
+    std::map<uint32_t, int> got = Contents(h);
+    ExpectIntact(got);
+    DbCloseFile(h);
+    return got;
+  }
   static constexpr uint32_t kN = 300;
   std::string dat_, idx_;
 };
@@ -219,14 +229,7 @@ TEST_F(DamageTest, FlippedBytesNeverCrashAndRebuildKeepsTheRest) {
     ExpectIntact(got);
     EXPECT_LE(errors, flips);
     ASSERT_EQ(DbCloseFile(h), 0);
-
-    ASSERT_EQ(TblRebuildSymptom("dmg", 0, 1), 0);
-    h = TblOpenSymptom("dmg", 1, 1);
-    ASSERT_NE(h, 0) << OrvixError;
-    got = Contents(h);
-    ExpectIntact(got);
-    EXPECT_GE(got.size(), kN - static_cast<size_t>(flips)) << trial;
-    ASSERT_EQ(DbCloseFile(h), 0);
+    EXPECT_GE(Rebuilt().size(), kN - static_cast<size_t>(flips)) << trial;
   }
 }
 
@@ -234,21 +237,16 @@ TEST_F(DamageTest, TruncatedDataKeepsEveryWholeRecord) {
   std::mt19937 rng(11);
   for (int trial = 0; trial < 10; ++trial) {
     size_t cut = std::uniform_int_distribution<size_t>(0, dat_.size() - 1)(rng);
+    SCOPED_TRACE(cut);
     Spit("dmg.dat", dat_.substr(0, cut));
     Spit("dmg.idx", idx_);
     EXPECT_EQ(TblOpenSymptom("dmg", 1, 1), 0);
     EXPECT_TRUE(OrvixError == kErrBadIndex || OrvixError == kErrDamaged)
         << OrvixError;
-    ASSERT_EQ(TblRebuildSymptom("dmg", 0, 1), 0) << "cut at " << cut;
-    TblHandle h = TblOpenSymptom("dmg", 1, 1);
-    ASSERT_NE(h, 0);
-    std::map<uint32_t, int> got = Contents(h);
-    ExpectIntact(got);
     // Records were written in key order: what survives is a prefix.
     uint32_t expect = 1;
-    for (auto &kv : got)
+    for (auto &kv : Rebuilt())
       EXPECT_EQ(kv.first, expect++);
-    ASSERT_EQ(DbCloseFile(h), 0);
   }
 }
 
@@ -259,17 +257,14 @@ TEST_F(DamageTest, HeaderDamageAndTrailingGarbage) {
   EXPECT_EQ(TblOpenSymptom("dmg", 1, 1), 0);
   EXPECT_EQ(OrvixError, kErrDamaged);
   EXPECT_EQ(TblOpenSymptom("dmg", 1, 0), 0);
-  ASSERT_EQ(TblRebuildSymptom("dmg", 0, 1), 0);
-  TblHandle h = TblOpenSymptom("dmg", 1, 1);
-  ASSERT_NE(h, 0);
-  EXPECT_EQ(Contents(h).size(), kN);
-  ASSERT_EQ(DbCloseFile(h), 0);
+  EXPECT_EQ(Rebuilt().size(), kN);
 
   Spit("dmg.dat", dat_ + std::string(777, '\x5a') + "FRM1 torn");
   Spit("dmg.idx", idx_);
   EXPECT_EQ(TblOpenSymptom("dmg", 1, 1), 0);
   EXPECT_EQ(OrvixError, kErrBadIndex);
-  h = TblOpenSymptom("dmg", 1, 0); // readable in file order all the same
+  TblHandle h =
+      TblOpenSymptom("dmg", 1, 0); // readable in file order all the same
   ASSERT_NE(h, 0) << OrvixError;
   EXPECT_EQ(DbCountEntries(h), static_cast<long>(kN));
   ASSERT_EQ(DbCloseFile(h), 0);
@@ -293,10 +288,7 @@ TEST_F(DamageTest, DamagedOrForeignIndexIsRefused) {
   Spit("dmg.idx", Slurp("other.idx"));
   EXPECT_EQ(TblOpenSymptom("dmg", 1, 1), 0);
   EXPECT_EQ(OrvixError, kErrBadIndex);
-  ASSERT_EQ(TblRebuildSymptom("dmg", 0, 1), 0);
-  TblHandle h = TblOpenSymptom("dmg", 1, 1);
-  ASSERT_NE(h, 0);
-  EXPECT_EQ(Contents(h).size(), kN);
+  EXPECT_EQ(Rebuilt().size(), kN);
 }
 
 // A snapshot whose checksums are all right but whose order of key 0 names
@@ -330,13 +322,7 @@ TEST_F(DamageTest, AnOrderNamingARecordTwiceIsRefusedAtItsFirstUse) {
   EXPECT_EQ(TblFindFullSymptom(h, &s, 0, kFindFirst), kErrBadIndex);
   TblFreeSymptomRemed(&s);
   ASSERT_EQ(DbCloseFile(h), 0);
-  ASSERT_EQ(TblRebuildSymptom("dmg", 0, 1), 0);
-  h = TblOpenSymptom("dmg", 1, 1);
-  ASSERT_NE(h, 0);
-  std::map<uint32_t, int> got = Contents(h);
-  EXPECT_EQ(got.size(), kN);
-  ExpectIntact(got);
-  ASSERT_EQ(DbCloseFile(h), 0);
+  EXPECT_EQ(Rebuilt().size(), kN);
 }
 
 TEST_F(StoreTest, EmptyAndForeignFilesAreNotTables) {
@@ -422,9 +408,7 @@ TEST_F(StoreTest, VirtualCloseGivesDescriptorsBack) {
   ASSERT_EQ(DbInitialize(50, 10, 4, "A-Mantrel", "", 0), 0);
   std::vector<TblHandle> hs;
   for (int i = 0; i < 4; ++i) {
-    char path[16];
-    StrFormat(path, "t%d", i);
-    hs.push_back(TblCreateAuthor(path, 1, 1));
+    hs.push_back(TblCreateAuthor(("t" + std::to_string(i)).c_str(), 1, 1));
     ASSERT_NE(hs.back(), 0);
     Author a{};
     a.Id = static_cast<uint16_t>(i);
@@ -451,9 +435,7 @@ TEST_F(StoreTest, VirtualCloseGivesDescriptorsBack) {
   int base = OpenDescriptors();
   hs.clear();
   for (int i = 0; i < 4; ++i) {
-    char path[16];
-    StrFormat(path, "t%d", i);
-    hs.push_back(TblOpenAuthor(path, 1, 1));
+    hs.push_back(TblOpenAuthor(("t" + std::to_string(i)).c_str(), 1, 1));
     ASSERT_NE(hs.back(), 0);
     Author a{};
     a.Id = 50;
@@ -499,11 +481,7 @@ TEST_F(StoreTest, ARebuildOfACompactFileWritesOnlyTheIndex) {
     Symptom s = MakeSymptom(1 + i / 100, i % 100, 0, 0, "Angst", i + 1);
     ASSERT_EQ(TblSaveSymptom(h, &s, kSaveAdd), 0);
   }
-  Resource r{};
-  r.Type = 7;
-  r.Id = 1;
-  r.Length = 3;
-  memcpy(r.Text, "abc", 3);
+  Resource r = MakeResource(7, 1, "abc");
   ASSERT_EQ(DbAddResource(h, &r), 0);
   ASSERT_GT(TblGetNewSptId(h, 0), 300);
   ASSERT_EQ(DbCloseFile(h), 0);

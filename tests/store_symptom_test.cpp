@@ -40,40 +40,56 @@ protected:
     EXPECT_EQ(OrvixError, kErrEnd);
     return out;
   }
+  // The record of key 0 `num`.`sub`, found and so made current.
+  SymRec Found(uint32_t num, uint16_t sub) {
+    SymRec s = MakeSymptom(num, sub, 0, 0, "");
+    EXPECT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0)
+        << num << "." << sub;
+    return s;
+  }
+  // Finds by `key` and `mode` (by text, ignoring case) from `s` and answers
+  // the text of the record found, or the error.
+  std::string Step(Symptom &s, int key, int mode, bool byText = false) {
+    int rc = (byText ? TblFindFullSymptomByText
+                     : TblFindFullSymptom)(h_, &s, key, mode);
+    return rc == 0 ? s.Text1 : "error " + std::to_string(rc);
+  }
+  void Reopen() {
+    ASSERT_EQ(DbCloseFile(h_), 0);
+    h_ = TblOpenSymptom("sym", 1, 1);
+    ASSERT_NE(h_, 0) << OrvixError;
+  }
   TblHandle h_ = 0;
 };
 
+// The tree's orders by key 0 (book order), 1 (siblings by text, bytewise:
+// capitals before small letters) and 4 (children after their parent's
+// siblings).
 using Texts = std::vector<std::string>;
+const Texts kBook = {"HEAD", "beta", "Alpha", "gamma", "delta", "MIND"};
+const Texts kByText = {"HEAD", "MIND", "Alpha", "beta", "delta", "gamma"};
+const Texts kByParent = {"HEAD", "MIND", "beta", "Alpha", "delta", "gamma"};
 
 TEST_F(SymptomTest, KeysGiveTheirOrders) {
-  EXPECT_EQ(Walk(0),
-            (Texts{"HEAD", "beta", "Alpha", "gamma", "delta", "MIND"}));
-  // Siblings by text, bytewise: capitals before small letters.
-  EXPECT_EQ(Walk(1),
-            (Texts{"HEAD", "MIND", "Alpha", "beta", "delta", "gamma"}));
-  EXPECT_EQ(Walk(4),
-            (Texts{"HEAD", "MIND", "beta", "Alpha", "delta", "gamma"}));
-  EXPECT_EQ(Walk(8),
-            (Texts{"HEAD", "beta", "Alpha", "gamma", "delta", "MIND"}));
+  EXPECT_EQ(Walk(0), kBook);
+  EXPECT_EQ(Walk(1), kByText);
+  EXPECT_EQ(Walk(4), kByParent);
+  EXPECT_EQ(Walk(8), kBook);
   // Key 2 with every Num2 at 0: equal keys in book order.
   EXPECT_EQ(Walk(2), Walk(0));
   EXPECT_EQ(DbCountEntries(h_), 6);
   SymRec s = MakeSymptom(0, 0, 0, 0, "");
-  EXPECT_EQ(TblFindFullSymptom(h_, &s, 0, kFindLast), 0);
-  EXPECT_STREQ(s.Text1, "MIND");
-  EXPECT_EQ(TblFindFullSymptom(h_, &s, 0, kFindPrev), 0);
-  EXPECT_STREQ(s.Text1, "delta");
+  EXPECT_EQ(Step(s, 0, kFindLast), "MIND");
+  EXPECT_EQ(Step(s, 0, kFindPrev), "delta");
 }
 
 TEST_F(SymptomTest, EqualAndAtOrAfter) {
-  SymRec s = MakeSymptom(1, 2, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  SymRec s = Found(1, 2);
   EXPECT_STREQ(s.Text1, "Alpha");
   EXPECT_EQ(s.UniqueId, 12);
   s = MakeSymptom(1, 4, 0, 0, "");
   EXPECT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), kErrEnd);
-  EXPECT_EQ(TblFindFullSymptom(h_, &s, 0, kFindAtOrAfter), 0);
-  EXPECT_STREQ(s.Text1, "delta");
+  EXPECT_EQ(Step(s, 0, kFindAtOrAfter), "delta");
   s = MakeSymptom(9, 0, 0, 0, "");
   EXPECT_EQ(TblFindFullSymptom(h_, &s, 0, kFindAtOrAfter), kErrEnd);
   s.UniqueId = 13;
@@ -98,35 +114,27 @@ TEST_F(SymptomTest, FailedFindLeavesTheRecordAlone) {
   EXPECT_EQ(OrvixError, kErrEnd);
   EXPECT_EQ(memcmp(&s, &before, sizeof s), 0);
   // The position stays: the next record follows the first.
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindNext), 0);
-  EXPECT_STREQ(s.Text1, "beta");
+  EXPECT_EQ(Step(s, 0, kFindNext), "beta");
 }
 
 TEST_F(SymptomTest, FindByOneKeyStepByAnother) {
   SymRec s = MakeSymptom(1, 0, 1, 0, "Alpha");
   ASSERT_EQ(TblFindFullSymptom(h_, &s, 1, kFindEqual), 0);
   EXPECT_EQ(s.Sub, 2);
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindNext), 0);
-  EXPECT_STREQ(s.Text1, "gamma");
+  EXPECT_EQ(Step(s, 0, kFindNext), "gamma");
   // In key 4, gamma (child of 1.2) follows delta (last child of 1.0).
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 4, kFindPrev), 0);
-  EXPECT_STREQ(s.Text1, "delta");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 1, kFindPrev), 0);
-  EXPECT_STREQ(s.Text1, "beta");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 2, kFindNext), 0);
-  EXPECT_STREQ(s.Text1, "Alpha");
+  EXPECT_EQ(Step(s, 4, kFindPrev), "delta");
+  EXPECT_EQ(Step(s, 1, kFindPrev), "beta");
+  EXPECT_EQ(Step(s, 2, kFindNext), "Alpha");
 }
 
 TEST_F(SymptomTest, FirstChildByKey4WithEmptyText) {
   SymRec s = MakeSymptom(77, 7, 1, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 4, kFindAtOrAfter), 0);
-  EXPECT_STREQ(s.Text1, "beta");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 4, kFindNext), 0);
-  EXPECT_STREQ(s.Text1, "Alpha");
+  EXPECT_EQ(Step(s, 4, kFindAtOrAfter), "beta");
+  EXPECT_EQ(Step(s, 4, kFindNext), "Alpha");
   // The parent's own numbers in the child fields find the same child.
   s = MakeSymptom(1, 0, 1, 0, "x");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 4, kFindAtOrAfter), 0);
-  EXPECT_STREQ(s.Text1, "beta");
+  EXPECT_EQ(Step(s, 4, kFindAtOrAfter), "beta");
   // A childless symptom: the search runs into the next parent's children.
   s = MakeSymptom(0, 0, 1, 1, "");
   ASSERT_EQ(TblFindFullSymptom(h_, &s, 4, kFindAtOrAfter), 0);
@@ -135,11 +143,9 @@ TEST_F(SymptomTest, FirstChildByKey4WithEmptyText) {
 
 TEST_F(SymptomTest, ByTextIgnoresCase) {
   SymRec s = MakeSymptom(0, 0, 1, 0, "ALPHA");
-  ASSERT_EQ(TblFindFullSymptomByText(h_, &s, 1, kFindEqual), 0);
-  EXPECT_STREQ(s.Text1, "Alpha");
+  EXPECT_EQ(Step(s, 1, kFindEqual, true), "Alpha");
   s = MakeSymptom(0, 0, 1, 0, "BET");
-  ASSERT_EQ(TblFindFullSymptomByText(h_, &s, 1, kFindAtOrAfter), 0);
-  EXPECT_STREQ(s.Text1, "beta");
+  EXPECT_EQ(Step(s, 1, kFindAtOrAfter, true), "beta");
   SymRec e = MakeSymptom(4, 0, 1, 0, "\xe9t\xe9"); // été
   ASSERT_EQ(TblSaveSymptom(h_, &e, kSaveAdd), 0);
   s = MakeSymptom(0, 0, 1, 0, "\xc9T\xc9"); // ÉTÉ
@@ -166,56 +172,44 @@ TEST_F(SymptomTest, DuplicatePrimaryKeyIsRefused) {
   s = MakeSymptom(1, 9, 1, 0, "beta", 11);
   EXPECT_EQ(TblSaveSymptom(h_, &s, kSaveAdd), 0);
   // A replace may not take another record's key either.
-  s = MakeSymptom(2, 0, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  s = Found(2, 0);
   s.Sub = 0;
   s.Num = 3;
   EXPECT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), kErrDuplicate);
 }
 
 TEST_F(SymptomTest, StepAfterReplaceGoesOnFromTheNewPlace) {
-  SymRec s = MakeSymptom(1, 1, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  SymRec s = Found(1, 1);
   s.Num = 2;
   s.Sub = 5; // beta moves behind delta
   ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), 0);
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindNext), 0);
-  EXPECT_STREQ(s.Text1, "MIND");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindPrev), 0);
-  EXPECT_STREQ(s.Text1, "beta");
+  EXPECT_EQ(Step(s, 0, kFindNext), "MIND");
+  EXPECT_EQ(Step(s, 0, kFindPrev), "beta");
   EXPECT_EQ(Walk(0),
             (Texts{"HEAD", "Alpha", "gamma", "delta", "beta", "MIND"}));
   // Renumbering from the last down, as the inserts do it.
   for (uint16_t sub = 3; sub >= 2; --sub) {
-    s = MakeSymptom(1, sub, 0, 0, "");
-    ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+    s = Found(1, sub);
     s.Sub = static_cast<uint16_t>(sub + 1);
     ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), 0);
   }
-  s = MakeSymptom(1, 4, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  s = Found(1, 4);
   EXPECT_STREQ(s.Text1, "gamma");
 }
 
 TEST_F(SymptomTest, DeleteThenFindOldKeyGivesTheFollowingRecord) {
-  SymRec s = MakeSymptom(1, 2, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  SymRec s = Found(1, 2);
   ASSERT_EQ(TblDeleteSymptom(h_), 0);
   EXPECT_EQ(TblDeleteSymptom(h_), kErrNoCurrent);
   EXPECT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), kErrNoCurrent);
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindAtOrAfter), 0);
-  EXPECT_STREQ(s.Text1, "gamma");
+  EXPECT_EQ(Step(s, 0, kFindAtOrAfter), "gamma");
   // Stepping from a deleted record goes on from where it stood.
-  s = MakeSymptom(1, 3, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  s = Found(1, 3);
   ASSERT_EQ(TblDeleteSymptom(h_), 0);
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindNext), 0);
-  EXPECT_STREQ(s.Text1, "delta");
-  s = MakeSymptom(2, 0, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  EXPECT_EQ(Step(s, 0, kFindNext), "delta");
+  s = Found(2, 0);
   ASSERT_EQ(TblDeleteSymptom(h_), 0);
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindPrev), 0);
-  EXPECT_STREQ(s.Text1, "beta");
+  EXPECT_EQ(Step(s, 0, kFindPrev), "beta");
   EXPECT_EQ(DbCountEntries(h_), 3);
 }
 
@@ -272,13 +266,9 @@ TEST_F(SymptomTest, LongTextsAreCutAtTheirField) {
 }
 
 TEST_F(SymptomTest, SurvivesCloseAndIndexLoss) {
-  ASSERT_EQ(DbCloseFile(h_), 0);
-  h_ = TblOpenSymptom("sym", 1, 1);
-  ASSERT_NE(h_, 0) << OrvixError;
-  EXPECT_EQ(Walk(1),
-            (Texts{"HEAD", "MIND", "Alpha", "beta", "delta", "gamma"}));
-  SymRec s = MakeSymptom(7, 0, 0, 0, "late");
-  ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveAdd), 0);
+  ASSERT_NO_FATAL_FAILURE(Reopen());
+  EXPECT_EQ(Walk(1), kByText);
+  SaveSymptom(h_, 7, 0, 0, 0, 0, "late");
   ASSERT_EQ(DbCloseFile(h_), 0);
 
   std::filesystem::remove(root_ / "sym.idx");
@@ -294,23 +284,13 @@ TEST_F(SymptomTest, SurvivesCloseAndIndexLoss) {
 TEST_F(SymptomTest, SnapshotKeysNotYetUsedAreWrittenBack) {
   // Keys come from the snapshot at their first use; a close after writes
   // that touched none of them (a resource, an id) must still keep them all.
-  ASSERT_EQ(DbCloseFile(h_), 0);
-  h_ = TblOpenSymptom("sym", 1, 1);
-  ASSERT_NE(h_, 0);
-  Resource r{};
-  r.Type = kResAlmanacumType;
-  r.Id = kResAlmanacumId;
-  r.Length = 1;
-  r.Text[0] = 'y';
+  ASSERT_NO_FATAL_FAILURE(Reopen());
+  Resource r = MakeResource(kResAlmanacumType, kResAlmanacumId, "y");
   ASSERT_EQ(DbAddResource(h_, &r), 0);
   EXPECT_GT(TblGetNewSptId(h_, 0), 30);
-  ASSERT_EQ(DbCloseFile(h_), 0);
-  h_ = TblOpenSymptom("sym", 1, 1);
-  ASSERT_NE(h_, 0) << OrvixError;
-  EXPECT_EQ(Walk(1),
-            (Texts{"HEAD", "MIND", "Alpha", "beta", "delta", "gamma"}));
-  EXPECT_EQ(Walk(4),
-            (Texts{"HEAD", "MIND", "beta", "Alpha", "delta", "gamma"}));
+  ASSERT_NO_FATAL_FAILURE(Reopen());
+  EXPECT_EQ(Walk(1), kByText);
+  EXPECT_EQ(Walk(4), kByParent);
   SymRec s = MakeSymptom(0, 0, 1, 0, "GAMMA");
   EXPECT_EQ(TblFindFullSymptomByText(h_, &s, 1, kFindEqual), kErrEnd);
   s.ParentSub = 2;
@@ -321,8 +301,7 @@ TEST_F(SymptomTest, StaleIndexIsRefused) {
   ASSERT_EQ(DbCloseFile(h_), 0);
   std::string oldIdx = Slurp("sym.idx");
   h_ = TblOpenSymptom("sym", 1, 1);
-  SymRec s = MakeSymptom(7, 0, 0, 0, "late");
-  ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveAdd), 0);
+  SaveSymptom(h_, 7, 0, 0, 0, 0, "late");
   ASSERT_EQ(DbCloseFile(h_), 0);
   Spit("sym.idx", oldIdx); // the snapshot from before the save
   h_ = TblOpenSymptom("sym", 1, 1);
@@ -341,8 +320,7 @@ TEST_F(SymptomTest, ClosesAppendToTheIndexAndKeepEveryOrderRight) {
   for (int round = 0; round < 40; ++round) {
     h_ = TblOpenSymptom("sym", 1, 1);
     ASSERT_NE(h_, 0) << "round " << round << ": " << OrvixError;
-    SymRec s = MakeSymptom(2, 0, 0, 0, "");
-    ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+    SymRec s = Found(2, 0);
     s.Level = static_cast<uint8_t>(round % 7);
     ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), 0);
     if (round % 4 == 3) {
@@ -373,8 +351,7 @@ TEST_F(SymptomTest, AnAppendCutShortLeavesAStaleIndex) {
   ASSERT_EQ(DbCloseFile(h_), 0);
   std::string before = Slurp("sym.idx");
   h_ = TblOpenSymptom("sym", 1, 1);
-  SymRec s = MakeSymptom(3, 0, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  SymRec s = Found(3, 0);
   s.Level = 9;
   ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), 0);
   ASSERT_EQ(DbCloseFile(h_), 0);
@@ -387,8 +364,7 @@ TEST_F(SymptomTest, AnAppendCutShortLeavesAStaleIndex) {
   ASSERT_EQ(TblRebuildSymptom("sym", 0, 1), 0);
   h_ = TblOpenSymptom("sym", 1, 1);
   ASSERT_NE(h_, 0);
-  s = MakeSymptom(3, 0, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  s = Found(3, 0);
   EXPECT_EQ(s.Level, 9) << "the save itself was in the data file";
 }
 
@@ -417,9 +393,7 @@ TEST_F(SymptomTest, NewIdsRiseAndPersist) {
 }
 
 TEST_F(SymptomTest, Resources) {
-  Resource r{};
-  r.Type = kResAddedType;
-  r.Id = kResAddedId;
+  Resource r = MakeResource(kResAddedType, kResAddedId, "");
   EXPECT_EQ(DbGetResource(h_, &r, &r, 2), kErrEnd);
   EXPECT_EQ(DbUpdateResource(h_, &r), kErrEnd);
   r.Length = static_cast<uint32_t>(StrCopy(r.Text, "1"));
@@ -427,19 +401,13 @@ TEST_F(SymptomTest, Resources) {
   EXPECT_EQ(DbAddResource(h_, &r), kErrDuplicate);
   r.Length = static_cast<uint32_t>(StrCopy(r.Text, "42"));
   ASSERT_EQ(DbUpdateResource(h_, &r), 0);
-  Resource kind{};
-  kind.Type = kResRepKindType;
-  kind.Id = kResRepKindId;
-  kind.Length = 1;
-  kind.Text[0] = '3';
+  Resource kind = MakeResource(kResRepKindType, kResRepKindId, "3");
   ASSERT_EQ(DbAddResource(h_, &kind), 0);
   ASSERT_EQ(DbCloseFile(h_), 0);
   ASSERT_EQ(TblRebuildSymptom("sym", 0, 1), 0);
   h_ = TblOpenSymptom("sym", 1, 1);
-  Resource got{};
-  memset(got.Text, 'z', sizeof got.Text);
-  got.Type = kResAddedType;
-  got.Id = kResAddedId;
+  Resource got = MakeResource(kResAddedType, kResAddedId, "");
+  memset(got.Text, 'z', sizeof got.Text); // a read must end the text
   ASSERT_EQ(DbGetResource(h_, &got, &got, 2), 0);
   EXPECT_EQ(got.Length, 2u);
   EXPECT_STREQ(got.Text, "42");
@@ -465,8 +433,7 @@ TEST_F(SymptomTest, HandlesShareTheTableAndKeepTheirCursors) {
   ASSERT_EQ(TblFindFullSymptom(g, &n, 0, kFindEqual), 0);
   StrCopy(n.Text1, "BETA changed");
   ASSERT_EQ(TblSaveSymptom(g, &n, kSaveReplace), 0);
-  ASSERT_EQ(TblFindFullSymptom(h_, &a, 0, kFindEqual), 0);
-  EXPECT_STREQ(a.Text1, "BETA changed");
+  EXPECT_EQ(Step(a, 0, kFindEqual), "BETA changed");
   ASSERT_EQ(DbCloseFile(g), 0);
   EXPECT_EQ(DbCloseFile(g), kErrNotOpen);
   ASSERT_EQ(TblFindFullSymptom(h_, &a, 0, kFindNext), 0); // still open
@@ -474,8 +441,7 @@ TEST_F(SymptomTest, HandlesShareTheTableAndKeepTheirCursors) {
 }
 
 TEST_F(SymptomTest, OpenWithoutIndexReadsInFileOrder) {
-  SymRec s = MakeSymptom(1, 1, 0, 0, "");
-  ASSERT_EQ(TblFindFullSymptom(h_, &s, 0, kFindEqual), 0);
+  SymRec s = Found(1, 1);
   StrCopy(s.Text2, "rewritten"); // a replace moves beta to the file's end
   ASSERT_EQ(TblSaveSymptom(h_, &s, kSaveReplace), 0);
   ASSERT_EQ(DbCloseFile(h_), 0);
@@ -484,8 +450,7 @@ TEST_F(SymptomTest, OpenWithoutIndexReadsInFileOrder) {
   ASSERT_NE(h_, 0) << OrvixError;
   EXPECT_EQ(Walk(0),
             (Texts{"HEAD", "Alpha", "gamma", "delta", "MIND", "beta"}));
-  SymRec add = MakeSymptom(0, 5, 0, 0, "first in book order");
-  ASSERT_EQ(TblSaveSymptom(h_, &add, kSaveAdd), 0);
+  SaveSymptom(h_, 0, 5, 0, 0, 0, "first in book order");
   EXPECT_EQ(Walk(0).back(), "first in book order");
   ASSERT_EQ(DbCloseFile(h_), 0);
   ASSERT_EQ(TblRebuildSymptom("sym", 0, 1), 0);

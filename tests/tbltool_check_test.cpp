@@ -33,15 +33,12 @@ protected:
     ASSERT_EQ(DbCloseFile(h), 0);
   }
   long Check(const char *path, std::string *report = nullptr) {
-    char *buf = nullptr;
-    size_t len = 0;
-    FILE *out = open_memstream(&buf, &len);
     long faults = -1;
-    EXPECT_EQ(TjCheck(TjFindFamily("symptom"), path, out, &faults), 0);
-    fclose(out);
+    std::string text = Captured([&](FILE *out) {
+      EXPECT_EQ(TjCheck(TjFindFamily("symptom"), path, out, &faults), 0);
+    });
     if (report != nullptr)
-      report->assign(buf, len);
-    free(buf);
+      *report = text;
     return faults;
   }
   // Flips one byte of a file inside the first occurrence of `near`.
@@ -99,16 +96,12 @@ TEST_F(TbltoolCheck, DamagedRecordIsFoundByTheWalks) {
 TEST_F(TbltoolCheck, DumpReadsInFileOrderWhenTheIndexIsGone) {
   MakeTree("sym");
   std::filesystem::remove(root_ / "sym.idx");
-  char *buf = nullptr, *nbuf = nullptr;
-  size_t len = 0, nlen = 0;
-  FILE *out = open_memstream(&buf, &len);
-  FILE *notes = open_memstream(&nbuf, &nlen);
-  EXPECT_EQ(TjDump(TjFindFamily("symptom"), "sym", out, notes), 0);
-  fclose(out);
-  fclose(notes);
-  std::string text(buf, len), note(nbuf, nlen);
-  free(buf);
-  free(nbuf);
+  std::string note,
+      text = Captured([&](FILE *out) {
+        note = Captured([&](FILE *notes) {
+          EXPECT_EQ(TjDump(TjFindFamily("symptom"), "sym", out, notes), 0);
+        });
+      });
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 6);
   EXPECT_NE(text.find("\"Text1\":\"Angst nachts\""), std::string::npos);
   EXPECT_NE(note.find("rebuild"), std::string::npos) << note;
@@ -117,13 +110,9 @@ TEST_F(TbltoolCheck, DumpReadsInFileOrderWhenTheIndexIsGone) {
 
 TEST_F(TbltoolCheck, StatCountsEntriesAndDistinctKeys) {
   MakeTree("sym");
-  char *buf = nullptr;
-  size_t len = 0;
-  FILE *out = open_memstream(&buf, &len);
-  EXPECT_EQ(TjStat(TjFindFamily("symptom"), "sym", out), 0);
-  fclose(out);
-  std::string text(buf, len);
-  free(buf);
+  std::string text = Captured([](FILE *out) {
+    EXPECT_EQ(TjStat(TjFindFamily("symptom"), "sym", out), 0);
+  });
   EXPECT_NE(text.find("entries  6\n"), std::string::npos) << text;
   EXPECT_NE(text.find("bytes"), std::string::npos) << text;
   // Key 1 is (parent, text): "Angst" under two parents stays two values;

@@ -37,6 +37,12 @@ json Entries(int n, const std::function<json(int)> &make) {
   return a;
 }
 
+// `line` with some fields set otherwise.
+json With(json line, const json &changes) {
+  line.update(changes);
+  return line;
+}
+
 std::string Hex(size_t bytes, int seed) {
   static const char kDigits[] = "0123456789abcdef";
   std::string s;
@@ -107,11 +113,9 @@ std::vector<FamilyCase> Cases() {
                  for (const char *n : {"Name", "Name3", "Name4", "Name5",
                                        "Name6", "Name7", "Name8", "Name9"})
                    r[n] = Txt(50, n[4]);
-                 json s = r;
-                 s["Id"] = 1;
-                 s["Abbrev"] = "acon.";
-                 s["Listed"] = 0;
-                 return std::vector<json>{s, r};
+                 return std::vector<json>{
+                     With(r, {{"Id", 1}, {"Abbrev", "acon."}, {"Listed", 0}}),
+                     r};
                }});
   c.push_back({"author", [] {
                  json a = {{"Status", 0},           {"Id", 886},
@@ -121,12 +125,12 @@ std::vector<FamilyCase> Cases() {
                            {"Detail3", Txt(254, 2)}};
                  return std::vector<json>{a};
                }});
-  c.push_back({"catalog", [] {
-                 json paths = json::array();
-                 for (int i = 0; i < 7; ++i)
-                   paths.push_back("..\\data\\" + Txt(92, i));
-                 json cat = {
-                     {"Status", 0},
+  c.push_back(
+      {"catalog", [] {
+         json paths = json::array();
+         for (int i = 0; i < 7; ++i)
+           paths.push_back("..\\data\\" + Txt(92, i));
+         json cat = {{"Status", 0},
                      {"Id", 3},
                      {"Kind", 1},
                      {"Abbrev", "S" + Txt(9)},
@@ -134,31 +138,27 @@ std::vector<FamilyCase> Cases() {
                       {{"Title", Txt(71)}, {"Folder", "..\\kn\\" + Txt(94)}}},
                      {"RepertoryBlock",
                       {{"Title", Txt(64)}, {"RefStyle", 5}, {"Paths", paths}}}};
-                 json kn = cat;
-                 kn["Kind"] = 2;
-                 kn["Abbrev"] = "C";
-                 return std::vector<json>{cat, kn};
-               }});
-  c.push_back({"rlog", [] {
-                 std::string text = "0\x01" + Txt(60) + " \x02 " + Txt(20) +
-                                    "\x01"
-                                    "acon.\x01"
-                                    "kent\x01"
-                                    "3";
-                 json e = {{"head", 0xbeef},       {"number", 1},
-                           {"operation", 3},       {"date", 40000},
-                           {"time", 86399},        {"symptomId", 1000000},
-                           {"reserved", "0a0b0c"}, {"tag", 99},
-                           {"text", text},         {"comment", Txt(255)},
-                           {"endMark", 255}};
-                 json f = e;
-                 f["number"] = 2;
-                 f["operation"] = 4;
-                 f["text"] =
-                     "1\x01" + Txt(9998, 3); // 10000 bytes, the most that fit
-                 f["reserved"] = "";
-                 return std::vector<json>{e, f};
-               }});
+         return std::vector<json>{cat,
+                                  With(cat, {{"Kind", 2}, {"Abbrev", "C"}})};
+       }});
+  c.push_back(
+      {"rlog", [] {
+         std::string text = "0\x01" + Txt(60) + " \x02 " + Txt(20) +
+                            "\x01"
+                            "acon.\x01"
+                            "kent\x01"
+                            "3";
+         json e = {
+             {"head", 0xbeef},       {"number", 1},   {"operation", 3},
+             {"date", 40000},        {"time", 86399}, {"symptomId", 1000000},
+             {"reserved", "0a0b0c"}, {"tag", 99},     {"text", text},
+             {"comment", Txt(255)},  {"endMark", 255}};
+         // The second text has 10000 bytes, the most that fit.
+         return std::vector<json>{e, With(e, {{"number", 2},
+                                              {"operation", 4},
+                                              {"text", "1\x01" + Txt(9998, 3)},
+                                              {"reserved", ""}})};
+       }});
   c.push_back({"extract", [] {
                  auto entry = [](int i) {
                    return json{{"Num", i + 1},
@@ -171,10 +171,8 @@ std::vector<FamilyCase> Cases() {
                            {"RemedyId", 5},
                            {"Seq", 0},
                            {"Entries", Entries(300, entry)}};
-                 json b = a;
-                 b["Seq"] = 1;
-                 b["Entries"] = json::array();
-                 return std::vector<json>{a, b};
+                 return std::vector<json>{
+                     a, With(a, {{"Seq", 1}, {"Entries", json::array()}})};
                }});
   c.push_back({"exsp", [] {
                  auto entry = [](int i) {
@@ -186,10 +184,10 @@ std::vector<FamilyCase> Cases() {
                  json a = {{"Status", 0}, {"Num", 9},
                            {"Sub", 2},    {"Direction", 2},
                            {"Seq", 0},    {"Entries", Entries(300, entry)}};
-                 json b = a;
-                 b["Direction"] = 1;
-                 b["Entries"] = json::array();
-                 return std::vector<json>{b, a}; // direction 1 sorts first
+                 return std::vector<json>{
+                     // direction 1 sorts first
+                     With(a, {{"Direction", 1}, {"Entries", json::array()}}),
+                     a};
                }});
   c.push_back({"word", [] {
                  auto entry = [](int i) {
@@ -202,10 +200,8 @@ std::vector<FamilyCase> Cases() {
                            {"Seq", 0},
                            {"Text", Txt(31)},
                            {"Entries", Entries(300, entry)}};
-                 json b = a;
-                 b["Seq"] = 255;
-                 b["Entries"] = json::array();
-                 return std::vector<json>{a, b};
+                 return std::vector<json>{
+                     a, With(a, {{"Seq", 255}, {"Entries", json::array()}})};
                }});
   c.push_back({"note", [] {
                  json n = {{"Status", 0},
@@ -217,11 +213,10 @@ std::vector<FamilyCase> Cases() {
                            {"NoteKind", 3},
                            {"Text1", Txt(4096)},
                            {"Text2", "line\nnext\r\n" + Txt(20)}};
-                 json m = n;
-                 m["RemedyId"] = 44;
-                 m["Text1"] = "";
-                 m["Text2"] = Txt(4096, 5);
-                 return std::vector<json>{n, m};
+                 return std::vector<json>{n,
+                                          With(n, {{"RemedyId", 44},
+                                                   {"Text1", ""},
+                                                   {"Text2", Txt(4096, 5)}})};
                }});
   c.push_back({"link", [] {
                  json l = {{"Status", 0},
@@ -233,9 +228,8 @@ std::vector<FamilyCase> Cases() {
                            {"LinkKind", 3},
                            {"Title", Txt(255)},
                            {"File", "..\\media\\" + Txt(503)}};
-                 json m = l; // the same key twice: links may repeat
-                 m["Title"] = "";
-                 return std::vector<json>{l, m};
+                 // The same key twice: links may repeat.
+                 return std::vector<json>{l, With(l, {{"Title", ""}})};
                }});
   c.push_back(
       {"view", [] {
@@ -250,10 +244,8 @@ std::vector<FamilyCase> Cases() {
          json a = {{"Status", 0},         {"Num", 1},       {"Sub", 1},
                    {"ParentNum", 1},      {"ParentSub", 0}, {"Text", Txt(100)},
                    {"NewPath", Txt(1023)}};
-         json b = a;
-         b["Sub"] = 2;
-         b["NewPath"] = "<deleted>";
-         return std::vector<json>{a, b};
+         return std::vector<json>{
+             a, With(a, {{"Sub", 2}, {"NewPath", "<deleted>"}})};
        }});
   c.push_back({"histoid", [] {
                  return std::vector<json>{{{"Status", 0},
@@ -290,10 +282,8 @@ std::vector<FamilyCase> Cases() {
                      {"Byte14", 12},       {"Byte15", 13},
                      {"Byte16", 14},       {"Text1", Txt(1024)},
                      {"Text2", Txt(1026)}, {"Symptoms", Entries(300, entry)}};
-                 json b = a;
-                 b["Entry"] = 3;
-                 b["Symptoms"] = json::array();
-                 return std::vector<json>{a, b};
+                 return std::vector<json>{
+                     a, With(a, {{"Entry", 3}, {"Symptoms", json::array()}})};
                }});
   c.push_back({"message", [] {
                  return std::vector<json>{
@@ -310,6 +300,14 @@ std::vector<FamilyCase> Cases() {
                                             Generic(4000000000u, 3)};
                  }});
   return c;
+}
+
+// The lines of one family's case.
+std::vector<json> LinesOf(const std::string &kind) {
+  for (const FamilyCase &fc : Cases())
+    if (fc.kind == kind)
+      return fc.lines();
+  return {};
 }
 
 // The resource lines a repertory's symptom table carries.
@@ -348,14 +346,9 @@ protected:
     return err;
   }
   std::string Dump(const char *kind, const char *path, int *err) {
-    char *buf = nullptr;
-    size_t len = 0;
-    FILE *out = open_memstream(&buf, &len);
-    *err = TjDump(TjFindFamily(kind), path, out, nullptr);
-    fclose(out);
-    std::string s(buf, len);
-    free(buf);
-    return s;
+    return Captured([&](FILE *out) {
+      *err = TjDump(TjFindFamily(kind), path, out, nullptr);
+    });
   }
   static std::string Join(const std::vector<json> &lines) {
     std::string s;
@@ -399,10 +392,7 @@ TEST_F(TbltoolRoundTrip, EveryFamilyComesBackAsItWent) {
 }
 
 TEST_F(TbltoolRoundTrip, StoredRecordsHoldWhatTheLinesSay) {
-  std::vector<json> syms;
-  for (const FamilyCase &fc : Cases())
-    if (std::string(fc.kind) == "symptom")
-      syms = fc.lines();
+  std::vector<json> syms = LinesOf("symptom");
   for (const json &r : ResourceLines())
     syms.push_back(r);
   ASSERT_EQ(Load("symptom", "rep\\symptom", Join(syms)), kErrBadPath)
@@ -430,24 +420,15 @@ TEST_F(TbltoolRoundTrip, StoredRecordsHoldWhatTheLinesSay) {
   EXPECT_EQ(n, 300);
   EXPECT_EQ(s.Remedies[1].AuthorId, 0x8001);
   EXPECT_EQ(s.Remedies[299].RemedyId, 3299);
-  Resource r{};
-  r.Type = kResRepKindType;
-  r.Id = kResRepKindId;
+  Resource r = MakeResource(kResRepKindType, kResRepKindId, "");
   ASSERT_EQ(DbGetResource(h, &r, &r, 2), 0);
   EXPECT_EQ(std::string(r.Text, r.Length), "3");
   TblFreeSymptomRemed(&s);
   DbCloseFile(h);
 
   // The log text keeps its field separators; the view its author bits.
-  std::vector<json> log, views;
-  for (const FamilyCase &fc : Cases()) {
-    if (std::string(fc.kind) == "rlog")
-      log = fc.lines();
-    if (std::string(fc.kind) == "view")
-      views = fc.lines();
-  }
-  ASSERT_EQ(Load("rlog", "log", Join(log)), 0);
-  ASSERT_EQ(Load("view", "view", Join(views)), 0);
+  ASSERT_EQ(Load("rlog", "log", Join(LinesOf("rlog"))), 0);
+  ASSERT_EQ(Load("view", "view", Join(LinesOf("view"))), 0);
   h = TblOpenRlog("log", 1, 1);
   ASSERT_NE(h, 0);
   std::vector<char> text(kLogTextSize);
@@ -478,10 +459,9 @@ TEST_F(TbltoolRoundTrip, StoredRecordsHoldWhatTheLinesSay) {
 
 // A line that is wrong in any way stops the load before anything exists.
 TEST_F(TbltoolRoundTrip, FaultyLinesAreRefusedWithTheirNumber) {
-  const std::string good = R"({"Num":1,"Sub":0,"Text1":"Geist"})"
-                           "\n"
-                           R"({"Num":1,"Sub":1,"ParentNum":1,"Text1":"Angst"})"
-                           "\n";
+  const std::string good = R"({"Num":1,"Sub":0,"Text1":"Geist"}
+{"Num":1,"Sub":1,"ParentNum":1,"Text1":"Angst"}
+)";
   struct Bad {
     std::string line;
     const char *says;
@@ -530,30 +510,18 @@ TEST_F(TbltoolRoundTrip, FaultyLinesAreRefusedWithTheirNumber) {
 // and a table that exists is never overwritten.
 TEST_F(TbltoolRoundTrip, StoreRefusalsAndExistingTablesLeaveNothingChanged) {
   std::string why;
-  EXPECT_EQ(Load("remed", "remed",
-                 R"({"Id":1,"Abbrev":"acon."})"
-                 "\n"
-                 R"({"Id":2})"
-                 "\n"
-                 R"({"Id":1,"Abbrev":"bell."})"
-                 "\n",
-                 &why),
-            kErrDuplicate);
+  const char *clash = R"({"Id":1,"Abbrev":"acon."}
+{"Id":2}
+{"Id":1,"Abbrev":"bell."}
+)";
+  EXPECT_EQ(Load("remed", "remed", clash, &why), kErrDuplicate);
   EXPECT_NE(why.find("line 3:"), std::string::npos) << why;
   EXPECT_TRUE(std::filesystem::is_empty(root_)) << why;
 
   // Blank lines are passed over but still counted.
-  ASSERT_EQ(Load("remed", "remed",
-                 "\n"
-                 R"({"Id":1,"Abbrev":"acon."})"
-                 "\n\n"),
-            0);
+  ASSERT_EQ(Load("remed", "remed", "\n{\"Id\":1,\"Abbrev\":\"acon.\"}\n\n"), 0);
   std::string before = Slurp("remed.dat");
-  EXPECT_EQ(Load("remed", "REMED",
-                 R"({"Id":2})"
-                 "\n",
-                 &why),
-            kErrExists);
+  EXPECT_EQ(Load("remed", "REMED", "{\"Id\":2}\n", &why), kErrExists);
   EXPECT_EQ(Slurp("remed.dat"), before);
   EXPECT_EQ(Load("remed", "remed2", "\n\n{\"Id\":", &why), kErrBadArg);
   EXPECT_NE(why.find("line 3:"), std::string::npos) << why;

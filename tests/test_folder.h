@@ -11,10 +11,12 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -26,6 +28,35 @@ inline std::string SlurpFile(const fs::path &p) {
 
 inline void WriteFile(const fs::path &p, const std::string &bytes) {
   std::ofstream(p, std::ios::binary) << bytes;
+}
+
+// The lines of a text, each without its line end ("\n" or "\r\n").
+inline std::vector<std::string> TextLines(const std::string &text) {
+  std::vector<std::string> out;
+  std::istringstream in(text);
+  std::string line;
+  while (std::getline(in, line)) {
+    if (!line.empty() && line.back() == '\r')
+      line.pop_back();
+    out.push_back(line);
+  }
+  return out;
+}
+
+// A real path in the text form the program stores: backslashes for
+// slashes.
+inline std::string Backslashed(std::string path) {
+  std::replace(path.begin(), path.end(), '/', '\\');
+  return path;
+}
+
+// How often `part` stands in `text`, overlaps counted.
+inline size_t Occurrences(const std::string &text, const std::string &part) {
+  size_t n = 0;
+  for (size_t at = text.find(part); at != std::string::npos;
+       at = text.find(part, at + 1))
+    ++n;
+  return n;
 }
 
 // Runs a shell command line; answers its exit status, -1 when it did not
@@ -84,6 +115,13 @@ inline std::string NotedByViewer(const fs::path &folder, size_t lines = 1) {
   return got;
 }
 
+// What a call writes on standard error.
+template <class F> std::string StderrOf(F &&call) {
+  testing::internal::CaptureStderr();
+  call();
+  return testing::internal::GetCapturedStderr();
+}
+
 // A folder of its own under /tmp; when the object goes, the process leaves
 // it (if it went in) and the folder goes with all it holds, even where a
 // test took away the write permission.
@@ -140,6 +178,18 @@ private:
   fs::path path_, old_;
   bool entered_ = false;
 };
+
+// The demonstration installation as mkdemo builds it, once for the process
+// (its folder goes at the process's end); empty when mkdemo failed. Tests
+// that change an installation work on a copy.
+inline const fs::path &PristineDemo() {
+  static ScratchFolder folder("pristine-demo");
+  static fs::path demo;
+  if (demo.empty() && !folder.path().empty() &&
+      BuildDemo(folder.path() / "demo") == 0)
+    demo = folder.path() / "demo";
+  return demo;
+}
 
 // A test in a scratch folder of its own, root_; the folder goes after
 // TearDown, whatever the test did.

@@ -41,9 +41,7 @@ TEST_F(ToolkitTest, ALineThatDoesNotFitStopsTheScript) {
                        "key nothing", "wait -1",   "file"};
   for (const char *line : bad) {
     Script(std::string("\n") + line + "\nclick 2\n");
-    CaptureStderr();
-    RunTestDialog();
-    std::string err = GetCapturedStderr();
+    std::string err = StderrOf([&] { RunTestDialog(); });
     EXPECT_THAT(err, HasSubstr("script line 2")) << line;
     EXPECT_TRUE(gDlg.ok) << line << ": ended by the default button";
     EXPECT_FALSE(gDlg.cancelled) << line << ": the next line was not run";
@@ -53,9 +51,7 @@ TEST_F(ToolkitTest, ALineThatDoesNotFitStopsTheScript) {
 
 TEST_F(ToolkitTest, RunningOutAnswersAsEnterWould) {
   Script("set 4 typed\n");
-  CaptureStderr();
-  RunTestDialog();
-  EXPECT_THAT(GetCapturedStderr(), HasSubstr("no more lines"));
+  EXPECT_THAT(StderrOf([&] { RunTestDialog(); }), HasSubstr("no more lines"));
   EXPECT_TRUE(gDlg.ok);
   EXPECT_EQ("typed", gDlg.edit);
   EXPECT_EQ(1, gDlg.sel) << "the preselected row stays";
@@ -141,9 +137,10 @@ TEST_F(ToolkitTest, BoxesTakeTheirAnswersAndLeaveOneLineEach) {
 
 TEST_F(ToolkitTest, BoxAnswersThatFitNoButtonFallBackToTheDefault) {
   Script("answer 3\nanswer 2\n");
-  CaptureStderr();
-  EXPECT_EQ(1, xvt_dm_post_ask("Yes", "No", nullptr, "Sure?"));
-  EXPECT_THAT(GetCapturedStderr(), HasSubstr("script line 1"));
+  EXPECT_THAT(StderrOf([&] {
+                EXPECT_EQ(1, xvt_dm_post_ask("Yes", "No", nullptr, "Sure?"));
+              }),
+              HasSubstr("script line 1"));
   // With the script stopped, a prompt keeps its text (Enter).
   char buf[10] = "kept";
   EXPECT_EQ(buf, xvt_dm_post_string_prompt("Name", buf, sizeof buf));
@@ -180,16 +177,13 @@ TEST_F(ToolkitTest, FileChoosersAnswerWithAFolderAndAName) {
   Enter();
   char folder[300] = "before";
   ASSERT_EQ(FL_OK, xvt_dm_post_folder("Where?", folder, sizeof folder));
-  std::string want = dir + "/sub";
-  for (char &c : want)
-    if (c == '/')
-      c = '\\';
-  EXPECT_EQ(want, folder);
+  EXPECT_EQ(Backslashed(dir + "/sub"), folder);
   xvt_fsys_set_dir_startup();
 
-  CaptureStderr();
-  EXPECT_EQ(FL_CANCEL, xvt_dm_post_file_open(&fs, "missing"));
-  EXPECT_THAT(GetCapturedStderr(), HasSubstr("no file 'missing.dat'"));
+  EXPECT_THAT(StderrOf([&] {
+                EXPECT_EQ(FL_CANCEL, xvt_dm_post_file_open(&fs, "missing"));
+              }),
+              HasSubstr("no file 'missing.dat'"));
   EXPECT_EQ(FL_BAD, xvt_dm_post_file_open(nullptr, "no spec"));
 }
 
@@ -243,9 +237,7 @@ int RunApp() {
 
 TEST_F(ToolkitTest, MenuCommandsReachTheTaskWindowAndNoOneMeansFileExit) {
   Script("menu 1009\nset 4 from the menu\nclick 1\nmenu 1031\nmenu 1009\n");
-  CaptureStderr();
-  EXPECT_EQ(0, RunApp());
-  std::string err = GetCapturedStderr();
+  std::string err = StderrOf([&] { EXPECT_EQ(0, RunApp()); });
   EXPECT_THAT(err, HasSubstr("script line 4: menu command 1031 is disabled"));
   EXPECT_EQ((std::vector<std::string>{"create", "command 1009", "command 1012",
                                       "destroy"}),
@@ -277,9 +269,9 @@ TEST_F(ToolkitTest, ExitLineAndATaskWindowThatIgnoresIt) {
 TEST_F(ToolkitTest, ABoxAfterTheEndDoesNotStartTheScriptOver) {
   Script("exit\n");
   RunApp();
-  CaptureStderr();
-  EXPECT_EQ(1, xvt_dm_post_ask("Yes", "No", nullptr, "After the end?"));
-  std::string err = GetCapturedStderr();
+  std::string err = StderrOf([&] {
+    EXPECT_EQ(1, xvt_dm_post_ask("Yes", "No", nullptr, "After the end?"));
+  });
   EXPECT_THAT(err, HasSubstr("ask: After the end?"));
   EXPECT_EQ(std::string::npos, err.find("script line")) << err;
 }

@@ -17,6 +17,8 @@
 
 namespace {
 
+using Strings = std::vector<std::string>;
+
 class WordIndexTest : public StoreTest {
 protected:
   WordIndexTest() : StoreTest("words") {}
@@ -39,13 +41,11 @@ protected:
 
   // Every (Seq, Num, Sub, EndNum, EndSub) of a word, chain in order.
   using Row = std::tuple<int, uint32_t, uint16_t, uint32_t, uint16_t>;
+  using Rows = std::vector<Row>;
   std::vector<Row> Chain(TblHandle h, const char *word) {
     std::vector<Row> rows;
     static Word rec;
-    rec.CursorState = 0xff;
-    TblClearWord(&rec);
-    StrCopy(rec.Text, word);
-    rec.Seq = 0;
+    rec = BlankWord(word);
     int r = TblFindFullWord(h, &rec, 0, kFindAtOrAfter, nullptr);
     while (r == 0 && OrvixError == 0 && strcmp(rec.Text, word) == 0) {
       for (int i = 0; i < ChainCountWord(rec); ++i)
@@ -65,27 +65,16 @@ protected:
         &out);
     return out;
   }
-  void AddSymptom(uint32_t num, uint16_t sub, uint32_t pnum, uint16_t psub,
-                  uint8_t level, const char *text) {
-    static Symptom s;
-    s = MakeSymptom(num, sub, pnum, psub, text);
-    s.Level = level;
-    s.Remedies = TblAllocSymptomRemed(1);
-    EXPECT_EQ(TblSaveSymptom(sym_, &s, kSaveAdd), 0) << OrvixError;
-    TblFreeSymptomRemed(&s);
-  }
-
   TblHandle w1_ = 0, w2_ = 0, sym_ = 0;
 };
 
 TEST_F(WordIndexTest, TokensSplitAtTheSeparatorsOnlyAndFold) {
-  EXPECT_EQ(Tokens("a=b c.d", 0), (std::vector<std::string>{"a=b", "c", "d"}));
-  EXPECT_EQ(Tokens("(= Anguish, FEAR)", 0),
-            (std::vector<std::string>{"=", "anguish", "fear"}));
+  EXPECT_EQ(Tokens("a=b c.d", 0), (Strings{"a=b", "c", "d"}));
+  EXPECT_EQ(Tokens("(= Anguish, FEAR)", 0), (Strings{"=", "anguish", "fear"}));
   // Code page 1252: "ANXIÉTÉ" folds with its accents.
   EXPECT_EQ(Tokens("ANXI\xc9T\xc9 nuit", 0),
-            (std::vector<std::string>{"anxi\xe9t\xe9", "nuit"}));
-  EXPECT_EQ(Tokens("  ;; ", 0), std::vector<std::string>{});
+            (Strings{"anxi\xe9t\xe9", "nuit"}));
+  EXPECT_EQ(Tokens("  ;; ", 0), Strings{});
   // The removal cuts a long word: 48 letters, one lost, then the rest.
   std::string word(60, 'x');
   word[48] = 'L';
@@ -101,13 +90,11 @@ TEST_F(WordIndexTest, AddKeepsEachListSortedInBothLanguages) {
   ASSERT_EQ(WordIndexAdd(0, w1_, w2_, "Night", "nuit, minuit", 10, 5), 0);
   ASSERT_EQ(WordIndexAdd(0, w1_, w2_, "night", nullptr, 20, 0), 0);
   EXPECT_EQ(Chain(w1_, "night"),
-            (std::vector<Row>{
-                {0, 10, 5, 10, 5}, {0, 20, 0, 20, 0}, {0, 30, 2, 30, 2}}));
-  EXPECT_EQ(Chain(w1_, "midnight"), (std::vector<Row>{{0, 30, 2, 30, 2}}));
-  EXPECT_EQ(Chain(w2_, "nuit"),
-            (std::vector<Row>{{0, 10, 5, 10, 5}, {0, 30, 2, 30, 2}}));
+            (Rows{{0, 10, 5, 10, 5}, {0, 20, 0, 20, 0}, {0, 30, 2, 30, 2}}));
+  EXPECT_EQ(Chain(w1_, "midnight"), (Rows{{0, 30, 2, 30, 2}}));
+  EXPECT_EQ(Chain(w2_, "nuit"), (Rows{{0, 10, 5, 10, 5}, {0, 30, 2, 30, 2}}));
   EXPECT_TRUE(Chain(w1_, "nuit").empty());
-  EXPECT_EQ(Chain(w2_, "minuit"), (std::vector<Row>{{0, 10, 5, 10, 5}}));
+  EXPECT_EQ(Chain(w2_, "minuit"), (Rows{{0, 10, 5, 10, 5}}));
 }
 
 TEST_F(WordIndexTest, TheEndOfRangeCoversTheSubtree) {
@@ -115,29 +102,24 @@ TEST_F(WordIndexTest, TheEndOfRangeCoversTheSubtree) {
   ASSERT_NE(sym_, 0);
   // Mind (10/0) with anxiety (20/0, a child at 20/1) and fear (30/0),
   // which has no child and no next sibling.
-  AddSymptom(10, 0, 0, 0, 1, "Mind");
-  AddSymptom(20, 0, 10, 0, 2, "anxiety");
-  AddSymptom(20, 1, 20, 0, 3, "night");
-  AddSymptom(30, 0, 10, 0, 2, "fear");
+  SaveSymptom(sym_, 10, 0, 0, 0, 1, "Mind");
+  SaveSymptom(sym_, 20, 0, 10, 0, 2, "anxiety");
+  SaveSymptom(sym_, 20, 1, 20, 0, 3, "night");
+  SaveSymptom(sym_, 30, 0, 10, 0, 2, "fear");
   ASSERT_EQ(WordIndexAdd(sym_, w1_, w2_, "anxiety", nullptr, 20, 0), 0);
   ASSERT_EQ(WordIndexAdd(sym_, w1_, w2_, "fear", nullptr, 30, 0), 0);
   ASSERT_EQ(WordIndexAdd(sym_, w1_, w2_, "mind", nullptr, 10, 0), 0);
   ASSERT_EQ(WordIndexAdd(sym_, w1_, w2_, "night", nullptr, 20, 1), 0);
   // A next sibling: the block of the record before it, to 32000.
-  EXPECT_EQ(Chain(w1_, "anxiety"),
-            (std::vector<Row>{{0, 20, 0, 20, kWordSubtreeEnd}}));
+  EXPECT_EQ(Chain(w1_, "anxiety"), (Rows{{0, 20, 0, 20, kWordSubtreeEnd}}));
   // The last sibling without children ends at itself.
-  EXPECT_EQ(Chain(w1_, "fear"), (std::vector<Row>{{0, 30, 0, 30, 0}}));
+  EXPECT_EQ(Chain(w1_, "fear"), (Rows{{0, 30, 0, 30, 0}}));
   // No sibling but children: its own block, to 32000.
-  EXPECT_EQ(Chain(w1_, "mind"),
-            (std::vector<Row>{{0, 10, 0, 10, kWordSubtreeEnd}}));
-  EXPECT_EQ(Chain(w1_, "night"), (std::vector<Row>{{0, 20, 1, 20, 1}}));
+  EXPECT_EQ(Chain(w1_, "mind"), (Rows{{0, 10, 0, 10, kWordSubtreeEnd}}));
+  EXPECT_EQ(Chain(w1_, "night"), (Rows{{0, 20, 1, 20, 1}}));
   // The symptom is the current record again: a replace lands on it.
   static Symptom s;
-  s.CursorState = 0xff;
-  TblClearSymptom(&s);
-  s.Num = 20;
-  s.Sub = 1;
+  s = MakeSymptom(20, 1, 0, 0, "");
   ASSERT_EQ(TblFindFullSymptom(sym_, &s, 0, kFindEqual), 0);
   WordIndexAdd(sym_, w1_, w2_, "x", nullptr, 10, 0);
   TblClearSymptom(&s);
@@ -187,11 +169,7 @@ TEST_F(WordIndexTest, ASplitMovesTheRecordsBehindUpByOne) {
   EXPECT_EQ(rows.front(), (Row{0, 50, 2, 50, 2}));
   EXPECT_EQ(std::get<0>(rows[1]), 1);
   EXPECT_EQ(rows.back(), (Row{1, 60, 0, 60, 0}));
-  static Word rec;
-  rec.CursorState = 0xff;
-  TblClearWord(&rec);
-  StrCopy(rec.Text, "cough");
-  rec.Seq = 2;
+  Word rec = BlankWord("cough", 2);
   ASSERT_EQ(TblFindFullWord(w1_, &rec, 0, kFindEqual, nullptr), 0);
   EXPECT_EQ(ChainCountWord(rec), 0);
   for (size_t i = 1; i < rows.size(); ++i)
@@ -204,17 +182,14 @@ TEST_F(WordIndexTest, RemoveTakesOutTheEntryAtThePlaceAndDropsEmptyWords) {
   ASSERT_EQ(WordIndexAdd(0, w1_, w2_, "fear dark", "peur", 10, 1), 0);
   ASSERT_EQ(WordIndexAdd(0, w1_, w2_, "fear", "peur", 10, 3), 0);
   ASSERT_EQ(WordIndexRemove(w1_, w2_, "Fear", "peur", 10, 1), 0);
-  EXPECT_EQ(Chain(w1_, "fear"), (std::vector<Row>{{0, 10, 3, 10, 3}}));
-  EXPECT_EQ(Chain(w2_, "peur"), (std::vector<Row>{{0, 10, 3, 10, 3}}));
+  EXPECT_EQ(Chain(w1_, "fear"), (Rows{{0, 10, 3, 10, 3}}));
+  EXPECT_EQ(Chain(w2_, "peur"), (Rows{{0, 10, 3, 10, 3}}));
   EXPECT_EQ(Chain(w1_, "dark").size(), 1u);
   // The entry at the place is taken out unseen: 10/2 is not in the list,
   // and 10/3, at its place, goes.
   ASSERT_EQ(WordIndexRemove(w1_, 0, "fear", nullptr, 10, 2), 0);
   EXPECT_TRUE(Chain(w1_, "fear").empty());
-  static Word rec;
-  rec.CursorState = 0xff;
-  TblClearWord(&rec);
-  StrCopy(rec.Text, "fear");
+  Word rec = BlankWord("fear");
   bool found = TblFindFullWord(w1_, &rec, 0, kFindEqual, nullptr) == 0 &&
                OrvixError == 0;
   EXPECT_FALSE(found) << "an emptied first record is deleted";
@@ -238,10 +213,7 @@ TEST_F(WordIndexTest, AMissingWordEndsTheRemovalQuietly) {
 TEST_F(WordIndexTest, RenumberMovesTheEntryAndItsOwnEndOnly) {
   ASSERT_EQ(WordIndexAdd(0, w1_, 0, "vertigo", nullptr, 20, 4), 0);
   // Hand-made ends: one at the symptom itself, one of an ancestor's range.
-  static Word rec;
-  rec.CursorState = 0xff;
-  TblClearWord(&rec);
-  StrCopy(rec.Text, "vertigo");
+  Word rec = BlankWord("vertigo");
   ASSERT_EQ(TblFindFullWord(w1_, &rec, 0, kFindEqual, nullptr), 0);
   rec.Entries[1] = rec.Entries[0];
   rec.Entries[0] = WordEntry{20, 0, 20, kWordSubtreeEnd};
@@ -249,10 +221,9 @@ TEST_F(WordIndexTest, RenumberMovesTheEntryAndItsOwnEndOnly) {
   rec.Entries[3] = ChainWordTerminator();
   ASSERT_EQ(TblSaveWord(w1_, &rec, kSaveReplace), 0);
   ASSERT_EQ(WordIndexRenumber(w1_, 0, "vertigo", nullptr, 20, 4, 20, 5), 0);
-  EXPECT_EQ(Chain(w1_, "vertigo"),
-            (std::vector<Row>{{0, 20, 0, 20, kWordSubtreeEnd},
-                              {0, 20, 5, 20, 5},
-                              {0, 20, 9, 20, 9}}));
+  EXPECT_EQ(Chain(w1_, "vertigo"), (Rows{{0, 20, 0, 20, kWordSubtreeEnd},
+                                         {0, 20, 5, 20, 5},
+                                         {0, 20, 9, 20, 9}}));
 }
 
 } // namespace

@@ -168,12 +168,7 @@ void CountingJob(WINDOW) {
 }
 
 int ReportLines() {
-  std::ifstream in(gReport);
-  std::string l;
-  int n = 0;
-  while (std::getline(in, l))
-    ++n;
-  return n;
+  return static_cast<int>(TextLines(SlurpFile(gReport)).size());
 }
 
 TEST_F(ToolkitTest, ScriptedCancelEndsTheJobKeepingWhatWasDone) {
@@ -303,10 +298,7 @@ TEST_F(ToolkitTest, ConsoleProgressWithoutATerminalIsShort) {
   });
   fclose(out);
   XvtConsoleOut = nullptr;
-  std::ifstream in(path);
-  std::vector<std::string> lines;
-  for (std::string l; std::getline(in, l);)
-    lines.push_back(l);
+  std::vector<std::string> lines = TextLines(SlurpFile(path));
   ASSERT_GE(lines.size(), 3u);
   EXPECT_LE(lines.size(), 11u);
   EXPECT_THAT(lines.front(), HasSubstr("Big table  rebuilding  0 %  [...."));

@@ -16,6 +16,8 @@
 
 namespace {
 
+using ::testing::HasSubstr;
+
 class BackupWindows : public DemoTest {
 protected:
   void SetUp() override {
@@ -77,7 +79,7 @@ TEST_F(BackupWindows, TheBackupDialogOffersEverythingAndANewFolder) {
   EXPECT_TRUE(gSeen.editVisible);
   EXPECT_FALSE(gSeen.listVisible);
   // The new dated folder under the installation's BACKUP.
-  EXPECT_NE(gSeen.folder.find("\\BACKUP\\"), std::string::npos) << gSeen.folder;
+  EXPECT_THAT(gSeen.folder, HasSubstr("\\BACKUP\\"));
 }
 
 TEST_F(BackupWindows, TheRestoreDialogListsTheBackupsMade) {
@@ -136,9 +138,7 @@ TEST_F(BackupWindows, TheLocalisationWindowListsEveryPlace) {
   EXPECT_EQ("", gSeen.problems);
   EXPECT_EQ(3, gSeen.itemsFirst); // the demo's three repertories
   EXPECT_EQ(16, gSeen.itemsSystem);
-  EXPECT_NE(gSeen.playerRow.find("(not in the configuration)"),
-            std::string::npos)
-      << gSeen.playerRow;
+  EXPECT_THAT(gSeen.playerRow, HasSubstr("(not in the configuration)"));
   EXPECT_TRUE(gSeen.closed);
 }
 

@@ -168,11 +168,7 @@ TEST_F(GuiTest, APersonChoosesFilesAndFolders) {
        });
   char folder[300] = "";
   ASSERT_EQ(FL_OK, xvt_dm_post_folder("Where?", folder, sizeof folder));
-  std::string want = dir + "/sub";
-  for (char &c : want)
-    if (c == '/')
-      c = '\\';
-  EXPECT_EQ(want, folder);
+  EXPECT_EQ(Backslashed(dir + "/sub"), folder);
   xvt_fsys_set_dir_startup();
 }
 

@@ -48,14 +48,6 @@ TextForm(const char *log, const std::string &scratch, long *entries) {
   return {SlurpFile(p1), SlurpFile(p2)};
 }
 
-size_t Count(const std::string &text, const std::string &part) {
-  size_t n = 0;
-  for (size_t at = text.find(part); at != std::string::npos;
-       at = text.find(part, at + 1))
-    ++n;
-  return n;
-}
-
 struct Seen {
   std::vector<std::string> rows;
   std::string abbrev, title, caption, chooserFolder, problems;
@@ -145,7 +137,7 @@ TEST_F(DemoTest, APersonChoosesARepertoryAndListsTheSampleLog) {
   auto [text, added] = TextForm(LogPath, dir, &entries);
   EXPECT_GT(entries, 20);
   EXPECT_EQ(static_cast<size_t>(entries),
-            Count(text, std::string(kLogTextDashes, '-')))
+            Occurrences(text, std::string(kLogTextDashes, '-')))
       << "one block for each entry";
   EXPECT_THAT(std::string(LogPath), testing::EndsWith("\\log\\sample"));
   EXPECT_EQ(text, SlurpFile(listing));

@@ -70,41 +70,33 @@ TEST_F(GuiTest, KeysCloseAndEnterFromAScript) {
 // answered as Enter would, as in every backend.
 TEST_F(GuiTest, ALineThatDoesNotFitStopsTheScript) {
   Script("click 3\nclick 42\nclick 2\n");
-  CaptureStderr();
-  RunEveryDialog();
-  std::string err = GetCapturedStderr();
+  std::string err = StderrOf([&] { RunEveryDialog(); });
   EXPECT_THAT(err, HasSubstr("script line 2: the window in front has no "
                              "control 42: click 42; the script stops here"));
   EXPECT_TRUE(gEvery.ok) << "Enter, not the Cancel of line 3";
   EXPECT_TRUE(gEvery.ticked);
 
   Script("click 9\n");
-  CaptureStderr();
-  RunEveryDialog();
-  EXPECT_THAT(GetCapturedStderr(), HasSubstr("control 9 is disabled"));
+  EXPECT_THAT(StderrOf([&] { RunEveryDialog(); }),
+              HasSubstr("control 9 is disabled"));
   Script("select 12 0 1\n");
-  CaptureStderr();
-  RunEveryDialog();
-  EXPECT_THAT(GetCapturedStderr(), HasSubstr("list 12 takes one row only"));
+  EXPECT_THAT(StderrOf([&] { RunEveryDialog(); }),
+              HasSubstr("list 12 takes one row only"));
   Script("select 14 9\n");
-  CaptureStderr();
-  RunEveryDialog();
-  EXPECT_THAT(GetCapturedStderr(), HasSubstr("list 14 has no row 9"));
+  EXPECT_THAT(StderrOf([&] { RunEveryDialog(); }),
+              HasSubstr("list 14 has no row 9"));
 }
 
 TEST_F(GuiTest, AScriptChoosesFromTheMenu) {
   Script("menu 1017\nmenu 1016\nmenu 1031\nmenu 1023\n");
-  CaptureStderr();
-  RunTaskWindow(nullptr);
-  std::string err = GetCapturedStderr();
+  std::string err = StderrOf([&] { RunTaskWindow(nullptr); });
   EXPECT_THAT(gTask.commands, ElementsAre(1017, 1016, M_FILE_EXIT))
       << "the Update menu is off: its command stops the script";
   EXPECT_THAT(err, HasSubstr("script line 3: menu command 1031 is disabled"));
 
   Script("menu 4242\n");
-  CaptureStderr();
-  RunTaskWindow(nullptr);
-  EXPECT_THAT(GetCapturedStderr(), HasSubstr("the menu has no command 4242"));
+  EXPECT_THAT(StderrOf([&] { RunTaskWindow(nullptr); }),
+              HasSubstr("the menu has no command 4242"));
   Script("exit\n");
   RunTaskWindow(nullptr);
   EXPECT_THAT(gTask.commands, ElementsAre(M_FILE_EXIT));
