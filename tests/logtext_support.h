@@ -133,17 +133,6 @@ inline void WriteSamples(const std::vector<SampleEntry> &entries,
     fclose(out2);
 }
 
-// The lines of a text, the last one also when no line end closes it.
-inline std::vector<std::string> TextLines(const std::string &s) {
-  std::vector<std::string> out;
-  size_t b = 0;
-  for (size_t e; (e = s.find('\n', b)) != std::string::npos; b = e + 1)
-    out.push_back(s.substr(b, e - b));
-  if (b < s.size())
-    out.push_back(s.substr(b));
-  return out;
-}
-
 class LogTextTest : public StoreTest {
 protected:
   LogTextTest() : StoreTest("logtext") {}
